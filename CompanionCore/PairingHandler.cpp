@@ -1,0 +1,165 @@
+#include "CompanionCore/PairingHandler.h"
+
+#include "CompanionCore/AuthorizedKeys.h"
+#include "CompanionCore/HttpResponse.h"
+#include "CompanionCore/PairingRequest.h"
+#include "CompanionCore/Unicode.h"
+
+namespace CompanionCore {
+
+namespace {
+
+constexpr std::string_view pairMethod = "POST";
+constexpr std::string_view pairPath = "/pair";
+constexpr std::string_view commentPrefix = "nuvexa:";
+
+std::string_view reasonFor(int status) {
+    switch (status) {
+    case 200:
+        return "OK";
+    case 400:
+        return "Bad Request";
+    case 403:
+        return "Forbidden";
+    case 404:
+        return "Not Found";
+    case 410:
+        return "Gone";
+    default:
+        // Deliberately one word for every other status, 500 included.
+        return "Error";
+    }
+}
+
+void appendEscaped(std::string& out, std::string_view text, bool escapeQuotes) {
+    static constexpr char hex[] = "0123456789ABCDEF";
+    std::size_t pos = 0;
+    while (pos < text.size()) {
+        const std::size_t start = pos;
+        const char32_t c = Unicode::decodeAt(text, pos);
+        switch (c) {
+        case '\\':
+            out += "\\\\";
+            break;
+        case '"':
+            out += escapeQuotes ? "\\\"" : "\"";
+            break;
+        case '\'':
+            out += escapeQuotes ? "\\'" : "'";
+            break;
+        case '\0':
+            out += "\\0";
+            break;
+        case '\n':
+            out += "\\n";
+            break;
+        case '\r':
+            out += "\\r";
+            break;
+        case '\t':
+            out += "\\t";
+            break;
+        default:
+            if (c < 0x20 || c == 0x7F) {
+                out += "\\u{";
+                out += hex[(c >> 4) & 0xF];
+                out += hex[c & 0xF];
+                out += '}';
+            } else {
+                out.append(text.substr(start, pos - start));
+            }
+        }
+    }
+}
+
+} // namespace
+
+PairingHandler::PairingHandler(PairingCode code, Identity identity, std::filesystem::path authorizedKeys, Clock now)
+    : m_code(std::move(code))
+    , m_identity(std::move(identity))
+    , m_authorizedKeys(std::move(authorizedKeys))
+    , m_now(std::move(now)) {}
+
+PairingHandler::Outcome PairingHandler::handle(const HttpRequest& request) {
+    if (request.method != pairMethod || request.path != pairPath) {
+        return Rejected{404, "not found"};
+    }
+    const auto pairing = PairingRequest::decode(request.body);
+    if (!pairing) {
+        return Rejected{400, "bad request"};
+    }
+    switch (m_code.check(pairing->code, m_now())) {
+    case PairingCode::Verdict::rejected:
+        return Rejected{403, "wrong code"};
+    case PairingCode::Verdict::exhausted:
+        return Exhausted{};
+    case PairingCode::Verdict::accepted:
+        break;
+    }
+    // From here the code is spent, whatever happens to the key.
+    const std::string comment = std::string(commentPrefix) + pairing->device;
+    const auto line = AuthorizedKeys::normalize(pairing->publicKey, comment);
+    if (!line) {
+        return Rejected{400, "not a public key"};
+    }
+    bool installed = false;
+    try {
+        installed = AuthorizedKeys::install(*line, m_authorizedKeys);
+    } catch (const std::exception& error) {
+        return Rejected{500, std::string("could not write authorized_keys: ") + error.what()};
+    }
+    return Paired{PairingResponse{m_identity.user, m_identity.name, m_identity.sshPort, m_identity.hosts,
+                                  m_identity.mosh, m_identity.tmux},
+                  installed};
+}
+
+std::string PairingHandler::reply(const Outcome& outcome) {
+    struct Visitor {
+        std::string operator()(const Paired& paired) const { return HttpResponse::ok(paired.response); }
+        std::string operator()(const Rejected& rejected) const {
+            return HttpResponse::error(rejected.status, reasonFor(rejected.status), rejected.message);
+        }
+        std::string operator()(const Exhausted&) const {
+            return HttpResponse::error(410, reasonFor(410), "code expired");
+        }
+    };
+    return std::visit(Visitor{}, outcome);
+}
+
+std::string logQuoted(std::string_view text) {
+    std::string out = "\"";
+    appendEscaped(out, text, true);
+    out += '"';
+    return out;
+}
+
+std::string escapedControls(std::string_view text) {
+    std::string out;
+    appendEscaped(out, text, false);
+    return out;
+}
+
+std::string describe(const PairingHandler::Outcome& outcome) {
+    struct Visitor {
+        std::string operator()(const PairingHandler::Paired& paired) const {
+            const auto& r = paired.response;
+            std::string hosts = "[";
+            for (std::size_t i = 0; i < r.hosts.size(); ++i) {
+                hosts += (i == 0 ? "" : ", ") + logQuoted(r.hosts[i]);
+            }
+            hosts += "]";
+            return "paired(CompanionCore.PairingResponse(user: " + logQuoted(r.user) + ", name: " + logQuoted(r.name) +
+                   ", sshPort: " + std::to_string(r.sshPort) + ", hosts: " + hosts +
+                   ", mosh: " + (r.mosh ? "true" : "false") + ", tmux: " + (r.tmux ? "true" : "false") +
+                   "), keyInstalled: " + (paired.keyInstalled ? "true" : "false") + ")";
+        }
+        std::string operator()(const PairingHandler::Rejected& rejected) const {
+            return "rejected(status: " + std::to_string(rejected.status) + ", message: " + logQuoted(rejected.message) +
+                   ")";
+        }
+        std::string operator()(const PairingHandler::Exhausted&) const { return "exhausted"; }
+    };
+    return std::visit(Visitor{}, outcome);
+}
+
+} // namespace CompanionCore

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "CompanionCore/HttpRequest.h"
+#include "CompanionCore/PairingCode.h"
+#include "CompanionCore/PairingResponse.h"
+#include "CompanionCore/Timestamp.h"
+
+#include <filesystem>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace CompanionCore {
+
+/// Decides one pairing request and turns the decision into response bytes. It owns the current code
+/// and pairs at most one phone; it does no networking.
+class PairingHandler {
+public:
+    /// What a successful pairing tells the phone.
+    struct Identity {
+        std::string user;
+        std::string name;
+        int sshPort = 22;
+        std::vector<std::string> hosts;
+        bool mosh = false;
+        bool tmux = false;
+
+        bool operator==(const Identity&) const = default;
+    };
+
+    /// The code was right and the key is in the file.
+    struct Paired {
+        PairingResponse response;
+        /// False when the same key was already in the file.
+        bool keyInstalled = false;
+        bool operator==(const Paired&) const = default;
+    };
+
+    /// The request failed; `message` is the error text sent to the phone.
+    struct Rejected {
+        int status = 0;
+        std::string message;
+        bool operator==(const Rejected&) const = default;
+    };
+
+    /// The code is stale, used or out of attempts.
+    struct Exhausted {
+        bool operator==(const Exhausted&) const = default;
+    };
+
+    using Outcome = std::variant<Paired, Rejected, Exhausted>;
+
+    /// `now` is read exactly once per request that reaches the code check.
+    PairingHandler(PairingCode code, Identity identity, std::filesystem::path authorizedKeys,
+                   Clock now = systemNow);
+
+    /// Routes, decodes, checks the code, then normalizes and installs the key. Never throws: every
+    /// failure is an outcome.
+    Outcome handle(const HttpRequest& request);
+
+    /// The complete response bytes for an outcome.
+    static std::string reply(const Outcome& outcome);
+
+    /// The current code, for showing its digits.
+    const PairingCode& code() const { return m_code; }
+
+private:
+    PairingCode m_code;
+    Identity m_identity;
+    std::filesystem::path m_authorizedKeys;
+    Clock m_now;
+};
+
+/// The outcome as the log writes it, for instance: rejected(status: 403, message: "wrong code").
+std::string describe(const PairingHandler::Outcome& outcome);
+
+/// A text as the log quotes it: in double quotes, with backslash escapes for quotes, backslashes and
+/// control characters, so no text can start a line of its own.
+std::string logQuoted(std::string_view text);
+
+/// `text` with its control characters escaped as `logQuoted` does, without the quotes.
+std::string escapedControls(std::string_view text);
+
+} // namespace CompanionCore

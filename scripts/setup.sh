@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# Installs everything the companion needs to build, run and be tested.
+# Safe to run again: package managers skip what is already there.
+set -euo pipefail
+
+debian_packages=(
+  build-essential cmake ninja-build pkg-config git clang clang-format libclang-rt-dev
+  qt6-base-dev qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools qt6-qpa-plugins libqt6dbus6 libqt6svg6
+  nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev
+  libavahi-compat-libdnssd-dev libavahi-client-dev avahi-daemon avahi-utils
+  dbus dbus-x11 openssh-server openssh-client iproute2 procps tmux mosh
+  xvfb x11-utils x11-xserver-utils xdotool imagemagick trayer dunst libnotify-bin
+  fonts-dejavu-core
+)
+
+brew_packages=(cmake ninja qt nlohmann-json googletest google-benchmark llvm tmux mosh)
+
+case "$(uname -s)" in
+  Linux)
+    if ! command -v apt-get >/dev/null; then
+      echo "setup: only Debian and Ubuntu (apt-get) are supported on Linux" >&2
+      exit 1
+    fi
+    sudo=""
+    [ "$(id -u)" = 0 ] || sudo="sudo"
+    missing=()
+    for p in "${debian_packages[@]}"; do
+      dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+    done
+    if [ ${#missing[@]} -gt 0 ]; then
+      echo "setup: installing ${missing[*]}"
+      $sudo apt-get update -qq
+      # Daemons pulled in here (sshd, avahi) must not start on the real network; tests start their own.
+      if [ ! -e /usr/sbin/policy-rc.d ]; then
+        printf '#!/bin/sh\nexit 101\n' | $sudo tee /usr/sbin/policy-rc.d >/dev/null
+        $sudo chmod 755 /usr/sbin/policy-rc.d
+        trap '$sudo rm -f /usr/sbin/policy-rc.d' EXIT
+      fi
+      DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
+    fi
+    ;;
+  Darwin)
+    if ! command -v brew >/dev/null; then
+      echo "setup: Homebrew is needed on macOS (https://brew.sh)" >&2
+      exit 1
+    fi
+    for p in "${brew_packages[@]}"; do
+      brew list --formula "$p" >/dev/null 2>&1 || brew install "$p"
+    done
+    ;;
+  *)
+    echo "setup: unsupported system $(uname -s)" >&2
+    exit 1
+    ;;
+esac
+echo "setup: all dependencies present"

@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Sets up the machine, then builds and runs every test: the development build, the same suite under
+# the address and undefined-behaviour sanitizers, the fuzz corpora replayed as tests in both, a short
+# bounded run of each fuzzer when clang's fuzzer runtime is present, and the formatting check.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/setup.sh
+
+cmake --preset dev
+cmake --build --preset dev
+ctest --preset dev
+
+cmake --preset asan
+cmake --build --preset asan
+ctest --preset asan
+
+if scripts/fuzz.sh --available; then
+    cmake --preset fuzz
+    cmake --build --preset fuzz
+    scripts/fuzz.sh build/fuzz "${NUVEXA_FUZZ_SECONDS:-20}"
+else
+    echo "test: clang's fuzzer runtime is missing; the corpora were replayed, no fuzzing run"
+fi
+
+cmake --build --preset dev --target format-check
+echo "test: everything passed"
