@@ -76,7 +76,10 @@ void createDirectories(const std::filesystem::path& directory) {
     if (directory.has_parent_path() && directory.parent_path() != directory) {
         createDirectories(directory.parent_path());
     }
-    if (::mkdir(directory.c_str(), directoryMode) != 0 && errno != EEXIST) {
+    if (::mkdir(directory.c_str(), directoryMode) != 0) {
+        if (errno == EEXIST) {
+            return; // Made by someone else meanwhile: theirs to keep as it is.
+        }
         fail(errno, "cannot create " + directory.string());
     }
     // The umask may have taken bits away; the SSH directory must be exactly 0700.

@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cstdint>
+#include <limits>
 #include <optional>
 #include <string_view>
 #include <type_traits>
@@ -19,7 +21,16 @@ bool holds(const nlohmann::json& value) {
     } else if constexpr (std::is_same_v<T, std::string>) {
         return value.is_string();
     } else if constexpr (std::is_integral_v<T>) {
-        return value.is_number_integer();
+        // A number that does not fit is a failure, never silently cut short.
+        if (value.is_number_unsigned()) {
+            return value.get<std::uint64_t>() <= static_cast<std::uint64_t>(std::numeric_limits<T>::max());
+        }
+        if (value.is_number_integer()) {
+            const auto number = value.get<std::int64_t>();
+            return number >= static_cast<std::int64_t>(std::numeric_limits<T>::min()) &&
+                   number <= static_cast<std::int64_t>(std::numeric_limits<T>::max());
+        }
+        return false;
     } else {
         static_assert(!sizeof(T), "no strict JSON check for this type");
     }
