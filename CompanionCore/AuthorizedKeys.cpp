@@ -164,7 +164,10 @@ void writeAll(int fd, std::string_view bytes, const std::filesystem::path& path)
 /// Replaces `target` by `content` so that a reader sees the old file or the new one, never a part.
 void replaceAtomically(const std::filesystem::path& target, std::string_view content) {
     const auto directory = target.parent_path();
-    std::string temporary = (directory / ("." + target.filename().string() + ".XXXXXX")).string();
+    std::string temporaryName = ".";
+    temporaryName += target.filename().string();
+    temporaryName += ".XXXXXX";
+    std::string temporary = (directory / temporaryName).string();
     // mkstemp creates the file 0600, so the key material is never open to group or others.
     const int fd = ::mkstemp(temporary.data());
     if (fd < 0) {

@@ -1,6 +1,7 @@
 # Warnings and sanitizers shared by every target of the project.
 function(companion_target_defaults target)
-    target_compile_options(${target} PRIVATE -Wall -Wextra -Wold-style-cast -Wnon-virtual-dtor -Wshadow=local)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wold-style-cast -Wnon-virtual-dtor
+        $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local> $<$<CXX_COMPILER_ID:Clang,AppleClang>:-Wshadow-uncaptured-local>)
     if(NUVEXA_WERROR)
         target_compile_options(${target} PRIVATE -Werror)
     endif()

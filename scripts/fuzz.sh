@@ -15,8 +15,10 @@ fi
 build=${1:?build directory}
 seconds=${2:-20}
 status=0
+found=0
 for target in "$build"/fuzz/fuzz_*; do
     [ -x "$target" ] || continue
+    found=$((found + 1))
     name=$(basename "$target")
     corpus=fuzz/corpus/${name#fuzz_}
     work=$(mktemp -d)
@@ -29,7 +31,11 @@ for target in "$build"/fuzz/fuzz_*; do
         status=1
         continue
     fi
-    grep -E "stat::number_of_executed_units|Done" "$work.log" | tail -2
+    grep -E "DONE|Done" "$work.log" | tail -2
     rm -rf "$work" "$work.log"
 done
+if [ "$found" -eq 0 ]; then
+    echo "fuzz: no fuzz targets in $build/fuzz; configure and build the fuzz preset first"
+    exit 1
+fi
 exit $status
