@@ -87,8 +87,9 @@ std::vector<std::string> ordered(const std::vector<std::string>& hosts) {
             unique.push_back(host);
         }
     }
-    std::stable_sort(unique.begin(), unique.end(),
-                     [](const std::string& a, const std::string& b) { return rank(classify(a)) < rank(classify(b)); });
+    std::stable_sort(unique.begin(), unique.end(), [](const std::string& a, const std::string& b) {
+        return rank(classify(a)) < rank(classify(b));
+    });
     return unique;
 }
 

@@ -28,7 +28,17 @@ std::optional<std::string> CommandWatch::currentCommand() const {
 
 const std::set<std::string, std::less<>>& CommandWatch::shells() {
     static const std::set<std::string, std::less<>> names = {
-        "sh", "bash", "zsh", "fish", "csh", "tcsh", "dash", "ksh", "login", "tmux", "reattach-to-user-namespace",
+        "sh",
+        "bash",
+        "zsh",
+        "fish",
+        "csh",
+        "tcsh",
+        "dash",
+        "ksh",
+        "login",
+        "tmux",
+        "reattach-to-user-namespace",
     };
     return names;
 }
@@ -68,7 +78,9 @@ std::optional<CommandWatch::Finished> CommandWatch::sample(const std::string& co
     return std::nullopt;
 }
 
-void CommandWatch::reset() { m_running.reset(); }
+void CommandWatch::reset() {
+    m_running.reset();
+}
 
 std::string CommandWatch::humanDuration(double seconds) {
     const double rounded = std::round(seconds); // halves away from zero

@@ -19,8 +19,8 @@ std::optional<DrozakStatus> DrozakStatus::parse(std::string_view data) {
         updateAvailable.wrongType) {
         return std::nullopt;
     }
-    return DrozakStatus{*connected, state.value, stateDetail.value, ip.value, relayConnected.value,
-                        updateAvailable.value};
+    return DrozakStatus{*connected, state.value,          stateDetail.value,
+                        ip.value,   relayConnected.value, updateAvailable.value};
 }
 
 } // namespace CompanionCore

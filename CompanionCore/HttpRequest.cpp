@@ -33,7 +33,8 @@ std::vector<std::string_view> splitOnSpaces(std::string_view line) {
             break;
         }
         const std::size_t end = line.find(' ', begin);
-        pieces.push_back(line.substr(begin, end == std::string_view::npos ? std::string_view::npos : end - begin));
+        pieces.push_back(
+            line.substr(begin, end == std::string_view::npos ? std::string_view::npos : end - begin));
         pos = end == std::string_view::npos ? line.size() : end;
     }
     return pieces;

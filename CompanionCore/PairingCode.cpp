@@ -62,9 +62,13 @@ PairingCode PairingCode::random() {
     return PairingCode(std::move(digits), systemNow());
 }
 
-bool PairingCode::isExpired(Timestamp at) const { return secondsBetween(m_issuedAt, at) > lifetime; }
+bool PairingCode::isExpired(Timestamp at) const {
+    return secondsBetween(m_issuedAt, at) > lifetime;
+}
 
-bool PairingCode::isLive(Timestamp at) const { return !m_used && !isExpired(at) && m_attempts < maxAttempts; }
+bool PairingCode::isLive(Timestamp at) const {
+    return !m_used && !isExpired(at) && m_attempts < maxAttempts;
+}
 
 PairingCode::Verdict PairingCode::check(std::string_view candidate, Timestamp at) {
     if (m_used || isExpired(at) || m_attempts >= maxAttempts) {

@@ -74,7 +74,8 @@ void appendEscaped(std::string& out, std::string_view text, bool escapeQuotes) {
 
 } // namespace
 
-PairingHandler::PairingHandler(PairingCode code, Identity identity, std::filesystem::path authorizedKeys, Clock now)
+PairingHandler::PairingHandler(PairingCode code, Identity identity, std::filesystem::path authorizedKeys,
+                               Clock now)
     : m_code(std::move(code))
     , m_identity(std::move(identity))
     , m_authorizedKeys(std::move(authorizedKeys))
@@ -148,14 +149,15 @@ std::string describe(const PairingHandler::Outcome& outcome) {
                 hosts += (i == 0 ? "" : ", ") + logQuoted(r.hosts[i]);
             }
             hosts += "]";
-            return "paired(CompanionCore.PairingResponse(user: " + logQuoted(r.user) + ", name: " + logQuoted(r.name) +
-                   ", sshPort: " + std::to_string(r.sshPort) + ", hosts: " + hosts +
-                   ", mosh: " + (r.mosh ? "true" : "false") + ", tmux: " + (r.tmux ? "true" : "false") +
+            return "paired(CompanionCore.PairingResponse(user: " + logQuoted(r.user) +
+                   ", name: " + logQuoted(r.name) + ", sshPort: " + std::to_string(r.sshPort) +
+                   ", hosts: " + hosts + ", mosh: " + (r.mosh ? "true" : "false") +
+                   ", tmux: " + (r.tmux ? "true" : "false") +
                    "), keyInstalled: " + (paired.keyInstalled ? "true" : "false") + ")";
         }
         std::string operator()(const PairingHandler::Rejected& rejected) const {
-            return "rejected(status: " + std::to_string(rejected.status) + ", message: " + logQuoted(rejected.message) +
-                   ")";
+            return "rejected(status: " + std::to_string(rejected.status) +
+                   ", message: " + logQuoted(rejected.message) + ")";
         }
         std::string operator()(const PairingHandler::Exhausted&) const { return "exhausted"; }
     };

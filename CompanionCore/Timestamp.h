@@ -12,7 +12,9 @@ using Timestamp = std::chrono::system_clock::time_point;
 using Clock = std::function<Timestamp()>;
 
 /// The system's wall clock.
-inline Timestamp systemNow() { return std::chrono::system_clock::now(); }
+inline Timestamp systemNow() {
+    return std::chrono::system_clock::now();
+}
 
 /// `later - earlier` in seconds.
 inline double secondsBetween(Timestamp earlier, Timestamp later) {

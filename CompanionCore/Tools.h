@@ -23,7 +23,8 @@ using ExecutableTest = std::function<bool(const std::string& path)>;
 bool isExecutableFile(const std::string& path);
 
 /// The first "directory/name" that is executable, or nothing. Nothing is cached.
-std::optional<std::string> locate(std::string_view name, const ExecutableTest& isExecutable = isExecutableFile,
+std::optional<std::string> locate(std::string_view name,
+                                  const ExecutableTest& isExecutable = isExecutableFile,
                                   const std::vector<std::string>& paths = searchPaths());
 
 } // namespace CompanionCore::Tools

@@ -1,7 +1,7 @@
 #include "CompanionCore/Unicode.h"
 
-#include <stdexcept>
 #include <locale>
+#include <stdexcept>
 
 namespace CompanionCore::Unicode {
 
