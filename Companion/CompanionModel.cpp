@@ -1,0 +1,263 @@
+#include "Companion/CompanionModel.h"
+
+#include "Companion/HostIdentity.h"
+#include "CompanionCore/Addresses.h"
+
+#include <QDir>
+#include <QString>
+
+namespace Companion {
+
+namespace {
+
+std::string trimmed(const std::string& text) {
+    return QString::fromUtf8(text).trimmed().toStdString();
+}
+
+} // namespace
+
+CompanionModel::CompanionModel(QObject* parent)
+    : CompanionModel(Environment{}, parent) {}
+
+CompanionModel::CompanionModel(Environment environment, QObject* parent)
+    : QObject(parent)
+    , m_environment(std::move(environment)) {
+    if (!m_environment.systemActions) {
+        m_environment.systemActions = makeSystemActions();
+    }
+    m_systemActions = m_environment.systemActions;
+    if (!m_environment.isExecutable) {
+        m_environment.isExecutable = CompanionCore::Tools::isExecutableFile;
+    }
+    if (!m_environment.searchPaths) {
+        m_environment.searchPaths = CompanionCore::Tools::searchPaths();
+    }
+    if (!m_environment.hostName) {
+        m_environment.hostName = [] { return HostIdentity::hostName(); };
+    }
+    if (!m_environment.userName) {
+        m_environment.userName = [] { return HostIdentity::userName(); };
+    }
+    if (!m_environment.computerName) {
+        m_environment.computerName = [] { return HostIdentity::computerName(); };
+    }
+    if (!m_environment.openUrl) {
+        m_environment.openUrl = [actions = m_systemActions](const std::string& url) {
+            return actions->openUrl(url);
+        };
+    }
+    if (!m_environment.authorizedKeys) {
+        m_environment.authorizedKeys =
+            std::filesystem::path(QDir::homePath().toStdString()) / ".ssh/authorized_keys";
+    }
+    m_worker.setMaxThreadCount(1);
+
+    m_keepAwake =
+        std::make_unique<KeepAwake>(m_systemActions->keepAwakeCommand(), m_systemActions->sharedRunner());
+    m_tmuxNotifier = std::make_unique<TmuxNotifier>(m_environment.notifier);
+    // The model owns the server and so outlives it: the provider may hold the model plainly.
+    m_pairing = std::make_unique<CompanionCore::PairingServer>(
+        [this] { return identity(); }, *m_environment.authorizedKeys, m_environment.serverOptions);
+    refresh();
+}
+
+CompanionModel::~CompanionModel() {
+    // A job still running (a slow tool) is asked to stop; none may outlive the model it reports to.
+    m_stop.request_stop();
+    m_worker.waitForDone();
+}
+
+void CompanionModel::setLastError(std::optional<std::string> message) {
+    if (message == m_lastError) {
+        return;
+    }
+    m_lastError = std::move(message);
+    emit lastErrorChanged();
+}
+
+std::optional<std::string> CompanionModel::meshAddress() const {
+    if (m_drozakStatus && m_drozakStatus->connected && m_drozakStatus->ip && !m_drozakStatus->ip->empty()) {
+        return m_drozakStatus->ip;
+    }
+    for (const auto& address : m_addresses) {
+        if (CompanionCore::Addresses::classify(address) == CompanionCore::Addresses::Kind::mesh) {
+            return address;
+        }
+    }
+    return std::nullopt;
+}
+
+bool CompanionModel::hasMeshAddress() const {
+    for (const auto& address : m_addresses) {
+        if (CompanionCore::Addresses::classify(address) == CompanionCore::Addresses::Kind::mesh) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void CompanionModel::refresh() {
+    enqueueRefresh();
+}
+
+void CompanionModel::enqueueRefresh() {
+    enqueue([this](std::stop_token stop) {
+        const bool remoteLogin = m_systemActions->remoteLoginEnabled();
+        publish([remoteLogin](CompanionModel& model) { model.setRemoteLogin(remoteLogin); });
+        auto mosh = locate("mosh-server");
+        publish([mosh](CompanionModel& model) { model.setMoshPath(mosh); });
+        auto tmux = locate("tmux");
+        publish([tmux](CompanionModel& model) { model.setTmuxPath(tmux); });
+        auto drozak = locate("drozak");
+        publish([drozak](CompanionModel& model) { model.setDrozakPath(drozak); });
+        if (stop.stop_requested()) {
+            return;
+        }
+        // Cleared when the tool has gone.
+        std::optional<CompanionCore::DrozakStatus> status;
+        if (drozak) {
+            status = m_systemActions->drozakStatus(*drozak);
+        }
+        publish([status](CompanionModel& model) { model.setDrozakStatus(status); });
+        auto addresses = hostList(m_systemActions->ipv4Addresses());
+        publish([addresses = std::move(addresses)](CompanionModel& model) mutable {
+            model.setAddresses(std::move(addresses));
+            emit model.refreshed();
+        });
+    });
+}
+
+void CompanionModel::connectDrozak() {
+    if (!m_drozakPath) {
+        m_environment.openUrl(std::string(CompanionCore::Tools::drozakDownload));
+        return;
+    }
+    enqueue([this, path = *m_drozakPath](std::stop_token stop) {
+        const auto result = m_systemActions->runner().run(
+            ProcessCommand{path, {"connect"}, ProcessCommand::Output::captureMerged}, stop);
+        std::optional<std::string> error;
+        switch (result.status) {
+        case ProcessResult::Status::cancelled:
+            return;
+        case ProcessResult::Status::failedToStart:
+            error = "drozak connect: " + result.error;
+            break;
+        case ProcessResult::Status::finished:
+        case ProcessResult::Status::crashed:
+        case ProcessResult::Status::timedOut:
+            if (!result.succeeded()) {
+                error = "drozak connect: " + trimmed(result.output);
+            }
+            break;
+        }
+        publish([error](CompanionModel& model) { model.setLastError(error); });
+    });
+    enqueueRefresh();
+}
+
+void CompanionModel::installWithHomebrew() {
+    std::vector<std::string> missing;
+    if (!m_moshPath) {
+        missing.emplace_back("mosh");
+    }
+    if (!m_tmuxPath) {
+        missing.emplace_back("tmux");
+    }
+    if (missing.empty()) {
+        return;
+    }
+    const auto commandLine = m_systemActions->installCommandLine(missing);
+    if (!commandLine) {
+        setLastError(m_systemActions->packageManagerMissingMessage());
+        return;
+    }
+    // The installation runs in the terminal after this returns; the user refreshes by hand.
+    setLastError(m_systemActions->openTerminal(*commandLine));
+}
+
+void CompanionModel::enableRemoteLogin() {
+    enqueue([this](std::stop_token) {
+        auto error = m_systemActions->setRemoteLogin(true);
+        publish([error = std::move(error)](CompanionModel& model) { model.setLastError(error); });
+    });
+    enqueueRefresh();
+}
+
+CompanionCore::PairingHandler::Identity CompanionModel::identity() const {
+    return HostIdentity::identity(m_environment.userName(), m_environment.computerName(),
+                                  m_environment.hostName(), m_systemActions->ipv4Addresses(),
+                                  m_environment.isExecutable);
+}
+
+std::optional<std::string> CompanionModel::locate(const char* name) const {
+    return CompanionCore::Tools::locate(name, m_environment.isExecutable, *m_environment.searchPaths);
+}
+
+std::vector<std::string> CompanionModel::hostList(const std::vector<std::string>& interfaceAddresses) const {
+    return HostIdentity::hosts(m_environment.hostName(), interfaceAddresses);
+}
+
+void CompanionModel::enqueue(std::function<void(std::stop_token)> job) {
+    // The destructor waits for the worker, so `this` outlives every job.
+    m_worker.start([job = std::move(job), stop = m_stop.get_token()] {
+        if (!stop.stop_requested()) {
+            job(stop);
+        }
+    });
+}
+
+void CompanionModel::publish(std::function<void(CompanionModel&)> change) {
+    // Queued to the model's own thread; Qt drops it if the model is gone by then.
+    QMetaObject::invokeMethod(
+        this, [this, change = std::move(change)] { change(*this); }, Qt::QueuedConnection);
+}
+
+void CompanionModel::setRemoteLogin(bool on) {
+    if (on == m_remoteLogin) {
+        return;
+    }
+    m_remoteLogin = on;
+    emit remoteLoginChanged(on);
+}
+
+void CompanionModel::setMoshPath(std::optional<std::string> path) {
+    if (path == m_moshPath) {
+        return;
+    }
+    m_moshPath = std::move(path);
+    emit moshPathChanged();
+}
+
+void CompanionModel::setTmuxPath(std::optional<std::string> path) {
+    if (path == m_tmuxPath) {
+        return;
+    }
+    m_tmuxPath = std::move(path);
+    emit tmuxPathChanged();
+}
+
+void CompanionModel::setDrozakPath(std::optional<std::string> path) {
+    if (path == m_drozakPath) {
+        return;
+    }
+    m_drozakPath = std::move(path);
+    emit drozakPathChanged();
+}
+
+void CompanionModel::setDrozakStatus(std::optional<CompanionCore::DrozakStatus> status) {
+    if (status == m_drozakStatus) {
+        return;
+    }
+    m_drozakStatus = std::move(status);
+    emit drozakStatusChanged();
+}
+
+void CompanionModel::setAddresses(std::vector<std::string> addresses) {
+    if (addresses == m_addresses) {
+        return;
+    }
+    m_addresses = std::move(addresses);
+    emit addressesChanged();
+}
+
+} // namespace Companion

@@ -1,0 +1,160 @@
+#pragma once
+
+#include "Companion/KeepAwake.h"
+#include "Companion/SystemActions.h"
+#include "Companion/TmuxNotifier.h"
+#include "CompanionCore/DrozakStatus.h"
+#include "CompanionCore/PairingHandler.h"
+#include "CompanionCore/Tools.h"
+#include "CompanionCore/server/PairingServer.h"
+
+#include <QObject>
+#include <QThreadPool>
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+namespace Companion {
+
+/// The companion's app-wide state: whether the computer is ready to be reached from the phone (SSH
+/// server, mosh-server, tmux, the relay tool and its status, the addresses), the actions that repair
+/// it, and the source of the pairing identity. Owns the pairing server, the keep-awake switch and the
+/// long-command notifier for its whole life.
+///
+/// Lives on the main thread. Child processes run on a worker thread, one job after the other, so the
+/// panel never freezes; every published field changes on the main thread and announces the change
+/// with its own signal (emitted only when the value differs).
+class CompanionModel : public QObject {
+    Q_OBJECT
+
+public:
+    /// Everything the model reaches outside the process; each empty member means the real one.
+    struct Environment {
+        std::shared_ptr<SystemActions> systemActions;
+        /// How `Tools::locate` tests a candidate path, for the published tools and the identity.
+        CompanionCore::Tools::ExecutableTest isExecutable;
+        /// The directories searched for the published tools, `Tools::searchPaths()` when absent. The
+        /// identity always looks in `Tools::searchPaths()`.
+        std::optional<std::vector<std::string>> searchPaths;
+        /// The host name as the system reports it, before ".local" is ensured. The hooks may be
+        /// called from the model's worker thread.
+        std::function<std::string()> hostName;
+        /// The login name of the current user.
+        std::function<std::string()> userName;
+        /// The computer's name for people; the host name stands in when it gives an empty text.
+        std::function<std::string()> computerName;
+        /// Opens a web address in the default browser (the system actions' opener when empty).
+        std::function<bool(const std::string& url)> openUrl;
+        /// The home directory's ".ssh/authorized_keys" when absent.
+        std::optional<std::filesystem::path> authorizedKeys;
+        CompanionCore::PairingServer::Options serverOptions;
+        TmuxNotifier::Options notifier;
+    };
+
+    explicit CompanionModel(QObject* parent = nullptr);
+    /// Builds the owned objects and starts one `refresh`.
+    explicit CompanionModel(Environment environment, QObject* parent = nullptr);
+    ~CompanionModel() override;
+
+    /// The SSH server ("Remote Login") is on.
+    bool remoteLogin() const { return m_remoteLogin; }
+    /// Full path of `mosh-server` (the server half is what this computer needs).
+    const std::optional<std::string>& moshPath() const { return m_moshPath; }
+    const std::optional<std::string>& tmuxPath() const { return m_tmuxPath; }
+    /// The host names and addresses in the order the phone should try them.
+    const std::vector<std::string>& addresses() const { return m_addresses; }
+    /// Full path of the relay tool's `drozak`.
+    const std::optional<std::string>& drozakPath() const { return m_drozakPath; }
+    /// The relay tool's last status; absent when it is not installed or gave none.
+    const std::optional<CompanionCore::DrozakStatus>& drozakStatus() const { return m_drozakStatus; }
+    /// The text of the last failed action, shown in red; absent after a success.
+    const std::optional<std::string>& lastError() const { return m_lastError; }
+    void setLastError(std::optional<std::string> message);
+
+    CompanionCore::PairingServer& pairing() { return *m_pairing; }
+    KeepAwake& keepAwake() { return *m_keepAwake; }
+    TmuxNotifier& tmuxNotifier() { return *m_tmuxNotifier; }
+    /// For the panel's own actions, such as turning the SSH server on.
+    SystemActions& systemActions() { return *m_systemActions; }
+
+    /// The address the phone can use away from home: the relay tool's own address while it is
+    /// connected and reports a non-empty one, else the first mesh-range address in `addresses`.
+    std::optional<std::string> meshAddress() const;
+    /// Whether `addresses` holds a mesh-range address. Deliberately ignores the relay status, so with
+    /// the relay connected but no mesh-range address this is false while `meshAddress` is present.
+    bool hasMeshAddress() const;
+
+    /// Re-reads the SSH server, mosh-server, tmux, the relay tool, its status and the addresses,
+    /// publishing each field in that order as soon as it is known, then emits `refreshed`.
+    void refresh();
+
+    /// Runs `drozak connect` (its trimmed output becomes `lastError` on failure, a success clears it)
+    /// and refreshes; when the tool is missing, opens its download page and changes nothing.
+    void connectDrozak();
+
+    /// Types the package manager's install command for the missing mosh and tmux into a new terminal
+    /// window; `lastError` gets the outcome. Does nothing when neither is missing. Runs on the calling
+    /// thread, because its clipboard fallback may use the GUI's clipboard.
+    void installWithHomebrew();
+
+    /// Turns the SSH server on through the system's administrator dialog, then refreshes; a failure
+    /// message lands in `lastError`, a success clears it. The dialog never blocks the panel.
+    void enableRemoteLogin();
+
+    /// A fresh pairing identity built from the system, not from the published fields; the SSH port
+    /// is always 22.
+    CompanionCore::PairingHandler::Identity identity() const;
+
+signals:
+    void remoteLoginChanged(bool on);
+    void moshPathChanged();
+    void tmuxPathChanged();
+    void addressesChanged();
+    void drozakPathChanged();
+    void drozakStatusChanged();
+    void lastErrorChanged();
+    /// After a `refresh` has published every field.
+    void refreshed();
+
+private:
+    std::optional<std::string> locate(const char* name) const;
+    std::vector<std::string> hostList(const std::vector<std::string>& interfaceAddresses) const;
+    /// Runs `job` on the worker; `job` hands results back with `publish`.
+    void enqueue(std::function<void(std::stop_token)> job);
+    /// Runs `change` on the main thread unless the model is gone by then.
+    void publish(std::function<void(CompanionModel&)> change);
+    void enqueueRefresh();
+
+    void setRemoteLogin(bool on);
+    void setMoshPath(std::optional<std::string> path);
+    void setTmuxPath(std::optional<std::string> path);
+    void setDrozakPath(std::optional<std::string> path);
+    void setDrozakStatus(std::optional<CompanionCore::DrozakStatus> status);
+    void setAddresses(std::vector<std::string> addresses);
+
+    Environment m_environment;
+    std::shared_ptr<SystemActions> m_systemActions;
+
+    bool m_remoteLogin = false;
+    std::optional<std::string> m_moshPath;
+    std::optional<std::string> m_tmuxPath;
+    std::vector<std::string> m_addresses;
+    std::optional<std::string> m_drozakPath;
+    std::optional<CompanionCore::DrozakStatus> m_drozakStatus;
+    std::optional<std::string> m_lastError;
+
+    std::unique_ptr<KeepAwake> m_keepAwake;
+    std::unique_ptr<TmuxNotifier> m_tmuxNotifier;
+    std::unique_ptr<CompanionCore::PairingServer> m_pairing;
+
+    std::stop_source m_stop;
+    /// One thread: jobs run in the order they were asked for.
+    QThreadPool m_worker;
+};
+
+} // namespace Companion

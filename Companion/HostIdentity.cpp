@@ -1,0 +1,73 @@
+#include "Companion/HostIdentity.h"
+
+#include "Companion/NetworkInterfaces.h"
+#include "CompanionCore/Addresses.h"
+
+#include <climits>
+#include <cstdlib>
+#include <pwd.h>
+#include <unistd.h>
+
+namespace Companion::HostIdentity {
+
+namespace {
+
+constexpr std::string_view localSuffix = ".local";
+
+} // namespace
+
+std::string userName() {
+    if (const passwd* entry = ::getpwuid(::geteuid()); entry != nullptr && entry->pw_name != nullptr) {
+        return entry->pw_name;
+    }
+    const char* name = std::getenv("USER");
+    return name != nullptr ? name : "";
+}
+
+std::string hostName() {
+    char name[HOST_NAME_MAX + 1] = {};
+    if (::gethostname(name, sizeof name - 1) != 0) {
+        return {};
+    }
+    return name;
+}
+
+std::string localHostName() {
+    return localHostName(hostName());
+}
+
+std::string localHostName(const std::string& name) {
+    return name.ends_with(localSuffix) ? name : name + std::string(localSuffix);
+}
+
+std::vector<std::string> hosts() {
+    return hosts(hostName(), NetworkInterfaces::ipv4Addresses());
+}
+
+std::vector<std::string> hosts(const std::string& name, const std::vector<std::string>& addresses) {
+    std::vector<std::string> all{localHostName(name)};
+    all.insert(all.end(), addresses.begin(), addresses.end());
+    return CompanionCore::Addresses::ordered(all);
+}
+
+CompanionCore::PairingHandler::Identity identity() {
+    const std::string host = hostName();
+    return identity(userName(), computerName(), host, NetworkInterfaces::ipv4Addresses(),
+                    CompanionCore::Tools::isExecutableFile);
+}
+
+CompanionCore::PairingHandler::Identity identity(const std::string& user, const std::string& computer,
+                                                 const std::string& host,
+                                                 const std::vector<std::string>& addresses,
+                                                 const CompanionCore::Tools::ExecutableTest& isExecutable) {
+    CompanionCore::PairingHandler::Identity identity;
+    identity.user = user;
+    identity.name = computer.empty() ? host : computer;
+    identity.sshPort = sshPort;
+    identity.hosts = hosts(host, addresses);
+    identity.mosh = CompanionCore::Tools::locate("mosh-server", isExecutable).has_value();
+    identity.tmux = CompanionCore::Tools::locate("tmux", isExecutable).has_value();
+    return identity;
+}
+
+} // namespace Companion::HostIdentity

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "Companion/ProcessRunner.h"
+#include "CompanionCore/PairingHandler.h"
+#include "CompanionCore/Tools.h"
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+/// Who and where this computer is, as a pairing tells the phone: the login name, the computer's name
+/// for people, the host names and addresses to try, and whether mosh and tmux are installed.
+namespace Companion::HostIdentity {
+
+/// The SSH port the phone is told; the server's configuration is not read.
+inline constexpr int sshPort = 22;
+
+/// The login name of the effective user.
+std::string userName();
+
+/// The host name as the system reports it (gethostname).
+std::string hostName();
+
+/// The computer's name for people, by this platform's rule; the host name when it has none.
+std::string computerName();
+
+/// Linux: PRETTY_HOSTNAME from the machine-info file (systemd's hostnamectl writes it there), else
+/// `fallback`.
+std::string linuxComputerName(const std::filesystem::path& machineInfo, const std::string& fallback);
+
+/// macOS: the computer name of the Sharing settings, from scutil, else `fallback`.
+std::string macosComputerName(ProcessRunner& runner, const std::string& fallback);
+
+/// The host name with ".local" appended unless it already ends in exactly ".local".
+std::string localHostName();
+std::string localHostName(const std::string& hostName);
+
+/// The local host name followed by the computer's IPv4 addresses, in the order the phone should try.
+std::vector<std::string> hosts();
+std::vector<std::string> hosts(const std::string& hostName, const std::vector<std::string>& addresses);
+
+/// A fresh record, read from the system on every call.
+CompanionCore::PairingHandler::Identity identity();
+/// The record from given parts; mosh-server and tmux are looked up with `isExecutable`.
+CompanionCore::PairingHandler::Identity identity(const std::string& userName, const std::string& computerName,
+                                                 const std::string& hostName,
+                                                 const std::vector<std::string>& addresses,
+                                                 const CompanionCore::Tools::ExecutableTest& isExecutable);
+
+} // namespace Companion::HostIdentity

@@ -1,0 +1,163 @@
+#include "Companion/QtProcessRunner.h"
+
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+
+namespace Companion {
+
+namespace {
+
+QStringList toQt(const std::vector<std::string>& arguments) {
+    QStringList list;
+    list.reserve(static_cast<qsizetype>(arguments.size()));
+    for (const auto& argument : arguments) {
+        list.append(QString::fromStdString(argument));
+    }
+    return list;
+}
+
+void configure(QProcess& process, const ProcessCommand& command) {
+    process.setProgram(QString::fromStdString(command.program));
+    process.setArguments(toQt(command.arguments));
+    switch (command.output) {
+    case ProcessCommand::Output::discard:
+        process.setStandardOutputFile(QProcess::nullDevice());
+        process.setStandardErrorFile(QProcess::nullDevice());
+        break;
+    case ProcessCommand::Output::capture:
+        process.setStandardErrorFile(QProcess::nullDevice());
+        break;
+    case ProcessCommand::Output::captureMerged:
+        process.setProcessChannelMode(QProcess::MergedChannels);
+        break;
+    case ProcessCommand::Output::inherit:
+        process.setProcessChannelMode(QProcess::ForwardedChannels);
+        break;
+    }
+    if (command.input) {
+        return;
+    }
+    if (command.output == ProcessCommand::Output::inherit) {
+        process.setInputChannelMode(QProcess::ForwardedInputChannel);
+    } else {
+        process.setStandardInputFile(QProcess::nullDevice());
+    }
+}
+
+int milliseconds(std::chrono::milliseconds duration) {
+    return static_cast<int>(duration.count());
+}
+
+/// Terminate first so the child can clean up (systemd-inhibit ends its own child on it); kill only a
+/// child that ignores it.
+void end(QProcess& process) {
+    if (process.state() == QProcess::NotRunning) {
+        return;
+    }
+    process.terminate();
+    if (!process.waitForFinished(milliseconds(QtProcessRunner::terminationGrace))) {
+        process.kill();
+        process.waitForFinished(-1);
+    }
+}
+
+bool launch(QProcess& process, const ProcessCommand& command) {
+    process.start();
+    if (!process.waitForStarted(-1)) {
+        return false;
+    }
+    if (command.input) {
+        process.write(command.input->data(), static_cast<qint64>(command.input->size()));
+        process.closeWriteChannel();
+    }
+    return true;
+}
+
+class QtRunningProcess final : public RunningProcess {
+public:
+    explicit QtRunningProcess(const ProcessCommand& command) {
+        configure(m_process, command);
+        launch(m_process, command);
+    }
+    ~QtRunningProcess() override { end(m_process); }
+
+    bool isRunning() const override { return m_process.state() != QProcess::NotRunning; }
+
+    std::optional<long long> processId() const override {
+        if (!isRunning()) {
+            return std::nullopt;
+        }
+        return static_cast<long long>(m_process.processId());
+    }
+
+    void terminate() override {
+        if (isRunning()) {
+            m_process.terminate();
+        }
+    }
+
+private:
+    QProcess m_process;
+};
+
+} // namespace
+
+ProcessResult QtProcessRunner::execute(const ProcessCommand& command, std::stop_token stop) {
+    QProcess process;
+    configure(process, command);
+    ProcessResult result;
+    if (!launch(process, command)) {
+        result.status = ProcessResult::Status::failedToStart;
+        result.error = process.errorString().toStdString();
+        return result;
+    }
+    const auto started = std::chrono::steady_clock::now();
+    while (process.state() != QProcess::NotRunning) {
+        auto slice = stopCheckInterval;
+        if (command.timeout) {
+            const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(
+                std::chrono::steady_clock::now() - started);
+            if (elapsed >= *command.timeout) {
+                end(process);
+                result.status = ProcessResult::Status::timedOut;
+                return result;
+            }
+            slice = std::min(slice, *command.timeout - elapsed);
+        }
+        if (stop.stop_requested()) {
+            end(process);
+            result.status = ProcessResult::Status::cancelled;
+            return result;
+        }
+        process.waitForFinished(milliseconds(slice));
+    }
+    if (command.output == ProcessCommand::Output::capture ||
+        command.output == ProcessCommand::Output::captureMerged) {
+        result.output = process.readAllStandardOutput().toStdString();
+    }
+    if (process.exitStatus() == QProcess::CrashExit) {
+        result.status = ProcessResult::Status::crashed;
+        return result;
+    }
+    result.exitCode = process.exitCode();
+    return result;
+}
+
+std::unique_ptr<RunningProcess> QtProcessRunner::start(const ProcessCommand& command) {
+    return std::make_unique<QtRunningProcess>(command);
+}
+
+bool QtProcessRunner::startDetached(const ProcessCommand& command) {
+    QProcess process;
+    process.setProgram(QString::fromStdString(command.program));
+    process.setArguments(toQt(command.arguments));
+    process.setStandardInputFile(QProcess::nullDevice());
+    if (command.output != ProcessCommand::Output::inherit) {
+        process.setStandardOutputFile(QProcess::nullDevice());
+        process.setStandardErrorFile(QProcess::nullDevice());
+    }
+    return process.startDetached();
+}
+
+} // namespace Companion

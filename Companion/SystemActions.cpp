@@ -1,0 +1,24 @@
+#include "Companion/SystemActions.h"
+
+#include "Companion/NetworkInterfaces.h"
+
+namespace Companion {
+
+SystemActions::SystemActions(std::shared_ptr<ProcessRunner> runner)
+    : m_runner(std::move(runner)) {}
+
+std::vector<std::string> SystemActions::ipv4Addresses() {
+    return NetworkInterfaces::ipv4Addresses();
+}
+
+std::optional<CompanionCore::DrozakStatus> SystemActions::drozakStatus(const std::string& cli) {
+    ProcessCommand command{cli, {"status", "--json"}, ProcessCommand::Output::capture};
+    command.timeout = drozakStatusTimeout;
+    const auto result = m_runner->run(command);
+    if (!result.succeeded()) {
+        return std::nullopt;
+    }
+    return CompanionCore::DrozakStatus::parse(result.output);
+}
+
+} // namespace Companion

@@ -1,0 +1,358 @@
+#include "Companion/linux/LinuxSystemActions.h"
+
+#include <QCoreApplication>
+#include <QString>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+namespace Companion {
+
+namespace {
+
+/// The TCP state the kernel writes for a listening socket.
+constexpr std::string_view listenState = "0A";
+
+struct PackageManager {
+    std::string_view name;
+    /// What precedes the package names in the command a user types.
+    std::string_view install;
+};
+
+/// Tried in this order; the first one present is the distribution's own.
+constexpr PackageManager packageManagers[] = {
+    {"apt", "sudo apt install"},
+    {"dnf", "sudo dnf install"},
+    {"pacman", "sudo pacman -S"},
+    {"zypper", "sudo zypper install"},
+};
+
+struct DesktopTerminals {
+    /// A name as it appears in XDG_CURRENT_DESKTOP.
+    std::string_view desktop;
+    std::vector<std::string_view> terminals;
+};
+
+const std::vector<DesktopTerminals>& desktopTerminals() {
+    static const std::vector<DesktopTerminals> table = {
+        {"GNOME", {"gnome-terminal", "ptyxis"}},
+        {"KDE", {"konsole"}},
+        {"XFCE", {"xfce4-terminal"}},
+        {"MATE", {"mate-terminal"}},
+        {"X-Cinnamon", {"gnome-terminal"}},
+    };
+    return table;
+}
+
+QString translate(const char* text) {
+    return QCoreApplication::translate("SystemActions", text);
+}
+
+std::string trimmed(const std::string& text) {
+    return QString::fromUtf8(text).trimmed().toStdString();
+}
+
+std::vector<std::string> split(std::string_view text, char separator) {
+    std::vector<std::string> pieces;
+    std::string piece;
+    for (const char character : text) {
+        if (character == separator) {
+            pieces.push_back(piece);
+            piece.clear();
+        } else {
+            piece += character;
+        }
+    }
+    pieces.push_back(piece);
+    return pieces;
+}
+
+bool equalsIgnoringCase(std::string_view left, std::string_view right) {
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(), [](char a, char b) {
+        return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
+    });
+}
+
+std::string baseName(const std::string& path) {
+    const auto slash = path.rfind('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+} // namespace
+
+LinuxSystemActions::LinuxSystemActions(std::shared_ptr<ProcessRunner> runner)
+    : LinuxSystemActions(std::move(runner), Options{}) {}
+
+LinuxSystemActions::LinuxSystemActions(std::shared_ptr<ProcessRunner> runner, Options options)
+    : SystemActions(std::move(runner))
+    , m_options(std::move(options)) {
+    if (!m_options.isExecutable) {
+        m_options.isExecutable = CompanionCore::Tools::isExecutableFile;
+    }
+    if (!m_options.searchPaths) {
+        m_options.searchPaths = CompanionCore::Tools::searchPaths();
+    }
+    if (!m_options.environment) {
+        m_options.environment = [](const std::string& name) -> std::optional<std::string> {
+            const char* value = std::getenv(name.c_str());
+            if (value == nullptr) {
+                return std::nullopt;
+            }
+            return std::string(value);
+        };
+    }
+    if (!m_options.socketTables) {
+        m_options.socketTables = std::vector<std::filesystem::path>{"/proc/net/tcp", "/proc/net/tcp6"};
+    }
+    if (!m_options.unitDirectories) {
+        m_options.unitDirectories = std::vector<std::filesystem::path>{
+            "/etc/systemd/system", "/run/systemd/system", "/usr/lib/systemd/system", "/lib/systemd/system"};
+    }
+}
+
+const std::vector<LinuxSystemActions::Terminal>& LinuxSystemActions::terminals() {
+    static const std::vector<Terminal> table = {
+        {"gnome-terminal", {"--"}},
+        {"ptyxis", {"--new-window", "--"}},
+        {"konsole", {"-e"}},
+        {"xfce4-terminal", {"-x"}},
+        {"mate-terminal", {"-x"}},
+        {"terminator", {"-x"}},
+        {"kitty", {}},
+        {"alacritty", {"-e"}},
+        {"foot", {}},
+        {"wezterm", {"start", "--"}},
+        {"xterm", {"-e"}},
+    };
+    return table;
+}
+
+bool LinuxSystemActions::hasListeningSocket(std::string_view table, int port) {
+    std::istringstream lines{std::string(table)};
+    std::string line;
+    std::getline(lines, line); // the column titles
+    while (std::getline(lines, line)) {
+        std::istringstream fields(line);
+        std::string slot;
+        std::string local;
+        std::string remote;
+        std::string state;
+        if (!(fields >> slot >> local >> remote >> state)) {
+            continue;
+        }
+        const auto colon = local.rfind(':');
+        if (colon == std::string::npos || state != listenState) {
+            continue;
+        }
+        char* end = nullptr;
+        const std::string portText = local.substr(colon + 1);
+        const long value = std::strtol(portText.c_str(), &end, 16);
+        if (!portText.empty() && *end == '\0' && value == port) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool LinuxSystemActions::remoteLoginEnabled() {
+    for (const auto& path : *m_options.socketTables) {
+        std::ifstream file(path);
+        if (!file) {
+            continue;
+        }
+        std::ostringstream contents;
+        contents << file.rdbuf();
+        if (hasListeningSocket(contents.str(), sshPort)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::optional<std::string> LinuxSystemActions::sshUnit() const {
+    for (const auto unit : sshUnits) {
+        for (const auto& directory : *m_options.unitDirectories) {
+            std::error_code error;
+            if (std::filesystem::exists(directory / unit, error)) {
+                return std::string(unit);
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> LinuxSystemActions::setRemoteLogin(bool on) {
+    const auto unit = sshUnit();
+    if (!unit) {
+        return translate("No encuentro el servidor SSH. Instala el servidor OpenSSH y vuelve a pulsar.")
+            .toStdString();
+    }
+    const auto pkexec = locate("pkexec");
+    const auto systemctl = locate("systemctl");
+    if (!pkexec || !systemctl) {
+        return translate("No encuentro pkexec y systemctl para pedir permiso de administrador.")
+            .toStdString();
+    }
+    const ProcessCommand command{*pkexec,
+                                 {*systemctl, on ? "enable" : "disable", "--now", *unit},
+                                 ProcessCommand::Output::captureMerged};
+    const auto result = runner().run(command);
+    if (result.succeeded()) {
+        return std::nullopt;
+    }
+    if (result.status == ProcessResult::Status::failedToStart) {
+        return "pkexec: " + result.error;
+    }
+    // pkexec's own message (the dialog was dismissed, not authorised) or systemctl's.
+    const auto output = trimmed(result.output);
+    if (!output.empty()) {
+        return output;
+    }
+    return translate("No se ha podido cambiar el servidor SSH (código %1).")
+        .arg(result.exitCode)
+        .toStdString();
+}
+
+ProcessCommand LinuxSystemActions::terminalNamed(const std::string& path, std::string_view name,
+                                                 const std::string& command) const {
+    std::vector<std::string_view> prefix = {"-e"}; // the common form: xterm, urxvt, st, alacritty
+    for (const auto& terminal : terminals()) {
+        if (terminal.name == name) {
+            prefix = terminal.prefix;
+        }
+    }
+    if (name == "x-terminal-emulator") {
+        prefix = {"-e"}; // what Debian asks of every alternative
+    }
+    ProcessCommand result{path, {}, ProcessCommand::Output::discard};
+    result.arguments.assign(prefix.begin(), prefix.end());
+    result.arguments.insert(result.arguments.end(),
+                            {"/bin/sh", "-c", std::string(terminalScript), "sh", command});
+    return result;
+}
+
+std::optional<ProcessCommand> LinuxSystemActions::terminalCommand(const std::string& command) const {
+    if (const auto chosen = environment("TERMINAL"); chosen && !chosen->empty()) {
+        std::optional<std::string> path;
+        if (chosen->front() == '/') {
+            if (m_options.isExecutable(*chosen)) {
+                path = *chosen;
+            }
+        } else if (chosen->find('/') == std::string::npos) {
+            path = locate(*chosen);
+        }
+        if (path) {
+            return terminalNamed(*path, baseName(*path), command);
+        }
+    }
+    std::vector<std::string_view> names = {"x-terminal-emulator"};
+    if (const auto desktops = environment("XDG_CURRENT_DESKTOP")) {
+        for (const auto& desktop : split(*desktops, ':')) {
+            for (const auto& entry : desktopTerminals()) {
+                if (equalsIgnoringCase(desktop, entry.desktop)) {
+                    names.insert(names.end(), entry.terminals.begin(), entry.terminals.end());
+                }
+            }
+        }
+    }
+    for (const auto& terminal : terminals()) {
+        names.push_back(terminal.name);
+    }
+    for (const auto name : names) {
+        if (const auto path = locate(name)) {
+            return terminalNamed(*path, name, command);
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<ProcessCommand> LinuxSystemActions::clipboardCommand(const std::string& text) const {
+    std::optional<ProcessCommand> command;
+    const auto wayland = environment("WAYLAND_DISPLAY");
+    const auto display = environment("DISPLAY");
+    if (wayland && !wayland->empty()) {
+        if (const auto wlCopy = locate("wl-copy")) {
+            command = ProcessCommand{*wlCopy, {}};
+        }
+    }
+    if (!command && display && !display->empty()) {
+        if (const auto xclip = locate("xclip")) {
+            command = ProcessCommand{*xclip, {"-selection", "clipboard"}};
+        } else if (const auto xsel = locate("xsel")) {
+            command = ProcessCommand{*xsel, {"--clipboard", "--input"}};
+        }
+    }
+    if (command) {
+        command->input = text;
+        command->timeout = clipboardTimeout;
+    }
+    return command;
+}
+
+std::optional<std::string> LinuxSystemActions::openTerminal(const std::string& command) {
+    if (const auto terminal = terminalCommand(command); terminal && runner().startDetached(*terminal)) {
+        return std::nullopt;
+    }
+    if (copyText()) {
+        copyText()(command);
+    } else if (const auto clipboard = clipboardCommand(command)) {
+        runner().run(*clipboard);
+    }
+    return translate("No puedo escribir en Terminal (permiso de Automatización). He copiado «%1»: pégalo en "
+                     "Terminal y pulsa Intro.")
+        .arg(QString::fromStdString(command))
+        .toStdString();
+}
+
+std::optional<std::string> LinuxSystemActions::installCommandLine(const std::vector<std::string>& packages) {
+    for (const auto& manager : packageManagers) {
+        if (!locate(manager.name)) {
+            continue;
+        }
+        std::string line(manager.install);
+        for (const auto& package : packages) {
+            line += ' ';
+            line += package;
+        }
+        return line;
+    }
+    return std::nullopt;
+}
+
+std::string LinuxSystemActions::packageManagerMissingMessage() const {
+    return translate(
+               "No encuentro apt, dnf, pacman ni zypper. Instala mosh y tmux con el gestor de paquetes de tu "
+               "sistema y vuelve a pulsar.")
+        .toStdString();
+}
+
+std::optional<ProcessCommand> LinuxSystemActions::keepAwakeCommand() {
+    const auto inhibit = locate("systemd-inhibit");
+    const auto sleep = locate("sleep");
+    if (!inhibit || !sleep) {
+        return std::nullopt;
+    }
+    const auto why = translate("Mantener el ordenador despierto para usarlo desde el iPhone").toStdString();
+    return ProcessCommand{
+        *inhibit,
+        {"--what=idle:sleep", "--who=nuvexa Companion", "--why=" + why, "--mode=block", *sleep, "infinity"},
+        ProcessCommand::Output::inherit};
+}
+
+bool LinuxSystemActions::openUrl(const std::string& url) {
+    const auto opener = locate("xdg-open");
+    return opener && runner().startDetached(ProcessCommand{*opener, {url}});
+}
+
+std::optional<std::string> LinuxSystemActions::locate(std::string_view name) const {
+    return CompanionCore::Tools::locate(name, m_options.isExecutable, *m_options.searchPaths);
+}
+
+std::optional<std::string> LinuxSystemActions::environment(const std::string& name) const {
+    return m_options.environment(name);
+}
+
+} // namespace Companion

@@ -1,0 +1,123 @@
+#include "Companion/macos/MacSystemActions.h"
+
+#include <QCoreApplication>
+#include <QRegularExpression>
+#include <QString>
+
+namespace Companion {
+
+namespace {
+
+QString translate(const char* text) {
+    return QCoreApplication::translate("SystemActions", text);
+}
+
+} // namespace
+
+MacSystemActions::MacSystemActions(std::shared_ptr<ProcessRunner> runner)
+    : MacSystemActions(std::move(runner), Options{}) {}
+
+MacSystemActions::MacSystemActions(std::shared_ptr<ProcessRunner> runner, Options options)
+    : SystemActions(std::move(runner))
+    , m_options(std::move(options)) {
+    if (!m_options.isExecutable) {
+        m_options.isExecutable = CompanionCore::Tools::isExecutableFile;
+    }
+    if (!m_options.searchPaths) {
+        m_options.searchPaths = CompanionCore::Tools::searchPaths();
+    }
+}
+
+std::string MacSystemActions::remoteLoginScript(bool on) {
+    return std::string("do shell script \"/usr/sbin/systemsetup -setremotelogin ") + (on ? "on" : "off") +
+           "\" with administrator privileges";
+}
+
+std::string MacSystemActions::terminalScript(const std::string& command) {
+    std::string escaped;
+    for (const char character : command) {
+        if (character == '"') {
+            escaped += '\\';
+        }
+        escaped += character;
+    }
+    return "tell application \"Terminal\"\nactivate\ndo script \"" + escaped + "\"\nend tell";
+}
+
+ProcessCommand MacSystemActions::scriptCommand(const std::string& script) {
+    return ProcessCommand{std::string(osascript), {"-e", script}, ProcessCommand::Output::captureMerged};
+}
+
+std::string MacSystemActions::scriptErrorMessage(const std::string& output) {
+    const auto text = QString::fromUtf8(output).trimmed();
+    static const QRegularExpression form(QStringLiteral(R"(^\d+:\d+: execution error: (.*) \(-?\d+\)$)"),
+                                         QRegularExpression::DotMatchesEverythingOption);
+    const auto match = form.match(text);
+    return (match.hasMatch() ? match.captured(1) : text).toStdString();
+}
+
+bool MacSystemActions::remoteLoginEnabled() {
+    return runner().run(ProcessCommand{"/bin/launchctl", {"print", "system/com.openssh.sshd"}}).succeeded();
+}
+
+std::optional<std::string> MacSystemActions::setRemoteLogin(bool on) {
+    const auto result = runner().run(scriptCommand(remoteLoginScript(on)));
+    if (result.succeeded()) {
+        return std::nullopt;
+    }
+    if (result.status == ProcessResult::Status::failedToStart) {
+        return "osascript: " + result.error;
+    }
+    // Covers a cancelled password dialog: the system's own message is shown as it stands.
+    auto message = scriptErrorMessage(result.output);
+    if (message.empty()) {
+        message = translate("No se ha podido cambiar el inicio de sesión remoto.").toStdString();
+    }
+    return message;
+}
+
+std::optional<std::string> MacSystemActions::openTerminal(const std::string& command) {
+    if (runner().run(scriptCommand(terminalScript(command))).succeeded()) {
+        return std::nullopt;
+    }
+    // Typically this app may not control Terminal: hand the command over by the pasteboard.
+    if (copyText()) {
+        copyText()(command);
+    } else {
+        ProcessCommand copy{"/usr/bin/pbcopy", {}};
+        copy.input = command;
+        runner().run(copy);
+    }
+    runner().run(ProcessCommand{"/usr/bin/open", {std::string(terminalApplication)}});
+    return translate("No puedo escribir en Terminal (permiso de Automatización). He copiado «%1»: pégalo en "
+                     "Terminal y pulsa Intro.")
+        .arg(QString::fromStdString(command))
+        .toStdString();
+}
+
+std::optional<std::string> MacSystemActions::installCommandLine(const std::vector<std::string>& packages) {
+    if (!CompanionCore::Tools::locate("brew", m_options.isExecutable, *m_options.searchPaths)) {
+        return std::nullopt;
+    }
+    // The bare word: Terminal's shell finds brew on its own search path.
+    std::string line = "brew install";
+    for (const auto& package : packages) {
+        line += ' ';
+        line += package;
+    }
+    return line;
+}
+
+std::string MacSystemActions::packageManagerMissingMessage() const {
+    return translate("Homebrew no está instalado. Instálalo desde brew.sh y vuelve a pulsar.").toStdString();
+}
+
+std::optional<ProcessCommand> MacSystemActions::keepAwakeCommand() {
+    return ProcessCommand{"/usr/bin/caffeinate", {"-i"}, ProcessCommand::Output::inherit};
+}
+
+bool MacSystemActions::openUrl(const std::string& url) {
+    return runner().startDetached(ProcessCommand{"/usr/bin/open", {url}});
+}
+
+} // namespace Companion

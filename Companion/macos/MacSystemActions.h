@@ -1,0 +1,52 @@
+#pragma once
+
+#include "Companion/SystemActions.h"
+#include "CompanionCore/Tools.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Companion {
+
+/// The macOS backend: launchctl tells whether Remote Login is loaded, systemsetup turns it on
+/// through an administrator AppleScript, Terminal runs commands through scripting (with the
+/// pasteboard as fallback), Homebrew installs tools and caffeinate keeps the Mac awake. Scripts run
+/// through osascript, so the runner sees their exact text.
+class MacSystemActions : public SystemActions {
+public:
+    struct Options {
+        CompanionCore::Tools::ExecutableTest isExecutable;
+        std::optional<std::vector<std::string>> searchPaths;
+    };
+
+    static constexpr std::string_view osascript = "/usr/bin/osascript";
+    static constexpr std::string_view terminalApplication = "/System/Applications/Utilities/Terminal.app";
+
+    explicit MacSystemActions(std::shared_ptr<ProcessRunner> runner);
+    MacSystemActions(std::shared_ptr<ProcessRunner> runner, Options options);
+
+    bool remoteLoginEnabled() override;
+    std::optional<std::string> setRemoteLogin(bool on) override;
+    std::optional<std::string> openTerminal(const std::string& command) override;
+    std::optional<std::string> installCommandLine(const std::vector<std::string>& packages) override;
+    std::string packageManagerMissingMessage() const override;
+    std::optional<ProcessCommand> keepAwakeCommand() override;
+    bool openUrl(const std::string& url) override;
+
+    /// One line: systemsetup run with administrator privileges.
+    static std::string remoteLoginScript(bool on);
+    /// Four lines addressed to Terminal; only double quotes in `command` are escaped.
+    static std::string terminalScript(const std::string& command);
+    /// osascript running one script.
+    static ProcessCommand scriptCommand(const std::string& script);
+    /// The message of an osascript failure ("0:75: execution error: User canceled. (-128)" gives
+    /// "User canceled."); the whole trimmed text when it has another form.
+    static std::string scriptErrorMessage(const std::string& output);
+
+private:
+    Options m_options;
+};
+
+} // namespace Companion

@@ -1,0 +1,85 @@
+#include "CompanionCore/server/EventLog.h"
+
+#include <cerrno>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace CompanionCore {
+
+namespace {
+
+// The log names devices and shows codes: it is for this user's eyes only.
+constexpr mode_t fileMode = 0600;
+constexpr mode_t folderMode = 0700;
+
+void createFolder(const std::filesystem::path& folder) {
+    if (folder.empty() || folder == folder.root_path()) {
+        return;
+    }
+    struct stat info {};
+    if (::stat(folder.c_str(), &info) == 0) {
+        return;
+    }
+    createFolder(folder.parent_path());
+    ::mkdir(folder.c_str(), folderMode);
+}
+
+} // namespace
+
+EventLog::EventLog(std::filesystem::path file, Clock now)
+    : m_file(std::move(file))
+    , m_now(std::move(now)) {}
+
+const std::string& EventLog::add(std::string_view message) {
+    std::string line = timestamp(m_now());
+    line += ' ';
+    line += message;
+    m_lines.push_back(std::move(line));
+    while (m_lines.size() > kept) {
+        m_lines.pop_front();
+    }
+    append(m_lines.back());
+    return m_lines.back();
+}
+
+void EventLog::append(const std::string& line) const {
+    if (m_file.empty()) {
+        return;
+    }
+    constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC;
+    int fd = ::open(m_file.c_str(), flags, fileMode);
+    if (fd < 0 && errno == ENOENT) {
+        createFolder(m_file.parent_path());
+        fd = ::open(m_file.c_str(), flags, fileMode);
+    }
+    if (fd < 0) {
+        return;
+    }
+    const std::string bytes = line + '\n';
+    std::size_t written = 0;
+    while (written < bytes.size()) {
+        const ssize_t count = ::write(fd, bytes.data() + written, bytes.size() - written);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            break;
+        }
+        written += static_cast<std::size_t>(count);
+    }
+    ::close(fd);
+}
+
+std::string EventLog::timestamp(Timestamp at) {
+    const std::time_t seconds =
+        std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(at));
+    std::tm utc{};
+    ::gmtime_r(&seconds, &utc);
+    char text[32] = {};
+    const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
+    return std::string(text, length);
+}
+
+} // namespace CompanionCore

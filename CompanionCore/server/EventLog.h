@@ -1,0 +1,44 @@
+#pragma once
+
+#include "CompanionCore/Timestamp.h"
+
+#include <cstddef>
+#include <deque>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace CompanionCore {
+
+/// The pairing server's diary: the newest lines in memory for the window, and every line appended to
+/// a file so a failed pairing can be diagnosed afterwards.
+class EventLog {
+public:
+    /// Lines kept in memory.
+    static constexpr std::size_t kept = 50;
+
+    /// Nothing is touched on disk until the first line.
+    explicit EventLog(std::filesystem::path file, Clock now = systemNow);
+
+    /// Stamps `message` with the current time, keeps the line and appends it to the file, creating
+    /// the file (0600) and any missing folder (0700) on the way. File errors are swallowed: the line
+    /// is in memory all the same. Answers the stamped line.
+    const std::string& add(std::string_view message);
+
+    /// The newest lines, oldest first, without line ends.
+    const std::deque<std::string>& lines() const { return m_lines; }
+
+    const std::filesystem::path& file() const { return m_file; }
+
+    /// ISO 8601 in UTC with whole seconds and "Z", for instance 2026-11-16T03:45:35Z.
+    static std::string timestamp(Timestamp at);
+
+private:
+    void append(const std::string& line) const;
+
+    std::filesystem::path m_file;
+    Clock m_now;
+    std::deque<std::string> m_lines;
+};
+
+} // namespace CompanionCore

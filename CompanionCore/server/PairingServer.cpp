@@ -1,0 +1,427 @@
+#include "CompanionCore/server/PairingServer.h"
+
+#include "CompanionCore/AuthorizedKeys.h"
+#include "CompanionCore/PairingRequest.h"
+#include "CompanionCore/PairingTxt.h"
+#include "CompanionCore/server/LogLocation.h"
+#include "CompanionCore/server/NullAnnouncer.h"
+#include "CompanionCore/server/TxtLimits.h"
+
+#include <QTcpServer>
+#include <QTcpSocket>
+
+#include <string_view>
+
+namespace CompanionCore {
+
+namespace {
+
+/// Kept for a body that the handler accepted yet does not decode, which should never happen.
+constexpr std::string_view fallbackDevice = "iPhone";
+constexpr std::string_view keyCommentPrefix = "nuvexa:";
+/// Room for a burst of connections: those beyond the limits are accepted and closed at once by the
+/// server rather than left to wait, unanswered, in the kernel's queue.
+constexpr int listenBacklog = 128;
+/// How long a dying server waits for a reply still in flight.
+constexpr int deliveryGraceMilliseconds = 1000;
+
+template <typename... Cases>
+struct Overloaded : Cases... {
+    using Cases::operator()...;
+};
+template <typename... Cases>
+Overloaded(Cases...) -> Overloaded<Cases...>;
+
+/// IPv4 peers of a dual-stack listener arrive as ::ffff:a.b.c.d; count them as the IPv4 address.
+QHostAddress peerOf(const QTcpSocket& socket) {
+    bool isIpv4 = false;
+    const quint32 ipv4 = socket.peerAddress().toIPv4Address(&isIpv4);
+    return isIpv4 ? QHostAddress(ipv4) : socket.peerAddress();
+}
+
+std::string portList(const std::vector<std::uint16_t>& ports) {
+    std::string text = "[";
+    for (std::size_t i = 0; i < ports.size(); ++i) {
+        text += (i == 0 ? "" : ", ") + std::to_string(ports[i]);
+    }
+    return text + "]";
+}
+
+std::string hostList(const std::vector<std::string>& hosts) {
+    std::string text = "[";
+    for (std::size_t i = 0; i < hosts.size(); ++i) {
+        text += (i == 0 ? "" : ", ") + logQuoted(hosts[i]);
+    }
+    return text + "]";
+}
+
+} // namespace
+
+PairingServer::State PairingServer::State::idle() {
+    return {};
+}
+
+PairingServer::State PairingServer::State::starting() {
+    State state;
+    state.kind = Kind::starting;
+    return state;
+}
+
+PairingServer::State PairingServer::State::waiting(std::string digits, std::uint16_t port) {
+    State state;
+    state.kind = Kind::waiting;
+    state.digits = std::move(digits);
+    state.port = port;
+    return state;
+}
+
+PairingServer::State PairingServer::State::paired(std::string device) {
+    State state;
+    state.kind = Kind::paired;
+    state.device = std::move(device);
+    return state;
+}
+
+PairingServer::State PairingServer::State::failed(std::string message) {
+    State state;
+    state.kind = Kind::failed;
+    state.message = std::move(message);
+    return state;
+}
+
+PairingServer::PairingServer(IdentityProvider identity, std::filesystem::path authorizedKeys, Options options,
+                             QObject* parent)
+    : QObject(parent)
+    , m_identity(std::move(identity))
+    , m_authorizedKeys(std::move(authorizedKeys))
+    , m_options(std::move(options))
+    , m_log(m_options.logFile.empty() ? defaultLogFile() : m_options.logFile, m_options.clock) {
+    if (!m_options.announcer) {
+        m_options.announcer = makeNullAnnouncer;
+    }
+    m_expiry.setSingleShot(true);
+    connect(&m_expiry, &QTimer::timeout, this, &PairingServer::stop);
+}
+
+PairingServer::~PairingServer() {
+    // No signals from here on: observers may be half gone.
+    m_expiry.stop();
+    m_announcer.reset();
+    if (m_listener) {
+        m_listener->close();
+        delete m_listener.data();
+    }
+    for (auto& [socket, connection] : m_connections) {
+        socket->disconnect(this);
+        if (connection.answered && socket->bytesToWrite() > 0) {
+            socket->waitForBytesWritten(deliveryGraceMilliseconds);
+        }
+        delete socket;
+    }
+}
+
+std::filesystem::path PairingServer::defaultLogFile() {
+    static const std::filesystem::path file = LogLocation::platformDefault();
+    return file;
+}
+
+void PairingServer::start() {
+    stop();
+    m_codesDrawn = 0;
+    begin();
+}
+
+void PairingServer::stop() {
+    teardown();
+    if (m_state.kind != State::Kind::paired) {
+        setState(State::idle());
+    }
+}
+
+void PairingServer::begin() {
+    const std::uint64_t session = ++m_session;
+    setState(State::starting());
+    setAnnounced(false);
+    log("pairing requested");
+    if (session != m_session) {
+        return;
+    }
+    // Issued on the injected clock, the one the handler judges it by.
+    m_code = PairingCode(PairingCode::random().digits(), m_options.clock());
+    ++m_codesDrawn;
+    tryPort(0);
+}
+
+void PairingServer::tryPort(std::size_t index) {
+    const std::uint64_t session = m_session;
+    if (index >= m_options.ports.size()) {
+        log("no free port among " + portList(m_options.ports));
+        if (session == m_session) {
+            setState(State::failed("no free port"));
+        }
+        return;
+    }
+    const std::uint16_t port = m_options.ports[index];
+    const PairingHandler::Identity identity = m_identity();
+    log("trying port " + std::to_string(port) + " as " + escapedControls(identity.user) + "@" +
+        escapedControls(identity.name) + " hosts=" + hostList(identity.hosts));
+    if (session != m_session) {
+        return;
+    }
+    m_handler = std::make_unique<PairingHandler>(*m_code, identity, m_authorizedKeys, m_options.clock);
+
+    auto* listener = new QTcpServer(this);
+    listener->setListenBacklogSize(listenBacklog);
+    if (!listener->listen(m_options.listenAddress, port)) {
+        const QAbstractSocket::SocketError error = listener->serverError();
+        const std::string description = listener->errorString().toStdString();
+        delete listener;
+        log("listener failed on " + std::to_string(port) + ": " + description);
+        if (session != m_session) {
+            return;
+        }
+        if (error == QAbstractSocket::AddressInUseError) {
+            tryPort(index + 1);
+        } else {
+            setState(State::failed(description));
+        }
+        return;
+    }
+    m_listener = listener;
+    connect(listener, &QTcpServer::newConnection, this, &PairingServer::accept);
+
+    const std::uint16_t listening = listener->serverPort();
+    const std::string digits = m_code->digits();
+    log("listening on " + std::to_string(listening) + ", code " + digits);
+    if (session != m_session) {
+        return;
+    }
+    setState(State::waiting(digits, listening));
+    if (session != m_session) {
+        return;
+    }
+    armExpiry();
+    announce(identity, listening);
+}
+
+void PairingServer::announce(const PairingHandler::Identity& identity, std::uint16_t port) {
+    const TxtLimits::Fitted txt = TxtLimits::fit(
+        PairingTxt::record(identity.name, identity.user, port, identity.hosts, identity.mosh, identity.tmux));
+    Announcer::Observer observer;
+    observer.registered = [this](const std::string& fullName) {
+        setAnnounced(true);
+        log("announced on Bonjour as " + fullName);
+    };
+    observer.removed = [this](const std::string& fullName) {
+        setAnnounced(false);
+        log("Bonjour announcement removed: " + fullName);
+    };
+    observer.note = [this](const std::string& message) { log(message); };
+    m_announcer = m_options.announcer();
+    m_announcer->announce({identity.name, std::string(PairingTxt::serviceType), port, txt.entries},
+                          std::move(observer));
+    // Reports come later, so these lines precede any of the announcer's.
+    const std::uint64_t session = m_session;
+    for (const auto& note : txt.notes) {
+        if (session != m_session) {
+            return;
+        }
+        log(note);
+    }
+}
+
+void PairingServer::accept() {
+    while (m_listener && m_listener->hasPendingConnections()) {
+        QTcpSocket* socket = m_listener->nextPendingConnection();
+        // Sockets outlive the listener, to finish delivering their reply.
+        socket->setParent(this);
+        const QHostAddress peer = peerOf(*socket);
+        std::size_t fromPeer = 0;
+        for (const auto& [other, connection] : m_connections) {
+            fromPeer += connection.peer == peer ? 1 : 0;
+        }
+        if (m_connections.size() >= maxConnections || fromPeer >= maxConnectionsPerPeer) {
+            socket->abort();
+            socket->deleteLater();
+            continue;
+        }
+        // Never more than one chunk waits unread in the socket's own buffer.
+        socket->setReadBufferSize(static_cast<qint64>(readChunkBytes));
+        Connection& connection = m_connections[socket];
+        connection.socket = socket;
+        connection.peer = peer;
+        connect(socket, &QTcpSocket::readyRead, this, [this, socket] { receive(socket); });
+        connect(socket, &QTcpSocket::disconnected, this, [this, socket] { forget(socket); });
+        connect(socket, &QAbstractSocket::errorOccurred, this, [this, socket] {
+            if (socket->state() == QAbstractSocket::UnconnectedState) {
+                forget(socket);
+            }
+        });
+        // Counted from acceptance: a peer that dribbles still runs out of time. It also bounds how long
+        // a reply may take to drain.
+        QTimer::singleShot(m_options.requestTimeout, socket, [this, socket] {
+            if (m_connections.count(socket) != 0) {
+                drop(socket);
+            }
+        });
+        if (socket->bytesAvailable() > 0) {
+            receive(socket);
+        }
+    }
+}
+
+void PairingServer::receive(QTcpSocket* socket) {
+    const auto found = m_connections.find(socket);
+    if (found == m_connections.end() || found->second.answered) {
+        return;
+    }
+    Connection& connection = found->second;
+    while (socket->bytesAvailable() > 0) {
+        const QByteArray chunk = socket->read(static_cast<qint64>(readChunkBytes));
+        if (connection.buffer.size() + static_cast<std::size_t>(chunk.size()) > maxRequestBytes) {
+            drop(socket);
+            return;
+        }
+        if (auto request = connection.buffer.append(std::string_view(chunk.constData(), chunk.size()))) {
+            answer(*request, socket);
+            return;
+        }
+    }
+}
+
+void PairingServer::answer(const HttpRequest& request, QTcpSocket* socket) {
+    if (!m_handler) {
+        drop(socket);
+        return;
+    }
+    const PairingHandler::Outcome outcome = m_handler->handle(request);
+    deliver(socket, PairingHandler::reply(outcome));
+
+    const std::uint64_t session = m_session;
+    // Method and path are the peer's bytes: their control characters must not forge log lines.
+    log("request " + escapedControls(request.method) + " " + escapedControls(request.path) + " \u2192 " +
+        describe(outcome));
+    if (session != m_session) {
+        return;
+    }
+    std::visit(Overloaded{
+                   [&](const PairingHandler::Paired&) {
+                       const auto pairing = PairingRequest::decode(request.body);
+                       const std::string device = pairing ? pairing->device : std::string(fallbackDevice);
+                       m_lastPairedKey.reset();
+                       if (pairing) {
+                           const auto line = AuthorizedKeys::normalize(
+                               pairing->publicKey, std::string(keyCommentPrefix) + device);
+                           if (line) {
+                               m_lastPairedKey = *line;
+                           }
+                       }
+                       m_pairedDevices.push_back(device);
+                       emit pairedDevicesChanged();
+                       if (session != m_session) {
+                           return;
+                       }
+                       setState(State::paired(device));
+                       if (session != m_session) {
+                           return;
+                       }
+                       stop();
+                   },
+                   [](const PairingHandler::Rejected&) {},
+                   [&](const PairingHandler::Exhausted&) { restartAfterExhaustion(); },
+               },
+               outcome);
+}
+
+void PairingServer::deliver(QTcpSocket* socket, const std::string& reply) {
+    m_connections.at(socket).answered = true;
+    socket->write(reply.data(), static_cast<qint64>(reply.size()));
+    // Hand the bytes to the system now, so they leave even if the server goes away right after.
+    socket->flush();
+    // Closes once every byte is written; `disconnected` then forgets the socket, possibly right here.
+    socket->disconnectFromHost();
+}
+
+void PairingServer::drop(QTcpSocket* socket) {
+    m_connections.erase(socket);
+    socket->abort();
+    socket->deleteLater();
+}
+
+void PairingServer::forget(QTcpSocket* socket) {
+    if (m_connections.erase(socket) != 0) {
+        socket->deleteLater();
+    }
+}
+
+void PairingServer::armExpiry() {
+    m_expiry.start(m_options.expiry);
+}
+
+void PairingServer::teardown() {
+    ++m_session;
+    m_expiry.stop();
+    const QPointer<QTcpServer> listener = std::exchange(m_listener, nullptr);
+    std::unique_ptr<Announcer> announcer = std::move(m_announcer);
+    m_handler.reset();
+    std::vector<QTcpSocket*> reading;
+    for (auto entry = m_connections.begin(); entry != m_connections.end();) {
+        if (entry->second.answered) {
+            ++entry; // Left to finish delivering its reply.
+        } else {
+            reading.push_back(entry->first);
+            entry = m_connections.erase(entry);
+        }
+    }
+    if (listener) {
+        listener->close();
+        listener->deleteLater();
+    }
+    announcer.reset();
+    for (QTcpSocket* socket : reading) {
+        socket->abort();
+        socket->deleteLater();
+    }
+    if (listener) {
+        log("listener stopped");
+    }
+    setAnnounced(false);
+}
+
+void PairingServer::restartAfterExhaustion() {
+    if (m_codesDrawn >= maxCodesPerStart) {
+        const std::uint64_t session = m_session;
+        log("too many wrong codes");
+        if (session != m_session) {
+            return;
+        }
+        teardown();
+        setState(State::failed("too many wrong codes"));
+        return;
+    }
+    stop();
+    begin();
+}
+
+void PairingServer::setState(State state) {
+    if (m_state == state) {
+        return;
+    }
+    m_state = std::move(state);
+    emit stateChanged();
+}
+
+void PairingServer::setAnnounced(bool announced) {
+    if (m_announced == announced) {
+        return;
+    }
+    m_announced = announced;
+    emit announcedChanged();
+}
+
+void PairingServer::log(std::string_view message) {
+    m_log.add(message);
+    emit eventsChanged();
+}
+
+} // namespace CompanionCore

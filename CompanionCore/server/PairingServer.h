@@ -1,0 +1,177 @@
+#pragma once
+
+#include "CompanionCore/HttpRequestBuffer.h"
+#include "CompanionCore/PairingHandler.h"
+#include "CompanionCore/Timestamp.h"
+#include "CompanionCore/server/Announcer.h"
+#include "CompanionCore/server/DnsSdAnnouncer.h"
+#include "CompanionCore/server/EventLog.h"
+
+#include <QHostAddress>
+#include <QObject>
+#include <QPointer>
+#include <QTimer>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+class QTcpServer;
+class QTcpSocket;
+
+namespace CompanionCore {
+
+/// How a `PairingServer` reaches the world; the defaults are the real ones, tests replace them.
+struct PairingServerOptions {
+    /// Tried in order; 0 lets the system pick a free port.
+    std::vector<std::uint16_t> ports = {52901, 52902, 52903, 52904};
+    /// How long a listener waits for the phone once it is ready.
+    std::chrono::milliseconds expiry = std::chrono::minutes(5);
+    /// How long a connection may take to deliver a complete request.
+    std::chrono::milliseconds requestTimeout = std::chrono::seconds(10);
+    /// The clock of the codes and of the log's timestamps.
+    Clock clock = systemNow;
+    /// Makes the announcer of each listener; an empty factory announces nothing.
+    AnnouncerFactory announcer = makeDnsSdAnnouncer;
+    /// The log file; the platform's location when empty.
+    std::filesystem::path logFile;
+    /// Where to listen; every interface by default, as the phone comes over the network.
+    QHostAddress listenAddress = QHostAddress::Any;
+};
+
+/// One pairing session at a time: draws a code, listens on the first free port of a short list,
+/// announces the listener on the local network, serves the phone's connections through a
+/// `PairingHandler`, and finishes when a phone has paired, when the code has been guessed at too
+/// often, or five minutes after the listener became ready. Every step goes to the event log.
+///
+/// Lives on one thread and does everything on that thread's Qt event loop. Each published field has
+/// a signal emitted after it changed.
+class PairingServer : public QObject {
+    Q_OBJECT
+public:
+    struct State {
+        enum class Kind { waiting, paired, failed, idle, starting };
+        Kind kind = Kind::idle;
+        /// The code shown to the user while waiting.
+        std::string digits;
+        /// The listening port while waiting.
+        std::uint16_t port = 0;
+        /// The paired phone's name.
+        std::string device;
+        /// Why the session failed.
+        std::string message;
+
+        bool operator==(const State&) const = default;
+
+        static State idle();
+        static State starting();
+        static State waiting(std::string digits, std::uint16_t port);
+        static State paired(std::string device);
+        static State failed(std::string message);
+    };
+
+    using IdentityProvider = std::function<PairingHandler::Identity()>;
+    using Options = PairingServerOptions;
+
+    /// Codes drawn by one `start()` before the session gives up on a guessing peer.
+    static constexpr int maxCodesPerStart = 3;
+    /// Connections held at once from one peer address, and in all.
+    static constexpr std::size_t maxConnectionsPerPeer = 4;
+    static constexpr std::size_t maxConnections = 32;
+    /// Bytes a connection may send without completing a request.
+    static constexpr std::size_t maxRequestBytes = 65536;
+    /// Bytes taken from a socket at a time.
+    static constexpr std::size_t readChunkBytes = 16384;
+
+    /// Opens nothing yet. `identity` is called afresh for every port tried.
+    PairingServer(IdentityProvider identity, std::filesystem::path authorizedKeys, Options options = {},
+                  QObject* parent = nullptr);
+    ~PairingServer() override;
+
+    /// Ends whatever runs and begins a new session with a new code.
+    void start();
+    /// Ends the session. Safe when nothing runs; a `paired` state stays.
+    void stop();
+
+    const State& state() const { return m_state; }
+    bool isWaiting() const { return m_state.kind == State::Kind::waiting; }
+    /// Every phone paired since creation, oldest first; never cleared.
+    const std::vector<std::string>& pairedDevices() const { return m_pairedDevices; }
+    /// True while the current listener is visible on the local network.
+    bool announced() const { return m_announced; }
+    /// The newest log lines, oldest first, at most 50.
+    const std::deque<std::string>& events() const { return m_log.lines(); }
+
+    /// The authorized_keys line installed by the latest pairing (type, key and comment).
+    const std::optional<std::string>& lastPairedKey() const { return m_lastPairedKey; }
+    /// Connections held right now, replies still being delivered included.
+    std::size_t openConnections() const { return m_connections.size(); }
+
+    /// The platform's log location, computed once.
+    static std::filesystem::path defaultLogFile();
+    /// The log file in use.
+    std::filesystem::path logFile() const { return m_log.file(); }
+
+signals:
+    void stateChanged();
+    void pairedDevicesChanged();
+    void announcedChanged();
+    void eventsChanged();
+
+private:
+    struct Connection {
+        QTcpSocket* socket = nullptr;
+        QHostAddress peer;
+        HttpRequestBuffer buffer;
+        /// Set once the reply is on its way; the socket then only drains and closes.
+        bool answered = false;
+    };
+
+    void begin();
+    void tryPort(std::size_t index);
+    void announce(const PairingHandler::Identity& identity, std::uint16_t port);
+    void accept();
+    void receive(QTcpSocket* socket);
+    void answer(const HttpRequest& request, QTcpSocket* socket);
+    void deliver(QTcpSocket* socket, const std::string& reply);
+    void drop(QTcpSocket* socket);
+    void forget(QTcpSocket* socket);
+    void armExpiry();
+    void teardown();
+    void restartAfterExhaustion();
+
+    void setState(State state);
+    void setAnnounced(bool announced);
+    void log(std::string_view message);
+
+    IdentityProvider m_identity;
+    std::filesystem::path m_authorizedKeys;
+    Options m_options;
+    EventLog m_log;
+
+    State m_state;
+    std::vector<std::string> m_pairedDevices;
+    bool m_announced = false;
+    std::optional<std::string> m_lastPairedKey;
+
+    /// Changes whenever a session begins or ends, so work interrupted by an observer that stopped
+    /// the server can tell.
+    std::uint64_t m_session = 0;
+    std::optional<PairingCode> m_code;
+    int m_codesDrawn = 0;
+    std::unique_ptr<PairingHandler> m_handler;
+    QPointer<QTcpServer> m_listener;
+    std::unique_ptr<Announcer> m_announcer;
+    std::map<QTcpSocket*, Connection> m_connections;
+    QTimer m_expiry{this};
+};
+
+} // namespace CompanionCore

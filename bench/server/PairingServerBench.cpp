@@ -1,0 +1,401 @@
+// Measures the pairing server as a phone meets it: over loopback TCP, from client threads with
+// blocking sockets, against the server on the main thread's Qt event loop.
+
+#include "CompanionCore/HttpRequest.h"
+#include "CompanionCore/HttpRequestBuffer.h"
+#include "CompanionCore/server/PairingServer.h"
+
+#include <QCoreApplication>
+#include <QTcpServer>
+#include <QThread>
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <mutex>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <optional>
+#include <random>
+#include <string>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using CompanionCore::PairingHandler;
+using CompanionCore::PairingServer;
+using Clock = std::chrono::steady_clock;
+
+constexpr int sequentialRequests = 3000;
+constexpr int concurrentClients = 8;
+constexpr int requestsPerClient = 1000;
+constexpr int sequentialPairings = 500;
+constexpr int dribbleBytes = 65536;
+constexpr std::chrono::microseconds retryPause{100};
+constexpr std::chrono::microseconds dribblePause{20};
+
+double threadCpuSeconds() {
+    timespec now{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
+/// Connects from 127.0.0.`from`: each simulated phone has an address of its own, as real ones do, so
+/// the per-address connection limit does not throttle the measurement.
+int connectTo(std::uint16_t port, int from = 1) {
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in source{};
+    source.sin_family = AF_INET;
+    source.sin_addr.s_addr = htonl(INADDR_LOOPBACK - 1 + static_cast<std::uint32_t>(from));
+    ::bind(fd, reinterpret_cast<sockaddr*>(&source), sizeof source);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+bool sendAll(int fd, const std::string& bytes) {
+    std::size_t sent = 0;
+    while (sent < bytes.size()) {
+        const ssize_t count = ::send(fd, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+        if (count <= 0) {
+            return false;
+        }
+        sent += static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+/// Connect, send, read to the server's close; the status code, or nothing when refused or cut off.
+std::optional<int> roundTrip(std::uint16_t port, const std::string& request, int from = 1) {
+    const int fd = connectTo(port, from);
+    if (fd < 0 || !sendAll(fd, request)) {
+        if (fd >= 0) {
+            ::close(fd);
+        }
+        return std::nullopt;
+    }
+    std::string response;
+    char chunk[4096];
+    for (;;) {
+        const ssize_t count = ::recv(fd, chunk, sizeof chunk, 0);
+        if (count <= 0) {
+            break;
+        }
+        response.append(chunk, static_cast<std::size_t>(count));
+    }
+    ::close(fd);
+    if (response.size() < 12 || response.compare(0, 9, "HTTP/1.1 ") != 0) {
+        return std::nullopt;
+    }
+    return std::stoi(response.substr(9, 3));
+}
+
+std::string post(const std::string& path, const std::string& body) {
+    return "POST " + path +
+           " HTTP/1.1\r\nHost: companion\r\nContent-Type: application/json\r\nContent-Length: " +
+           std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+std::string pairingBody(const std::string& code, const std::string& key, const std::string& device) {
+    return R"({"code":")" + code + R"(","publicKey":")" + key + R"(","device":")" + device + R"("})";
+}
+
+/// A well-formed ed25519 public key line with random key bytes, so every pairing writes a new line.
+std::string randomKey(std::mt19937_64& random) {
+    std::string blob = std::string("\0\0\0\x0bssh-ed25519\0\0\0\x20", 19);
+    for (int i = 0; i < 32; ++i) {
+        blob += static_cast<char>(random() & 0xFF);
+    }
+    static constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string encoded;
+    for (std::size_t i = 0; i < blob.size(); i += 3) {
+        const unsigned a = static_cast<unsigned char>(blob[i]);
+        const unsigned b = i + 1 < blob.size() ? static_cast<unsigned char>(blob[i + 1]) : 0;
+        const unsigned c = i + 2 < blob.size() ? static_cast<unsigned char>(blob[i + 2]) : 0;
+        const unsigned triple = (a << 16) | (b << 8) | c;
+        encoded += alphabet[(triple >> 18) & 63];
+        encoded += alphabet[(triple >> 12) & 63];
+        encoded += i + 1 < blob.size() ? alphabet[(triple >> 6) & 63] : '=';
+        encoded += i + 2 < blob.size() ? alphabet[triple & 63] : '=';
+    }
+    return "ssh-ed25519 " + encoded;
+}
+
+struct Summary {
+    double p50Ms = 0;
+    double p99Ms = 0;
+    double meanMs = 0;
+};
+
+Summary summarize(std::vector<double> millis) {
+    std::sort(millis.begin(), millis.end());
+    Summary summary;
+    if (millis.empty()) {
+        return summary;
+    }
+    summary.p50Ms = millis[millis.size() / 2];
+    summary.p99Ms = millis[std::min(millis.size() - 1, millis.size() * 99 / 100)];
+    double total = 0;
+    for (const double value : millis) {
+        total += value;
+    }
+    summary.meanMs = total / static_cast<double>(millis.size());
+    return summary;
+}
+
+double millisSince(Clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+/// What the client threads need to know of the server on the main thread.
+class Session {
+public:
+    void publish(const PairingServer::State& state) {
+        std::lock_guard lock(m_mutex);
+        m_digits = state.digits;
+        ++m_generation;
+        m_changed.notify_all();
+    }
+    /// Waits for a session newer than `seen` and answers its code.
+    std::string codeAfter(std::uint64_t& seen) {
+        std::unique_lock lock(m_mutex);
+        m_changed.wait(lock, [&] { return m_generation > seen; });
+        seen = m_generation;
+        return m_digits;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::uint64_t m_generation = 0;
+    std::string m_digits;
+};
+
+template <typename Work>
+auto onServerThread(QObject* context, Work work) {
+    decltype(work()) result{};
+    QMetaObject::invokeMethod(
+        context, [&] { result = work(); }, Qt::BlockingQueuedConnection);
+    return result;
+}
+
+void report(const char* what, const Summary& summary, int count, double seconds) {
+    std::printf("%-58s p50 %7.3f ms  p99 %7.3f ms  mean %7.3f ms  (%d in %.2f s, %.0f/s)\n", what,
+                summary.p50Ms, summary.p99Ms, summary.meanMs, count, seconds, count / seconds);
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    QCoreApplication application(argc, argv);
+
+    std::string folderPattern = (std::filesystem::temp_directory_path() / "nuvexa-bench-XXXXXX").string();
+    const std::filesystem::path folder = ::mkdtemp(folderPattern.data());
+    std::uint16_t port = 0;
+    {
+        QTcpServer probe;
+        probe.listen(QHostAddress::LocalHost, 0);
+        port = probe.serverPort();
+    }
+
+    PairingServer::Options options;
+    options.ports = {port};
+    options.expiry = std::chrono::hours(1);
+    // The paced dribble takes seconds; only the byte limit may end it.
+    options.requestTimeout = std::chrono::minutes(1);
+    options.announcer = nullptr;
+    options.logFile = folder / "nuvexa-companion.log";
+    PairingServer server(
+        [] { return PairingHandler::Identity{"ana", "Studio", 22, {"Studio.local"}, true, true}; },
+        folder / ".ssh" / "authorized_keys", options);
+    Session session;
+    // Every end of a session starts the next at once, on the same port.
+    QObject::connect(&server, &PairingServer::stateChanged, &server, [&] {
+        switch (server.state().kind) {
+        case PairingServer::State::Kind::waiting:
+            session.publish(server.state());
+            return;
+        case PairingServer::State::Kind::paired:
+        case PairingServer::State::Kind::failed:
+            server.start();
+            return;
+        case PairingServer::State::Kind::idle:
+        case PairingServer::State::Kind::starting:
+            return;
+        }
+    });
+    server.start();
+
+    std::thread bench([&] {
+        std::printf("pairing server on 127.0.0.1:%u, %d CPU(s) online\n", port,
+                    std::thread::hardware_concurrency());
+        std::uint64_t seen = 0;
+        session.codeAfter(seen);
+        const std::string wrong = post("/pair", pairingBody("000000", "ssh-ed25519 AAAA", "Bench"));
+        const std::string notFound = post("/elsewhere", "{}");
+
+        // 1. One request at a time.
+        for (const auto& [label, request] :
+             {std::pair{"rejected round trip (wrong code: 403, every third 410)", &wrong},
+              std::pair{"steady round trip (404, no code spent)", &notFound}}) {
+            std::vector<double> millis;
+            int failures = 0;
+            const double cpuBefore = onServerThread(&server, [] { return threadCpuSeconds(); });
+            const auto start = Clock::now();
+            for (int i = 0; i < sequentialRequests; ++i) {
+                // A session that restarts closes its listener for a moment: try again, and count it.
+                for (;;) {
+                    const auto begun = Clock::now();
+                    if (roundTrip(port, *request)) {
+                        millis.push_back(millisSince(begun));
+                        break;
+                    }
+                    ++failures;
+                    // Give the server's thread the CPU rather than spin against it.
+                    std::this_thread::sleep_for(retryPause);
+                }
+            }
+            const double seconds = millisSince(start) / 1000;
+            const double cpu = onServerThread(&server, [] { return threadCpuSeconds(); }) - cpuBefore;
+            report(label, summarize(millis), static_cast<int>(millis.size()), seconds);
+            std::printf("%-58s server CPU %.1f us per request; %d attempts refused or reset by a restart\n",
+                        "", cpu * 1e6 / sequentialRequests, failures);
+        }
+
+        // 2. Eight clients at once.
+        for (const auto& [label, request] : {std::pair{"8 concurrent clients, wrong code", &wrong},
+                                             std::pair{"8 concurrent clients, 404", &notFound}}) {
+            std::atomic<int> done{0};
+            std::atomic<int> failures{0};
+            std::vector<std::vector<double>> perClient(concurrentClients);
+            const auto start = Clock::now();
+            std::vector<std::thread> clients;
+            for (int c = 0; c < concurrentClients; ++c) {
+                clients.emplace_back([&, c] {
+                    for (int i = 0; i < requestsPerClient; ++i) {
+                        for (;;) {
+                            const auto begun = Clock::now();
+                            if (roundTrip(port, *request, c + 2)) {
+                                perClient[static_cast<std::size_t>(c)].push_back(millisSince(begun));
+                                ++done;
+                                break;
+                            }
+                            ++failures;
+                            std::this_thread::sleep_for(retryPause);
+                        }
+                    }
+                });
+            }
+            for (auto& client : clients) {
+                client.join();
+            }
+            const double seconds = millisSince(start) / 1000;
+            std::vector<double> all;
+            for (const auto& list : perClient) {
+                all.insert(all.end(), list.begin(), list.end());
+            }
+            report(label, summarize(all), done.load(), seconds);
+            std::printf("%-58s %d attempts refused or reset by a restart, then retried\n", "",
+                        failures.load());
+        }
+
+        // 3. Full pairings, each writing a new key line (synced to disk) and restarting the session.
+        {
+            std::mt19937_64 random(42);
+            std::vector<double> millis;
+            int failures = 0;
+            const auto start = Clock::now();
+            for (int i = 0; i < sequentialPairings; ++i) {
+                const std::string code = session.codeAfter(seen);
+                const std::string request =
+                    post("/pair", pairingBody(code, randomKey(random), "Phone " + std::to_string(i)));
+                const auto begun = Clock::now();
+                const auto status = roundTrip(port, request);
+                if (status == 200) {
+                    millis.push_back(millisSince(begun));
+                } else {
+                    ++failures;
+                }
+            }
+            const double seconds = millisSince(start) / 1000;
+            report("full pairing (key written and synced, session restarted)", summarize(millis),
+                   static_cast<int>(millis.size()), seconds);
+            std::printf(
+                "%-58s %d failed; authorized_keys holds %zu bytes\n", "", failures,
+                static_cast<std::size_t>(std::filesystem::file_size(folder / ".ssh" / "authorized_keys")));
+        }
+
+        // 4. One peer sending 64 KiB one byte per segment, never completing a request: as fast as it can
+        // (the server then reads several bytes at once), and paced so nearly every byte is a read of
+        // its own.
+        const std::string head = "POST /pair HTTP/1.1\r\nX-Filler: ";
+        for (const bool paced : {false, true}) {
+            session.codeAfter(seen = 0);
+            const double cpuBefore = onServerThread(&server, [] { return threadCpuSeconds(); });
+            const int fd = connectTo(port);
+            const int one = 1;
+            ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+            sendAll(fd, head);
+            const auto start = Clock::now();
+            for (int i = static_cast<int>(head.size()); i < dribbleBytes; ++i) {
+                sendAll(fd, "a");
+                if (paced) {
+                    std::this_thread::sleep_for(dribblePause);
+                }
+            }
+            const double sendSeconds = millisSince(start) / 1000;
+            ::close(fd);
+            while (onServerThread(&server, [&] { return server.openConnections(); }) != 0) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+            const double cpu = onServerThread(&server, [] { return threadCpuSeconds(); }) - cpuBefore;
+            std::printf(
+                "64 KiB one byte per segment, %s: server CPU %.2f ms (%.2f us per byte), sent in %.2f s\n",
+                paced ? "paced" : "burst", cpu * 1e3, cpu * 1e6 / dribbleBytes, sendSeconds);
+        }
+        {
+            // For scale: what re-parsing the whole buffer after every byte would cost, and the buffer.
+            std::string bytes = head;
+            const double parseBefore = threadCpuSeconds();
+            for (int i = static_cast<int>(head.size()); i < dribbleBytes; ++i) {
+                bytes += 'a';
+                volatile bool complete = CompanionCore::HttpRequest::parse(bytes).has_value();
+                (void)complete;
+            }
+            const double reparse = threadCpuSeconds() - parseBefore;
+            CompanionCore::HttpRequestBuffer buffer;
+            const double bufferBefore = threadCpuSeconds();
+            buffer.append(head);
+            for (int i = static_cast<int>(head.size()); i < dribbleBytes; ++i) {
+                volatile bool complete = buffer.append("a").has_value();
+                (void)complete;
+            }
+            const double incremental = threadCpuSeconds() - bufferBefore;
+            std::printf("  parser alone, one byte per call: whole-buffer re-parse %.2f ms, HttpRequestBuffer "
+                        "%.2f ms\n",
+                        reparse * 1e3, incremental * 1e3);
+        }
+        QMetaObject::invokeMethod(&application, &QCoreApplication::quit, Qt::QueuedConnection);
+    });
+
+    const int result = QCoreApplication::exec();
+    bench.join();
+    server.stop();
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+    return result;
+}

@@ -1,0 +1,301 @@
+#include "cli/PairCommand.h"
+
+#include "Companion/HostIdentity.h"
+#include "CompanionCore/server/LogLocation.h"
+#include "CompanionCore/server/PairingServer.h"
+#include "cli/KeyFingerprint.h"
+#include "cli/SignalNotifier.h"
+
+#include <QCommandLineParser>
+#include <QEventLoop>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTcpSocket>
+#include <QTimer>
+
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <limits>
+
+namespace Cli {
+
+namespace {
+
+using CompanionCore::PairingServer;
+
+constexpr quint16 sshPort = 22;
+/// Loopback refuses at once when nothing listens; this only bounds a stalled answer.
+constexpr int sshProbeMilliseconds = 1500;
+
+/// Whether something accepts connections on this machine's SSH port. Only loopback is asked.
+bool sshServerAnswers() {
+    QTcpSocket probe;
+    probe.connectToHost(QHostAddress(QHostAddress::LocalHost), sshPort);
+    const bool connected = probe.waitForConnected(sshProbeMilliseconds);
+    probe.abort();
+    return connected;
+}
+
+/// "123456" as people read it: "123 456".
+std::string spacedCode(const std::string& digits) {
+    return digits.size() > 3 ? digits.substr(0, 3) + " " + digits.substr(3) : digits;
+}
+
+QString text(const std::string& value) {
+    return QString::fromStdString(value);
+}
+
+/// Writes either lines for people or one JSON object per line, flushed at once so a reader on a
+/// pipe sees each change as it happens.
+class Report {
+public:
+    explicit Report(bool json)
+        : m_json(json) {}
+
+    void warning(const std::string& message) const {
+        if (m_json) {
+            object({{"type", "warning"}, {"message", text(message)}});
+        } else {
+            std::fprintf(stderr, "warning: %s\n", message.c_str());
+            std::fflush(stderr);
+        }
+    }
+
+    void event(const std::string& line) const {
+        if (m_json) {
+            object({{"type", "event"}, {"line", text(line)}});
+        } else {
+            say(line);
+        }
+    }
+
+    void announced(bool visible) const {
+        if (m_json) {
+            object({{"type", "announced"}, {"announced", visible}});
+        } else {
+            say(visible ? "Bonjour: visible on the local network"
+                        : "Bonjour: not visible on the local network");
+        }
+    }
+
+    void state(const PairingServer& server) const {
+        const PairingServer::State& state = server.state();
+        switch (state.kind) {
+        case PairingServer::State::Kind::waiting:
+            if (m_json) {
+                object({{"type", "state"},
+                        {"state", "waiting"},
+                        {"code", text(state.digits)},
+                        {"port", state.port},
+                        {"announced", server.announced()}});
+            } else {
+                say("");
+                say("Pairing code: " + spacedCode(state.digits));
+                say("Port: " + std::to_string(state.port));
+                say(server.announced() ? "Bonjour: visible on the local network"
+                                       : "Bonjour: not visible on the local network (yet)");
+                say("Type the code into the nuvexa app on the phone.");
+                say("");
+            }
+            return;
+        case PairingServer::State::Kind::paired:
+            paired(state.device, server.lastPairedKey());
+            return;
+        case PairingServer::State::Kind::failed:
+            if (m_json) {
+                object({{"type", "state"}, {"state", "failed"}, {"message", text(state.message)}});
+            } else {
+                say("Pairing failed: " + state.message);
+            }
+            return;
+        case PairingServer::State::Kind::idle:
+            if (m_json) {
+                object({{"type", "state"}, {"state", "idle"}});
+            }
+            return;
+        case PairingServer::State::Kind::starting:
+            if (m_json) {
+                object({{"type", "state"}, {"state", "starting"}});
+            }
+            return;
+        }
+    }
+
+    void ended(const std::string& why) const {
+        if (!m_json) {
+            say(why);
+        }
+    }
+
+private:
+    void paired(const std::string& device, const std::optional<std::string>& keyLine) const {
+        const std::optional<KeyFingerprint> key = keyLine ? KeyFingerprint::of(*keyLine) : std::nullopt;
+        if (m_json) {
+            QJsonObject json{{"type", "state"}, {"state", "paired"}, {"device", text(device)}};
+            if (key) {
+                json.insert("key", text(key->text()));
+                json.insert("fingerprint", text(key->sha256));
+            }
+            object(json);
+            return;
+        }
+        say("Paired with " + device + ".");
+        if (key) {
+            say("Key installed: " + key->text());
+        }
+    }
+
+    static void say(const std::string& line) {
+        std::fputs(line.c_str(), stdout);
+        std::fputc('\n', stdout);
+        std::fflush(stdout);
+    }
+
+    static void object(const QJsonObject& json) {
+        say(QJsonDocument(json).toJson(QJsonDocument::Compact).toStdString());
+    }
+
+    bool m_json;
+};
+
+/// The value of a repeatable port option; nothing when one is not a port number.
+std::optional<std::vector<std::uint16_t>> portsFrom(const QStringList& values) {
+    std::vector<std::uint16_t> ports;
+    for (const QString& value : values) {
+        bool ok = false;
+        const uint port = value.toUInt(&ok);
+        if (!ok || port > std::numeric_limits<std::uint16_t>::max()) {
+            return std::nullopt;
+        }
+        ports.push_back(static_cast<std::uint16_t>(port));
+    }
+    return ports;
+}
+
+int usage(const QString& message) {
+    std::fprintf(stderr, "nuvexa-companion-cli pair: %s\n", qPrintable(message));
+    return usageExit;
+}
+
+} // namespace
+
+int runPair(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        "Runs one pairing session: shows a one-time code, waits for the nuvexa app on the phone to send it "
+        "with its SSH key, and installs that key for this user.");
+    const QCommandLineOption help({"h", "help"}, "Show this help.");
+    const QCommandLineOption json("json",
+                                  "Write one JSON object per line for every change, instead of text.");
+    const QCommandLineOption noAnnounce("no-announce",
+                                        "Do not announce the session on the local network (Bonjour); the "
+                                        "phone then needs this computer's address typed in.");
+    const QCommandLineOption authorizedKeys("authorized-keys",
+                                            "Install the key into <file> instead of "
+                                            "~/.ssh/authorized_keys.",
+                                            "file");
+    const QCommandLineOption logFile("log-file", "Append the log to <file> instead of the usual place.",
+                                     "file");
+    QCommandLineOption port("port", "Listen on <port> (repeatable, tried in order; 0 picks a free one).",
+                            "port");
+    port.setFlags(QCommandLineOption::HiddenFromHelp);
+    QCommandLineOption expiry("expiry", "End the session <seconds> after it starts listening.", "seconds");
+    expiry.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOptions({help, json, noAnnounce, authorizedKeys, logFile, port, expiry});
+
+    if (!parser.parse(QStringList{"nuvexa-companion-cli pair"} + arguments)) {
+        return usage(parser.errorText());
+    }
+    if (parser.isSet(help)) {
+        std::fputs(qPrintable(parser.helpText()), stdout);
+        return pairedExit;
+    }
+    if (!parser.positionalArguments().isEmpty()) {
+        return usage("unexpected argument " + parser.positionalArguments().constFirst());
+    }
+
+    PairingServer::Options options;
+    if (parser.isSet(port)) {
+        const auto ports = portsFrom(parser.values(port));
+        if (!ports) {
+            return usage("--port needs a number from 0 to 65535");
+        }
+        options.ports = *ports;
+    }
+    if (parser.isSet(expiry)) {
+        bool ok = false;
+        const double seconds = parser.value(expiry).toDouble(&ok);
+        if (!ok || !(seconds > 0) || seconds > 86400) {
+            return usage("--expiry needs a number of seconds");
+        }
+        options.expiry = std::chrono::milliseconds(static_cast<long long>(std::ceil(seconds * 1000)));
+    }
+    if (parser.isSet(noAnnounce)) {
+        options.announcer = nullptr;
+    }
+    if (parser.isSet(logFile)) {
+        options.logFile = parser.value(logFile).toStdString();
+    }
+    const std::filesystem::path keys =
+        parser.isSet(authorizedKeys)
+            ? std::filesystem::path(parser.value(authorizedKeys).toStdString())
+            : CompanionCore::LogLocation::homeDirectory() / ".ssh" / "authorized_keys";
+
+    const Report report(parser.isSet(json));
+    if (!sshServerAnswers()) {
+        report.warning("nothing answers on port 22 of this computer: the phone can pair, but cannot log in "
+                       "until an SSH server runs");
+    }
+
+    QEventLoop loop;
+    int result = -1;
+    const auto finish = [&](int code, const std::string& why) {
+        if (result < 0) {
+            result = code;
+            report.ended(why);
+            loop.exit(code);
+        }
+    };
+
+    SignalNotifier interruptions({SIGINT, SIGTERM});
+    PairingServer server([] { return Companion::HostIdentity::identity(); }, keys, std::move(options));
+    QObject::connect(&server, &PairingServer::eventsChanged, &loop,
+                     [&] { report.event(server.events().back()); });
+    QObject::connect(&server, &PairingServer::announcedChanged, &loop,
+                     [&] { report.announced(server.announced()); });
+    QObject::connect(&server, &PairingServer::stateChanged, &loop, [&] {
+        report.state(server);
+        switch (server.state().kind) {
+        case PairingServer::State::Kind::paired:
+            finish(pairedExit, "");
+            return;
+        case PairingServer::State::Kind::failed:
+            finish(notPairedExit, "");
+            return;
+        case PairingServer::State::Kind::idle:
+            // A new code passes through idle on its way back to waiting: only an idle that lasts
+            // means the session has ended.
+            QTimer::singleShot(0, &loop, [&] {
+                if (server.state().kind == PairingServer::State::Kind::idle) {
+                    finish(notPairedExit, "The pairing session ended without a phone.");
+                }
+            });
+            return;
+        case PairingServer::State::Kind::waiting:
+        case PairingServer::State::Kind::starting:
+            return;
+        }
+    });
+    QObject::connect(&interruptions, &SignalNotifier::received, &loop, [&] {
+        finish(interruptedExit, "Pairing cancelled.");
+        server.stop();
+    });
+
+    QTimer::singleShot(0, &loop, [&] { server.start(); });
+    loop.exec();
+    server.stop();
+    return result;
+}
+
+} // namespace Cli

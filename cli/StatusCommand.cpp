@@ -1,0 +1,174 @@
+#include "cli/StatusCommand.h"
+
+#include "Companion/CompanionModel.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <cstdio>
+#include <utility>
+#include <vector>
+
+namespace Cli {
+
+namespace {
+
+constexpr const char* usage = "Uso: nuvexa-companion-cli status [--json]\n";
+/// Blanks between the label column and the marks.
+constexpr int columnGap = 2;
+
+QString translate(const char* text) {
+    return QCoreApplication::translate("StatusCommand", text);
+}
+
+QString text(const std::string& value) {
+    return QString::fromStdString(value);
+}
+
+QJsonValue optionalText(const std::optional<std::string>& value) {
+    return value ? QJsonValue(text(*value)) : QJsonValue(QJsonValue::Null);
+}
+
+QJsonValue optionalBool(const std::optional<bool>& value) {
+    return value ? QJsonValue(*value) : QJsonValue(QJsonValue::Null);
+}
+
+struct Row {
+    QString label;
+    /// Absent for rows that are information rather than a check.
+    std::optional<bool> ok;
+    QString detail;
+};
+
+/// The relay row as the panel builds it.
+Row drozakRow(const Companion::CompanionModel& model) {
+    Row row{QStringLiteral("Drozak"), false, {}};
+    if (const auto mesh = model.meshAddress()) {
+        row.ok = true;
+        row.detail = translate("conectado · %1").arg(text(*mesh));
+        if (model.drozakStatus() && model.drozakStatus()->relayConnected == true) {
+            row.detail += translate(" · por relé");
+        }
+    } else if (!model.drozakPath()) {
+        row.detail = translate("no instalado · fuera de casa hace falta");
+    } else if (model.drozakStatus() && model.drozakStatus()->stateDetail &&
+               !model.drozakStatus()->stateDetail->empty()) {
+        row.detail = text(*model.drozakStatus()->stateDetail);
+    } else {
+        row.detail = translate("instalado, sin conexión");
+    }
+    return row;
+}
+
+Row toolRow(const QString& name, const std::optional<std::string>& path) {
+    return Row{name, path.has_value(), path ? text(*path) : translate("no instalado")};
+}
+
+void write(const QString& output, std::FILE* stream) {
+    std::fputs(output.toUtf8().constData(), stream);
+    std::fflush(stream);
+}
+
+} // namespace
+
+QString statusTable(const Companion::CompanionModel& model) {
+    QStringList addresses;
+    for (const auto& address : model.addresses()) {
+        addresses.append(text(address));
+    }
+    const auto mesh = model.meshAddress();
+    const std::vector<Row> rows = {
+        Row{translate("Inicio de sesión remoto (SSH)"), model.remoteLogin(),
+            model.remoteLogin() ? translate("activado") : translate("desactivado")},
+        toolRow(QStringLiteral("mosh-server"), model.moshPath()),
+        toolRow(QStringLiteral("tmux"), model.tmuxPath()),
+        drozakRow(model),
+        Row{translate("Direcciones"), std::nullopt, addresses.join(QStringLiteral(", "))},
+        Row{translate("Dirección de malla"), std::nullopt, mesh ? text(*mesh) : translate("ninguna")},
+    };
+    qsizetype width = 0;
+    for (const auto& row : rows) {
+        width = std::max(width, row.label.size());
+    }
+    QString table;
+    for (const auto& row : rows) {
+        const QString mark = !row.ok   ? QStringLiteral(" ")
+                             : *row.ok ? QStringLiteral("✓")
+                                       : QStringLiteral("✗");
+        table += row.label.leftJustified(width + columnGap) + mark + QStringLiteral(" ") + row.detail +
+                 QStringLiteral("\n");
+    }
+    return table;
+}
+
+QJsonObject statusJson(const Companion::CompanionModel& model) {
+    QJsonArray addresses;
+    for (const auto& address : model.addresses()) {
+        addresses.append(text(address));
+    }
+    QJsonValue drozakStatus(QJsonValue::Null);
+    if (const auto& status = model.drozakStatus()) {
+        drozakStatus = QJsonObject{
+            {QStringLiteral("connected"), status->connected},
+            {QStringLiteral("state"), optionalText(status->state)},
+            {QStringLiteral("state_detail"), optionalText(status->stateDetail)},
+            {QStringLiteral("ip"), optionalText(status->ip)},
+            {QStringLiteral("relay_connected"), optionalBool(status->relayConnected)},
+            {QStringLiteral("update_available"), optionalBool(status->updateAvailable)},
+        };
+    }
+    return QJsonObject{
+        {QStringLiteral("ready"), statusExit(model) == readyExit},
+        {QStringLiteral("remoteLogin"), model.remoteLogin()},
+        {QStringLiteral("moshPath"), optionalText(model.moshPath())},
+        {QStringLiteral("tmuxPath"), optionalText(model.tmuxPath())},
+        {QStringLiteral("drozakPath"), optionalText(model.drozakPath())},
+        {QStringLiteral("drozakStatus"), drozakStatus},
+        {QStringLiteral("addresses"), addresses},
+        {QStringLiteral("meshAddress"), optionalText(model.meshAddress())},
+        {QStringLiteral("hasMeshAddress"), model.hasMeshAddress()},
+    };
+}
+
+int statusExit(const Companion::CompanionModel& model) {
+    return model.remoteLogin() ? readyExit : notReadyExit;
+}
+
+int runStatus(const QStringList& arguments) {
+    QCommandLineParser parser;
+    const QCommandLineOption json(QStringLiteral("json"));
+    const QCommandLineOption help(QStringList{QStringLiteral("h"), QStringLiteral("help")});
+    parser.addOption(json);
+    parser.addOption(help);
+    if (!parser.parse(QStringList{QStringLiteral("status")} + arguments) ||
+        !parser.positionalArguments().isEmpty()) {
+        const QString problem =
+            parser.positionalArguments().isEmpty()
+                ? parser.errorText()
+                : QStringLiteral("unexpected argument %1").arg(parser.positionalArguments().first());
+        write(QStringLiteral("nuvexa-companion-cli status: %1\n").arg(problem) + QString::fromUtf8(usage),
+              stderr);
+        return statusUsageExit;
+    }
+    if (parser.isSet(help)) {
+        write(QString::fromUtf8(usage), stdout);
+        return readyExit;
+    }
+    Companion::CompanionModel model;
+    QEventLoop loop;
+    QObject::connect(&model, &Companion::CompanionModel::refreshed, &loop, &QEventLoop::quit);
+    loop.exec();
+    if (parser.isSet(json)) {
+        write(QString::fromUtf8(QJsonDocument(statusJson(model)).toJson(QJsonDocument::Compact)) +
+                  QStringLiteral("\n"),
+              stdout);
+    } else {
+        write(statusTable(model), stdout);
+    }
+    return statusExit(model);
+}
+
+} // namespace Cli

@@ -1,0 +1,47 @@
+#include "cli/PairCommand.h"
+#include "cli/StatusCommand.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+
+#include <cstdio>
+
+int main(int argc, char* argv[]) {
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName("nuvexa-companion-cli");
+    QCoreApplication::setApplicationVersion(NUVEXA_VERSION);
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        "Makes this computer reachable from the nuvexa phone app, from a terminal.");
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addPositionalArgument("command", "pair    Run one pairing session in this terminal.\n"
+                                            "status  Show whether this computer is ready for the phone.");
+    // Everything after the command belongs to the command.
+    parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
+    if (!parser.parse(QCoreApplication::arguments())) {
+        std::fprintf(stderr, "nuvexa-companion-cli: %s\n", qPrintable(parser.errorText()));
+        return Cli::usageExit;
+    }
+    if (parser.isSet("version")) {
+        parser.showVersion();
+    }
+    QStringList arguments = parser.positionalArguments();
+    if (parser.isSet("help") || arguments.isEmpty()) {
+        if (parser.isSet("help")) {
+            parser.showHelp(0);
+        }
+        std::fputs(qPrintable(parser.helpText()), stderr);
+        return Cli::usageExit;
+    }
+    const QString command = arguments.takeFirst();
+    if (command == "pair") {
+        return Cli::runPair(arguments);
+    }
+    if (command == "status") {
+        return Cli::runStatus(arguments);
+    }
+    std::fprintf(stderr, "nuvexa-companion-cli: unknown command %s\n", qPrintable(command));
+    return Cli::usageExit;
+}

@@ -1,0 +1,112 @@
+#!/usr/bin/env bash
+# Starts or stops the Avahi daemon that the announcement tests talk to, kept inside a network
+# namespace of its own that has only a loopback interface, so no mDNS packet reaches a real network.
+# Programs in the root namespace reach it over the system D-Bus, which is started here unless one
+# already runs (and then also stopped here).
+#
+#   avahi.sh start DIR   writes DIR/state: "status=ready", or "status=unavailable" and "reason=..."
+#   avahi.sh stop DIR
+#
+# Where the daemon cannot be started (not root, a program missing) the start still succeeds with
+# status=unavailable, so the tests skip and say why; with CI=true that is a failure instead.
+set -euo pipefail
+
+action=${1:?usage: avahi.sh start|stop DIR}
+dir=${2:?usage: avahi.sh start|stop DIR}
+namespace=nuvexa-mdns
+
+unavailable() {
+    printf 'status=unavailable\nreason=%s\n' "$1" > "$dir/state"
+    echo "avahi.sh: cannot start the Avahi peer: $1" >&2
+    if [ "${CI:-}" = true ]; then
+        exit 1
+    fi
+    exit 0
+}
+
+system_bus_answers() {
+    dbus-send --system --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.GetId >/dev/null 2>&1
+}
+
+avahi_state() {
+    dbus-send --system --print-reply --dest=org.freedesktop.Avahi / org.freedesktop.Avahi.Server.GetState 2>/dev/null |
+        awk '/int32/ { print $2 }'
+}
+
+start() {
+    mkdir -p "$dir"
+    rm -f "$dir/state"
+    [ "$(id -u)" = 0 ] || unavailable "not running as root (a network namespace and the system bus need root)"
+    for program in avahi-daemon dbus-daemon dbus-send ip avahi-browse; do
+        command -v "$program" >/dev/null || unavailable "$program is not installed (scripts/setup.sh installs it)"
+    done
+    if pgrep -x avahi-daemon >/dev/null; then
+        unavailable "another avahi-daemon already runs on this machine"
+    fi
+
+    if ! system_bus_answers; then
+        mkdir -p /run/dbus
+        rm -f /run/dbus/pid
+        dbus-daemon --system --fork --print-pid > "$dir/dbus.pid"
+        for _ in $(seq 50); do
+            system_bus_answers && break
+            sleep 0.1
+        done
+        system_bus_answers || unavailable "the system D-Bus did not start"
+    fi
+
+    ip netns del "$namespace" 2>/dev/null || true
+    ip netns add "$namespace"
+    ip -n "$namespace" link set lo up
+
+    cat > "$dir/avahi-daemon.conf" <<CONF
+[server]
+use-ipv4=yes
+use-ipv6=no
+allow-interfaces=lo
+enable-dbus=yes
+
+[wide-area]
+enable-wide-area=no
+
+[publish]
+publish-hinfo=no
+publish-workstation=no
+CONF
+    mkdir -p /run/avahi-daemon
+    rm -f /run/avahi-daemon/pid
+    ip netns exec "$namespace" avahi-daemon -f "$dir/avahi-daemon.conf" --no-drop-root --no-chroot --no-rlimits \
+        > "$dir/avahi.log" 2>&1 &
+    echo $! > "$dir/avahi.pid"
+    for _ in $(seq 100); do
+        [ "$(avahi_state)" = 2 ] && break
+        sleep 0.1
+    done
+    [ "$(avahi_state)" = 2 ] || unavailable "avahi-daemon did not reach the running state (see $dir/avahi.log)"
+    printf 'status=ready\nnamespace=%s\n' "$namespace" > "$dir/state"
+}
+
+stop() {
+    if [ -f "$dir/avahi.pid" ]; then
+        pid=$(cat "$dir/avahi.pid")
+        kill "$pid" 2>/dev/null || true
+        for _ in $(seq 50); do
+            kill -0 "$pid" 2>/dev/null || break
+            sleep 0.1
+        done
+        kill -9 "$pid" 2>/dev/null || true
+        rm -f "$dir/avahi.pid"
+    fi
+    ip netns del "$namespace" 2>/dev/null || true
+    if [ -f "$dir/dbus.pid" ]; then
+        kill "$(cat "$dir/dbus.pid")" 2>/dev/null || true
+        rm -f "$dir/dbus.pid" /run/dbus/pid
+    fi
+    rm -f "$dir/state"
+}
+
+case "$action" in
+    start) start ;;
+    stop) stop ;;
+    *) echo "usage: avahi.sh start|stop DIR" >&2; exit 2 ;;
+esac

@@ -1,0 +1,400 @@
+#include "Companion/CompanionModel.h"
+#include "Companion/linux/LinuxSystemActions.h"
+#include "Companion/macos/MacSystemActions.h"
+
+#include "support/Executable.h"
+#include "support/FakeNotificationCentre.h"
+#include "support/FakeProcessRunner.h"
+#include "support/FakeSystemActions.h"
+#include "support/TemporaryDirectory.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <set>
+
+using Companion::CompanionModel;
+using Companion::ProcessCommand;
+using TestSupport::FakeSystemActions;
+using TestSupport::writeScript;
+
+namespace {
+
+constexpr int generousWait = 10000;
+
+class CompanionModelTest : public ::testing::Test {
+protected:
+    CompanionModelTest()
+        : m_actions(std::make_shared<FakeSystemActions>()) {
+        m_actions->setAddresses({"192.168.1.5"});
+    }
+
+    CompanionModel::Environment environment() {
+        CompanionModel::Environment environment;
+        environment.systemActions = m_actions;
+        environment.searchPaths = std::vector<std::string>{m_tools.path().string()};
+        environment.hostName = [this] { return m_hostName; };
+        environment.userName = [] { return std::string("ana"); };
+        environment.computerName = [] { return std::string("Estudio de Ana"); };
+        environment.openUrl = [this](const std::string& url) {
+            m_openedUrls.push_back(url);
+            return true;
+        };
+        environment.authorizedKeys = m_home / "authorized_keys";
+        environment.serverOptions.logFile = m_home / "companion.log";
+        environment.notifier.runner = std::make_shared<TestSupport::FakeProcessRunner>();
+        environment.notifier.notifications = std::make_shared<TestSupport::FakeNotificationCentre>();
+        return environment;
+    }
+
+    /// A model whose first refresh has completed.
+    std::unique_ptr<CompanionModel> refreshedModel(CompanionModel::Environment environment) {
+        auto model = std::make_unique<CompanionModel>(std::move(environment));
+        EXPECT_TRUE(waitForRefresh(*model));
+        return model;
+    }
+    std::unique_ptr<CompanionModel> refreshedModel() { return refreshedModel(environment()); }
+
+    static bool waitForRefresh(CompanionModel& model) {
+        QSignalSpy refreshed(&model, &CompanionModel::refreshed);
+        return refreshed.wait(generousWait);
+    }
+
+    static bool refreshAndWait(CompanionModel& model) {
+        QSignalSpy refreshed(&model, &CompanionModel::refreshed);
+        model.refresh();
+        return QTest::qWaitFor([&] { return refreshed.count() >= 1; }, generousWait);
+    }
+
+    /// A relay tool that reports `statusJson` and answers "connect" with `connect` (shell text).
+    void installDrozak(const std::string& statusJson, const std::string& connect = "exit 0") {
+        writeScript(m_tools / "drozak", "case \"$1\" in\n"
+                                        "  status) echo '" +
+                                            statusJson +
+                                            "' ;;\n"
+                                            "  connect) " +
+                                            connect +
+                                            " ;;\n"
+                                            "esac");
+    }
+
+    TestSupport::TemporaryDirectory m_tools;
+    TestSupport::TemporaryDirectory m_home;
+    std::shared_ptr<FakeSystemActions> m_actions;
+    std::string m_hostName = "Studio";
+    std::vector<std::string> m_openedUrls;
+};
+
+} // namespace
+
+TEST_F(CompanionModelTest, CreationPublishesNothingAtOnceThenRefreshesEveryField) {
+    m_actions->setRemoteLoginOn(true);
+    m_actions->setAddresses({"100.70.1.2", "192.168.1.5"});
+    writeScript(m_tools / "mosh-server", "exit 0");
+    writeScript(m_tools / "tmux", "exit 0");
+    CompanionModel model(environment());
+    // Everything outside the process is read off the main thread: nothing is known yet.
+    EXPECT_FALSE(model.remoteLogin());
+    EXPECT_EQ(model.moshPath(), std::nullopt);
+    EXPECT_TRUE(model.addresses().empty());
+    ASSERT_TRUE(waitForRefresh(model));
+    EXPECT_TRUE(model.remoteLogin());
+    EXPECT_EQ(model.moshPath(), (m_tools / "mosh-server").string());
+    EXPECT_EQ(model.tmuxPath(), (m_tools / "tmux").string());
+    EXPECT_EQ(model.drozakPath(), std::nullopt);
+    EXPECT_EQ(model.drozakStatus(), std::nullopt);
+    EXPECT_EQ(model.addresses(), (std::vector<std::string>{"Studio.local", "192.168.1.5", "100.70.1.2"}));
+    EXPECT_EQ(model.lastError(), std::nullopt);
+    EXPECT_FALSE(model.keepAwake().enabled());
+    EXPECT_FALSE(model.tmuxNotifier().enabled());
+    EXPECT_EQ(model.pairing().state().kind, CompanionCore::PairingServer::State::Kind::idle);
+}
+
+TEST_F(CompanionModelTest, RefreshPublishesTheFieldsInTheirOrder) {
+    m_actions->setRemoteLoginOn(true);
+    writeScript(m_tools / "mosh-server", "exit 0");
+    writeScript(m_tools / "tmux", "exit 0");
+    installDrozak(R"({"connected": true, "ip": "100.64.0.9"})");
+    CompanionModel model(environment());
+    std::vector<std::string> order;
+    QObject::connect(&model, &CompanionModel::remoteLoginChanged, [&] { order.emplace_back("remoteLogin"); });
+    QObject::connect(&model, &CompanionModel::moshPathChanged, [&] { order.emplace_back("moshPath"); });
+    QObject::connect(&model, &CompanionModel::tmuxPathChanged, [&] { order.emplace_back("tmuxPath"); });
+    QObject::connect(&model, &CompanionModel::drozakPathChanged, [&] { order.emplace_back("drozakPath"); });
+    QObject::connect(&model, &CompanionModel::drozakStatusChanged,
+                     [&] { order.emplace_back("drozakStatus"); });
+    QObject::connect(&model, &CompanionModel::addressesChanged, [&] { order.emplace_back("addresses"); });
+    QObject::connect(&model, &CompanionModel::refreshed, [&] { order.emplace_back("refreshed"); });
+    ASSERT_TRUE(waitForRefresh(model));
+    EXPECT_EQ(order, (std::vector<std::string>{"remoteLogin", "moshPath", "tmuxPath", "drozakPath",
+                                               "drozakStatus", "addresses", "refreshed"}));
+}
+
+TEST_F(CompanionModelTest, AnUnchangedFieldAnnouncesNothing) {
+    auto model = refreshedModel();
+    QSignalSpy addresses(model.get(), &CompanionModel::addressesChanged);
+    QSignalSpy remoteLogin(model.get(), &CompanionModel::remoteLoginChanged);
+    ASSERT_TRUE(refreshAndWait(*model));
+    EXPECT_EQ(addresses.count(), 0);
+    EXPECT_EQ(remoteLogin.count(), 0);
+}
+
+TEST_F(CompanionModelTest, ARefreshWaitingForASlowRelayToolDoesNotBlockTheCaller) {
+    auto model = refreshedModel();
+    writeScript(m_tools / "drozak", "/bin/sleep 1\necho '{\"connected\": true}'");
+    QSignalSpy refreshed(model.get(), &CompanionModel::refreshed);
+    const auto began = std::chrono::steady_clock::now();
+    model->refresh();
+    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(500));
+    EXPECT_EQ(model->drozakPath(), std::nullopt);
+    ASSERT_TRUE(refreshed.wait(generousWait));
+    EXPECT_EQ(model->drozakPath(), (m_tools / "drozak").string());
+    EXPECT_EQ(model->drozakStatus().value().connected, true);
+}
+
+TEST_F(CompanionModelTest, InstallsBothToolsWhenNeitherIsFound) {
+    auto model = refreshedModel();
+    model->installWithHomebrew();
+    EXPECT_EQ(m_actions->terminalCommands(), (std::vector<std::string>{"brew install mosh tmux"}));
+    EXPECT_EQ(model->lastError(), std::nullopt);
+}
+
+TEST_F(CompanionModelTest, InstallsOnlyTmuxWhenOnlyTmuxIsMissing) {
+    writeScript(m_tools / "mosh-server", "exit 0");
+    auto model = refreshedModel();
+    model->installWithHomebrew();
+    EXPECT_EQ(m_actions->terminalCommands(), (std::vector<std::string>{"brew install tmux"}));
+}
+
+TEST_F(CompanionModelTest, InstallsNothingAndKeepsTheLastErrorWhenBothArePresent) {
+    writeScript(m_tools / "mosh-server", "exit 0");
+    writeScript(m_tools / "tmux", "exit 0");
+    auto model = refreshedModel();
+    model->setLastError("previo");
+    QSignalSpy changes(model.get(), &CompanionModel::lastErrorChanged);
+    model->installWithHomebrew();
+    EXPECT_TRUE(m_actions->terminalCommands().empty());
+    EXPECT_EQ(model->lastError(), "previo");
+    EXPECT_EQ(changes.count(), 0);
+}
+
+TEST_F(CompanionModelTest, WithoutAPackageManagerTheMessageIsShownAndNothingOpens) {
+    m_actions->setInstallCommand(std::nullopt);
+    auto model = refreshedModel();
+    model->installWithHomebrew();
+    EXPECT_TRUE(m_actions->terminalCommands().empty());
+    EXPECT_EQ(model->lastError(), "no package manager");
+}
+
+TEST_F(CompanionModelTest, ATerminalThatCannotBeUsedLeavesItsMessage) {
+    m_actions->setTerminalAnswer("copiado");
+    auto model = refreshedModel();
+    model->installWithHomebrew();
+    EXPECT_EQ(model->lastError(), "copiado");
+}
+
+TEST_F(CompanionModelTest, OnMacOSInstallingTypesTheBrewCommandIntoTerminal) {
+    auto runner = std::make_shared<TestSupport::FakeProcessRunner>();
+    writeScript(m_tools / "brew", "exit 0");
+    auto withMac = environment();
+    withMac.systemActions = std::make_shared<Companion::MacSystemActions>(
+        runner, Companion::MacSystemActions::Options{{}, std::vector<std::string>{m_tools.path().string()}});
+    auto model = refreshedModel(std::move(withMac));
+    model->installWithHomebrew();
+    EXPECT_EQ(runner->runs().back(),
+              Companion::MacSystemActions::scriptCommand(
+                  "tell application \"Terminal\"\nactivate\ndo script \"brew install mosh tmux\"\nend tell"));
+    EXPECT_EQ(model->lastError(), std::nullopt);
+}
+
+TEST_F(CompanionModelTest, OnLinuxWithoutHomebrewInstallingTypesTheDistributionsCommandIntoATerminal) {
+    auto runner = std::make_shared<TestSupport::FakeProcessRunner>();
+    Companion::LinuxSystemActions::Options options;
+    const std::set<std::string> executables = {"/usr/bin/apt", "/usr/bin/xterm"};
+    options.isExecutable = [executables](const std::string& path) { return executables.contains(path); };
+    options.environment = [](const std::string&) { return std::optional<std::string>(); };
+    auto withLinux = environment();
+    withLinux.systemActions = std::make_shared<Companion::LinuxSystemActions>(runner, options);
+    writeScript(m_tools / "mosh-server", "exit 0");
+    auto model = refreshedModel(std::move(withLinux));
+    model->installWithHomebrew();
+    ASSERT_EQ(runner->detached().size(), 1U);
+    EXPECT_EQ(runner->detached()[0].program, "/usr/bin/xterm");
+    EXPECT_EQ(runner->detached()[0].arguments.back(), "sudo apt install tmux");
+    EXPECT_EQ(model->lastError(), std::nullopt);
+}
+
+TEST_F(CompanionModelTest, ABareHostNameGetsDotLocal) {
+    m_hostName = "studio";
+    auto model = refreshedModel();
+    EXPECT_EQ(model->addresses().front(), "studio.local");
+    EXPECT_EQ(model->identity().hosts.front(), "studio.local");
+}
+
+TEST_F(CompanionModelTest, AHostNameEndingInDotLocalIsUsedUnchanged) {
+    m_hostName = "Studio.local";
+    auto model = refreshedModel();
+    EXPECT_EQ(model->addresses().front(), "Studio.local");
+    EXPECT_EQ(model->identity().hosts.front(), "Studio.local");
+}
+
+TEST_F(CompanionModelTest, AHostNameEndingInDotLocalOfAnotherCaseStillGetsDotLocal) {
+    m_hostName = "Studio.LOCAL";
+    auto model = refreshedModel();
+    EXPECT_EQ(model->addresses(), (std::vector<std::string>{"Studio.LOCAL.local", "192.168.1.5"}));
+}
+
+TEST_F(CompanionModelTest, ConnectingWithoutTheRelayToolOpensItsDownloadPageAndChangesNothing) {
+    auto model = refreshedModel();
+    model->setLastError("previo");
+    QSignalSpy refreshed(model.get(), &CompanionModel::refreshed);
+    model->connectDrozak();
+    EXPECT_EQ(m_openedUrls, (std::vector<std::string>{"https://drozak.net/downloads"}));
+    EXPECT_EQ(model->lastError(), "previo");
+    QTest::qWait(200);
+    EXPECT_EQ(refreshed.count(), 0);
+}
+
+TEST_F(CompanionModelTest, AFailedConnectShowsTheToolsTrimmedOutputThenRefreshes) {
+    installDrozak(R"({"connected": false})", "printf '  sin permiso para conectar \\n'; exit 2");
+    auto model = refreshedModel();
+    ASSERT_TRUE(model->drozakPath().has_value());
+    QSignalSpy refreshed(model.get(), &CompanionModel::refreshed);
+    model->connectDrozak();
+    ASSERT_TRUE(refreshed.wait(generousWait));
+    EXPECT_EQ(model->lastError(), "drozak connect: sin permiso para conectar");
+    EXPECT_TRUE(m_openedUrls.empty());
+}
+
+TEST_F(CompanionModelTest, ASuccessfulConnectClearsTheLastErrorAndRefreshes) {
+    installDrozak(R"({"connected": false})", "echo conectado; exit 0");
+    auto model = refreshedModel();
+    model->setLastError("previo");
+    QSignalSpy refreshed(model.get(), &CompanionModel::refreshed);
+    model->connectDrozak();
+    ASSERT_TRUE(refreshed.wait(generousWait));
+    EXPECT_EQ(model->lastError(), std::nullopt);
+}
+
+TEST_F(CompanionModelTest, ARelayToolThatCannotLaunchGivesTheLaunchError) {
+    installDrozak(R"({"connected": false})");
+    auto model = refreshedModel();
+    std::filesystem::permissions(m_tools / "drozak", std::filesystem::perms::owner_read);
+    QSignalSpy refreshed(model.get(), &CompanionModel::refreshed);
+    model->connectDrozak();
+    ASSERT_TRUE(refreshed.wait(generousWait));
+    ASSERT_TRUE(model->lastError().has_value());
+    EXPECT_TRUE(model->lastError()->starts_with("drozak connect: ")) << *model->lastError();
+    EXPECT_GT(model->lastError()->size(), std::string("drozak connect: ").size());
+}
+
+TEST_F(CompanionModelTest, AConnectedRelayWithAnEmptyAddressFallsBackToTheAddressList) {
+    installDrozak(R"({"connected": true, "ip": ""})");
+    m_actions->setAddresses({"192.168.1.5", "100.70.1.2"});
+    auto model = refreshedModel();
+    EXPECT_EQ(model->meshAddress(), "100.70.1.2");
+    EXPECT_TRUE(model->hasMeshAddress());
+}
+
+TEST_F(CompanionModelTest, TheRelaysAddressWinsWhileHasMeshAddressLooksOnlyAtTheList) {
+    installDrozak(R"({"connected": true, "ip": "100.101.2.3", "relay_connected": true})");
+    auto model = refreshedModel();
+    EXPECT_EQ(model->meshAddress(), "100.101.2.3");
+    EXPECT_FALSE(model->hasMeshAddress());
+}
+
+TEST_F(CompanionModelTest, ADisconnectedRelaysAddressDoesNotCount) {
+    installDrozak(R"({"connected": false, "ip": "100.101.2.3"})");
+    auto model = refreshedModel();
+    EXPECT_EQ(model->meshAddress(), std::nullopt);
+    EXPECT_FALSE(model->hasMeshAddress());
+}
+
+TEST_F(CompanionModelTest, ARefreshAfterTheRelayToolWasUninstalledClearsItsPathAndStatus) {
+    installDrozak(R"({"connected": true, "ip": "100.101.2.3"})");
+    auto model = refreshedModel();
+    ASSERT_TRUE(model->drozakPath().has_value());
+    ASSERT_TRUE(model->drozakStatus().has_value());
+    std::filesystem::remove(m_tools / "drozak");
+    ASSERT_TRUE(refreshAndWait(*model));
+    EXPECT_EQ(model->drozakPath(), std::nullopt);
+    EXPECT_EQ(model->drozakStatus(), std::nullopt);
+    EXPECT_EQ(model->meshAddress(), std::nullopt);
+}
+
+TEST_F(CompanionModelTest, ARelayToolWithoutStatusCountsAsInstalledWithoutStatus) {
+    writeScript(m_tools / "drozak", "echo '{\"connected\": true}'\nexit 1");
+    auto model = refreshedModel();
+    EXPECT_TRUE(model->drozakPath().has_value());
+    EXPECT_EQ(model->drozakStatus(), std::nullopt);
+}
+
+TEST_F(CompanionModelTest, TheIdentityAlwaysReportsPort22EvenWithRemoteLoginOff) {
+    auto withTools = environment();
+    withTools.isExecutable = [](const std::string& path) { return path == "/usr/bin/tmux"; };
+    auto model = refreshedModel(std::move(withTools));
+    ASSERT_FALSE(model->remoteLogin());
+    const auto identity = model->identity();
+    EXPECT_EQ(identity.sshPort, 22);
+    EXPECT_EQ(identity.user, "ana");
+    EXPECT_EQ(identity.name, "Estudio de Ana");
+    EXPECT_EQ(identity.hosts, (std::vector<std::string>{"Studio.local", "192.168.1.5"}));
+    EXPECT_FALSE(identity.mosh);
+    EXPECT_TRUE(identity.tmux);
+}
+
+TEST_F(CompanionModelTest, TheIdentityNamesTheHostWhenTheComputerHasNoName) {
+    auto unnamed = environment();
+    unnamed.computerName = [] { return std::string(); };
+    auto model = refreshedModel(std::move(unnamed));
+    EXPECT_EQ(model->identity().name, "Studio");
+}
+
+TEST_F(CompanionModelTest, TheIdentityReadsTheSystemAfreshNotThePublishedFields) {
+    auto model = refreshedModel();
+    m_actions->setAddresses({"10.0.0.2"});
+    EXPECT_EQ(model->identity().hosts, (std::vector<std::string>{"Studio.local", "10.0.0.2"}));
+    EXPECT_EQ(model->addresses(), (std::vector<std::string>{"Studio.local", "192.168.1.5"}));
+}
+
+TEST_F(CompanionModelTest, TurningRemoteLoginOnClearsTheLastErrorAndRefreshes) {
+    auto model = refreshedModel();
+    model->setLastError("previo");
+    QSignalSpy refreshed(model.get(), &CompanionModel::refreshed);
+    model->enableRemoteLogin();
+    ASSERT_TRUE(refreshed.wait(generousWait));
+    EXPECT_EQ(m_actions->remoteLoginRequests(), (std::vector<bool>{true}));
+    EXPECT_EQ(model->lastError(), std::nullopt);
+    EXPECT_TRUE(model->remoteLogin());
+}
+
+TEST_F(CompanionModelTest, ACancelledRemoteLoginDialogLeavesItsMessage) {
+    m_actions->setRemoteLoginAnswer("Request dismissed");
+    auto model = refreshedModel();
+    QSignalSpy refreshed(model.get(), &CompanionModel::refreshed);
+    model->enableRemoteLogin();
+    ASSERT_TRUE(refreshed.wait(generousWait));
+    EXPECT_EQ(model->lastError(), "Request dismissed");
+    EXPECT_FALSE(model->remoteLogin());
+}
+
+TEST_F(CompanionModelTest, SetLastErrorAnnouncesOnlyChanges) {
+    auto model = refreshedModel();
+    QSignalSpy changes(model.get(), &CompanionModel::lastErrorChanged);
+    model->setLastError("uno");
+    model->setLastError("uno");
+    model->setLastError(std::nullopt);
+    EXPECT_EQ(changes.count(), 2);
+}
+
+TEST_F(CompanionModelTest, TheModelCanGoWhileARelayToolIsStillAnswering) {
+    writeScript(m_tools / "drozak", "/bin/sleep 5\necho '{\"connected\": true}'");
+    auto model = std::make_unique<CompanionModel>(environment());
+    QTest::qWait(100);
+    const auto began = std::chrono::steady_clock::now();
+    model.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(4500));
+}

@@ -1,0 +1,374 @@
+#include "Companion/linux/LinuxSystemActions.h"
+#include "Companion/QtProcessRunner.h"
+
+#include "support/Executable.h"
+#include "support/FakeProcessRunner.h"
+#include "support/TemporaryDirectory.h"
+
+#include <QHostAddress>
+#include <QTcpServer>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+
+using Companion::LinuxSystemActions;
+using Companion::ProcessCommand;
+using Companion::ProcessResult;
+using TestSupport::exited;
+using TestSupport::FakeProcessRunner;
+
+namespace {
+
+const std::string tcpHeader =
+    "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  "
+    "timeout inode\n";
+const std::string listeningOn22 =
+    "   0: 00000000:0016 00000000:0000 0A 00000000:00000000 00:00000000 00000000     "
+    "0        0 18324 1 0000000000000000 100 0 0 10 0\n";
+const std::string listeningOn2222 =
+    "   1: 0100007F:08AE 00000000:0000 0A 00000000:00000000 00:00000000 00000000  "
+    "   0        0 18325 1 0000000000000000 100 0 0 10 0\n";
+const std::string connectedFrom22 =
+    "   2: 0501A8C0:0016 0701A8C0:D431 01 00000000:00000000 02:0000A1B2 00000000  "
+    "   0        0 18326 4 0000000000000000 20 4 30 10 -1\n";
+const std::string tcp6ListeningOn22 =
+    "   0: 00000000000000000000000000000000:0016 00000000000000000000000000000000:0000 0A 00000000:00000000 "
+    "00:00000000 00000000     0        0 18330 1 0000000000000000 100 0 0 10 0\n";
+
+const std::string script(LinuxSystemActions::terminalScript);
+
+std::vector<std::string> runInTerminal(std::vector<std::string> prefix, const std::string& command) {
+    prefix.insert(prefix.end(), {"/bin/sh", "-c", script, "sh", command});
+    return prefix;
+}
+
+void writeText(const std::filesystem::path& path, const std::string& text) {
+    std::ofstream(path, std::ios::trunc) << text;
+}
+
+class LinuxSystemActionsTest : public ::testing::Test {
+protected:
+    LinuxSystemActionsTest()
+        : m_runner(std::make_shared<FakeProcessRunner>()) {
+        std::filesystem::create_directories(m_directory / "etc");
+        std::filesystem::create_directories(m_directory / "lib");
+        writeText(m_directory / "tcp", tcpHeader);
+        writeText(m_directory / "tcp6", tcpHeader);
+    }
+
+    LinuxSystemActions actions() {
+        LinuxSystemActions::Options options;
+        options.isExecutable = [this](const std::string& path) { return m_executables.contains(path); };
+        options.searchPaths = std::vector<std::string>{"/usr/local/bin", "/usr/bin", "/bin"};
+        options.environment = [this](const std::string& name) -> std::optional<std::string> {
+            const auto found = m_environment.find(name);
+            if (found == m_environment.end()) {
+                return std::nullopt;
+            }
+            return found->second;
+        };
+        options.socketTables = std::vector<std::filesystem::path>{m_directory / "tcp", m_directory / "tcp6"};
+        options.unitDirectories =
+            std::vector<std::filesystem::path>{m_directory / "etc", m_directory / "lib"};
+        return LinuxSystemActions(m_runner, options);
+    }
+
+    std::optional<ProcessCommand> terminalFor(const std::string& command) {
+        return actions().terminalCommand(command);
+    }
+
+    TestSupport::TemporaryDirectory m_directory;
+    std::shared_ptr<FakeProcessRunner> m_runner;
+    std::set<std::string> m_executables;
+    std::map<std::string, std::string> m_environment;
+};
+
+} // namespace
+
+TEST(LinuxSocketTableTest, FindsAListeningSocketOnTheSshPort) {
+    EXPECT_TRUE(LinuxSystemActions::hasListeningSocket(tcpHeader + listeningOn2222 + listeningOn22, 22));
+    EXPECT_TRUE(LinuxSystemActions::hasListeningSocket(tcpHeader + tcp6ListeningOn22, 22));
+}
+
+TEST(LinuxSocketTableTest, IgnoresOtherPortsAndConnectionsThatAreNotListening) {
+    EXPECT_FALSE(LinuxSystemActions::hasListeningSocket(tcpHeader + listeningOn2222 + connectedFrom22, 22));
+    EXPECT_FALSE(LinuxSystemActions::hasListeningSocket(tcpHeader, 22));
+    EXPECT_FALSE(LinuxSystemActions::hasListeningSocket("", 22));
+    EXPECT_FALSE(LinuxSystemActions::hasListeningSocket(tcpHeader + "   0: garbage\n", 22));
+}
+
+TEST(LinuxSocketTableTest, ReadsTheKernelsOwnTables) {
+    QTcpServer server;
+    ASSERT_TRUE(server.listen(QHostAddress::LocalHost, 0));
+    std::ifstream file("/proc/net/tcp");
+    std::ostringstream contents;
+    contents << file.rdbuf();
+    EXPECT_TRUE(LinuxSystemActions::hasListeningSocket(contents.str(), server.serverPort()));
+}
+
+TEST_F(LinuxSystemActionsTest, RemoteLoginIsOnWhenSomethingListensOnPort22) {
+    EXPECT_FALSE(actions().remoteLoginEnabled());
+    writeText(m_directory / "tcp6", tcpHeader + tcp6ListeningOn22);
+    EXPECT_TRUE(actions().remoteLoginEnabled());
+    EXPECT_TRUE(m_runner->runs().empty());
+}
+
+TEST_F(LinuxSystemActionsTest, RemoteLoginIsOffWhenOnlyOtherPortsListenOrTheTablesAreMissing) {
+    writeText(m_directory / "tcp", tcpHeader + listeningOn2222 + connectedFrom22);
+    EXPECT_FALSE(actions().remoteLoginEnabled());
+    std::filesystem::remove(m_directory / "tcp");
+    std::filesystem::remove(m_directory / "tcp6");
+    EXPECT_FALSE(actions().remoteLoginEnabled());
+}
+
+TEST_F(LinuxSystemActionsTest, TheSshUnitIsTheOneWhoseUnitFileExistsDebiansFirst) {
+    EXPECT_EQ(actions().sshUnit(), std::nullopt);
+    writeText(m_directory / "lib" / "sshd.service", "");
+    EXPECT_EQ(actions().sshUnit(), "sshd.service");
+    writeText(m_directory / "lib" / "ssh.service", "");
+    EXPECT_EQ(actions().sshUnit(), "ssh.service");
+}
+
+TEST_F(LinuxSystemActionsTest, TurningRemoteLoginOnEnablesAndStartsTheUnitThroughPkexec) {
+    m_executables = {"/usr/bin/pkexec", "/bin/systemctl"};
+    writeText(m_directory / "lib" / "ssh.service", "");
+    EXPECT_EQ(actions().setRemoteLogin(true), std::nullopt);
+    EXPECT_EQ(m_runner->runs(), (std::vector<ProcessCommand>{
+                                    ProcessCommand{"/usr/bin/pkexec",
+                                                   {"/bin/systemctl", "enable", "--now", "ssh.service"},
+                                                   ProcessCommand::Output::captureMerged}}));
+}
+
+TEST_F(LinuxSystemActionsTest, TurningRemoteLoginOffDisablesAndStopsTheUnit) {
+    m_executables = {"/usr/bin/pkexec", "/usr/bin/systemctl"};
+    writeText(m_directory / "etc" / "sshd.service", "");
+    EXPECT_EQ(actions().setRemoteLogin(false), std::nullopt);
+    EXPECT_EQ(m_runner->runs(), (std::vector<ProcessCommand>{
+                                    ProcessCommand{"/usr/bin/pkexec",
+                                                   {"/usr/bin/systemctl", "disable", "--now", "sshd.service"},
+                                                   ProcessCommand::Output::captureMerged}}));
+}
+
+TEST_F(LinuxSystemActionsTest, ADismissedAdministratorDialogGivesPkexecsMessage) {
+    m_executables = {"/usr/bin/pkexec", "/usr/bin/systemctl"};
+    writeText(m_directory / "lib" / "ssh.service", "");
+    m_runner->setResult(exited(126, "Error executing command as another user: Request dismissed\n"));
+    EXPECT_EQ(actions().setRemoteLogin(true), "Error executing command as another user: Request dismissed");
+}
+
+TEST_F(LinuxSystemActionsTest, ASilentFailureStillGivesAMessage) {
+    m_executables = {"/usr/bin/pkexec", "/usr/bin/systemctl"};
+    writeText(m_directory / "lib" / "ssh.service", "");
+    m_runner->setResult(exited(1));
+    EXPECT_EQ(actions().setRemoteLogin(true), "No se ha podido cambiar el servidor SSH (código 1).");
+}
+
+TEST_F(LinuxSystemActionsTest, WithoutAnSshServerNothingRunsAndTheMessageSaysWhatToInstall) {
+    m_executables = {"/usr/bin/pkexec", "/usr/bin/systemctl"};
+    EXPECT_EQ(actions().setRemoteLogin(true),
+              "No encuentro el servidor SSH. Instala el servidor OpenSSH y vuelve a pulsar.");
+    EXPECT_TRUE(m_runner->runs().empty());
+}
+
+TEST_F(LinuxSystemActionsTest, WithoutPkexecNothingRuns) {
+    m_executables = {"/usr/bin/systemctl"};
+    writeText(m_directory / "lib" / "ssh.service", "");
+    EXPECT_EQ(actions().setRemoteLogin(true),
+              "No encuentro pkexec y systemctl para pedir permiso de administrador.");
+    EXPECT_TRUE(m_runner->runs().empty());
+}
+
+TEST_F(LinuxSystemActionsTest, AnAbsoluteTerminalVariableWinsWithItsOwnArgumentForm) {
+    m_executables = {"/opt/kitty/bin/kitty", "/usr/bin/x-terminal-emulator"};
+    m_environment["TERMINAL"] = "/opt/kitty/bin/kitty";
+    EXPECT_EQ(terminalFor("tmux"), (ProcessCommand{"/opt/kitty/bin/kitty", runInTerminal({}, "tmux")}));
+}
+
+TEST_F(LinuxSystemActionsTest, ATerminalVariableWithABareNameIsLocatedAndAnUnknownOneGetsDashE) {
+    m_executables = {"/usr/local/bin/st", "/usr/bin/x-terminal-emulator"};
+    m_environment["TERMINAL"] = "st";
+    EXPECT_EQ(terminalFor("tmux"), (ProcessCommand{"/usr/local/bin/st", runInTerminal({"-e"}, "tmux")}));
+}
+
+TEST_F(LinuxSystemActionsTest, ATerminalVariableThatCannotBeFoundIsPassedOver) {
+    m_executables = {"/usr/bin/x-terminal-emulator"};
+    m_environment["TERMINAL"] = "nowhere-term";
+    EXPECT_EQ(terminalFor("tmux"),
+              (ProcessCommand{"/usr/bin/x-terminal-emulator", runInTerminal({"-e"}, "tmux")}));
+    m_environment["TERMINAL"] = "relative/kitty";
+    EXPECT_EQ(terminalFor("tmux")->program, "/usr/bin/x-terminal-emulator");
+}
+
+TEST_F(LinuxSystemActionsTest, TheSystemsTerminalComesBeforeTheDesktopsOwn) {
+    m_executables = {"/usr/bin/x-terminal-emulator", "/usr/bin/konsole"};
+    m_environment["XDG_CURRENT_DESKTOP"] = "KDE";
+    EXPECT_EQ(terminalFor("tmux")->program, "/usr/bin/x-terminal-emulator");
+}
+
+TEST_F(LinuxSystemActionsTest, TheRunningDesktopsTerminalComesBeforeTheOthers) {
+    m_executables = {"/usr/bin/gnome-terminal", "/usr/bin/konsole", "/usr/bin/xfce4-terminal"};
+    m_environment["XDG_CURRENT_DESKTOP"] = "KDE";
+    EXPECT_EQ(terminalFor("tmux"), (ProcessCommand{"/usr/bin/konsole", runInTerminal({"-e"}, "tmux")}));
+    m_environment["XDG_CURRENT_DESKTOP"] = "XFCE";
+    EXPECT_EQ(terminalFor("tmux"),
+              (ProcessCommand{"/usr/bin/xfce4-terminal", runInTerminal({"-x"}, "tmux")}));
+    m_environment["XDG_CURRENT_DESKTOP"] = "ubuntu:GNOME";
+    EXPECT_EQ(terminalFor("tmux"),
+              (ProcessCommand{"/usr/bin/gnome-terminal", runInTerminal({"--"}, "tmux")}));
+}
+
+TEST_F(LinuxSystemActionsTest, WithoutADesktopTheCommonTerminalsAreTriedInOrder) {
+    m_executables = {"/usr/bin/konsole", "/usr/bin/xterm"};
+    EXPECT_EQ(terminalFor("tmux")->program, "/usr/bin/konsole");
+    m_executables = {"/usr/bin/xterm"};
+    EXPECT_EQ(terminalFor("tmux"), (ProcessCommand{"/usr/bin/xterm", runInTerminal({"-e"}, "tmux")}));
+}
+
+TEST_F(LinuxSystemActionsTest, EachKnownTerminalGetsItsOwnFormToRunACommand) {
+    const std::map<std::string, std::vector<std::string>> forms = {
+        {"gnome-terminal", {"--"}},
+        {"ptyxis", {"--new-window", "--"}},
+        {"konsole", {"-e"}},
+        {"xfce4-terminal", {"-x"}},
+        {"mate-terminal", {"-x"}},
+        {"terminator", {"-x"}},
+        {"kitty", {}},
+        {"alacritty", {"-e"}},
+        {"foot", {}},
+        {"wezterm", {"start", "--"}},
+        {"xterm", {"-e"}},
+    };
+    EXPECT_EQ(LinuxSystemActions::terminals().size(), forms.size());
+    for (const auto& [name, prefix] : forms) {
+        m_executables = {"/usr/bin/" + name};
+        EXPECT_EQ(terminalFor("tmux"), (ProcessCommand{"/usr/bin/" + name, runInTerminal(prefix, "tmux")}))
+            << name;
+    }
+}
+
+TEST_F(LinuxSystemActionsTest, TheTerminalScriptRunsTheCommandThenTheUsersShell) {
+    // The same argument list a terminal would run, here without a terminal.
+    const auto marker = m_directory / "marker";
+    const auto shell =
+        TestSupport::writeScript(m_directory / "shell", "echo shell >> '" + marker.string() + "'");
+    const std::string command = "echo \"it's \\\"done\\\"\" >> '" + marker.string() + "'";
+    ProcessCommand run{"/bin/sh", {"-c", script, "sh", command}, ProcessCommand::Output::capture};
+    run.input = "";
+    const auto previousShell = std::getenv("SHELL");
+    const std::string saved = previousShell == nullptr ? "" : previousShell;
+    ::setenv("SHELL", shell.c_str(), 1);
+    const auto result = Companion::QtProcessRunner().run(run);
+    ::setenv("SHELL", saved.c_str(), 1);
+    EXPECT_TRUE(result.succeeded());
+    EXPECT_EQ(result.output, "$ " + command + "\n");
+    std::ifstream file(marker);
+    std::ostringstream contents;
+    contents << file.rdbuf();
+    EXPECT_EQ(contents.str(), "it's \"done\"\nshell\n");
+}
+
+TEST_F(LinuxSystemActionsTest, OpeningATerminalStartsItDetached) {
+    m_executables = {"/usr/bin/gnome-terminal"};
+    EXPECT_EQ(actions().openTerminal("sudo apt install tmux"), std::nullopt);
+    EXPECT_EQ(m_runner->detached(),
+              (std::vector<ProcessCommand>{ProcessCommand{"/usr/bin/gnome-terminal",
+                                                          runInTerminal({"--"}, "sudo apt install tmux")}}));
+    EXPECT_TRUE(m_runner->runs().empty());
+}
+
+TEST_F(LinuxSystemActionsTest, WithoutATerminalTheCommandGoesToTheGuiClipboardWithTheInstruction) {
+    auto backend = actions();
+    std::vector<std::string> copied;
+    backend.setCopyText([&copied](const std::string& text) {
+        copied.push_back(text);
+        return true;
+    });
+    EXPECT_EQ(
+        backend.openTerminal("sudo apt install \"mosh\""),
+        "No puedo escribir en Terminal (permiso de Automatización). He copiado «sudo apt install \"mosh\"»: "
+        "pégalo en Terminal y pulsa Intro.");
+    EXPECT_EQ(copied, (std::vector<std::string>{"sudo apt install \"mosh\""}));
+    EXPECT_TRUE(m_runner->detached().empty());
+}
+
+TEST_F(LinuxSystemActionsTest, ATerminalThatFailsToLaunchFallsBackToXclipUnderX) {
+    m_executables = {"/usr/bin/xterm", "/usr/bin/xclip", "/usr/bin/wl-copy"};
+    m_environment["DISPLAY"] = ":0";
+    m_runner->setDetachedLaunches(false);
+    EXPECT_TRUE(actions().openTerminal("sudo dnf install tmux").has_value());
+    ProcessCommand copy{"/usr/bin/xclip", {"-selection", "clipboard"}};
+    copy.input = "sudo dnf install tmux";
+    copy.timeout = LinuxSystemActions::clipboardTimeout;
+    EXPECT_EQ(m_runner->runs(), (std::vector<ProcessCommand>{copy}));
+}
+
+TEST_F(LinuxSystemActionsTest, UnderWaylandTheFallbackUsesWlCopy) {
+    m_executables = {"/usr/bin/xclip", "/usr/bin/wl-copy"};
+    m_environment["DISPLAY"] = ":0";
+    m_environment["WAYLAND_DISPLAY"] = "wayland-0";
+    EXPECT_EQ(actions().clipboardCommand("x")->program, "/usr/bin/wl-copy");
+    m_executables = {"/usr/bin/xsel"};
+    m_environment.erase("WAYLAND_DISPLAY");
+    EXPECT_EQ(actions().clipboardCommand("x")->arguments,
+              (std::vector<std::string>{"--clipboard", "--input"}));
+    m_environment.erase("DISPLAY");
+    EXPECT_EQ(actions().clipboardCommand("x"), std::nullopt);
+}
+
+TEST_F(LinuxSystemActionsTest, InstallsWithTheDistributionsOwnPackageManager) {
+    const std::map<std::string, std::string> commands = {
+        {"apt", "sudo apt install mosh tmux"},
+        {"dnf", "sudo dnf install mosh tmux"},
+        {"pacman", "sudo pacman -S mosh tmux"},
+        {"zypper", "sudo zypper install mosh tmux"},
+    };
+    for (const auto& [manager, command] : commands) {
+        m_executables = {"/usr/bin/" + manager};
+        EXPECT_EQ((actions().installCommandLine({"mosh", "tmux"})), command) << manager;
+    }
+    m_executables = {"/usr/bin/apt"};
+    EXPECT_EQ((actions().installCommandLine({"tmux"})), "sudo apt install tmux");
+}
+
+TEST_F(LinuxSystemActionsTest, PackageManagersAreFoundAsRealFiles) {
+    TestSupport::TemporaryDirectory tools;
+    LinuxSystemActions::Options options;
+    options.searchPaths = std::vector<std::string>{tools.path().string()};
+    LinuxSystemActions backend(m_runner, options);
+    EXPECT_EQ((backend.installCommandLine({"mosh"})), std::nullopt);
+    TestSupport::writeScript(tools / "pacman", "exit 0");
+    EXPECT_EQ((backend.installCommandLine({"mosh"})), "sudo pacman -S mosh");
+}
+
+TEST_F(LinuxSystemActionsTest, WithoutAPackageManagerTheMessageSaysSoInTheSameWay) {
+    EXPECT_EQ((actions().installCommandLine({"mosh", "tmux"})), std::nullopt);
+    EXPECT_EQ(actions().packageManagerMissingMessage(), "No encuentro apt, dnf, pacman ni zypper. Instala "
+                                                        "mosh y tmux con el gestor de paquetes de tu sistema "
+                                                        "y vuelve a pulsar.");
+}
+
+TEST_F(LinuxSystemActionsTest, KeepsAwakeWithALogindInhibitorHeldByASleepingChild) {
+    m_executables = {"/usr/bin/systemd-inhibit", "/bin/sleep"};
+    EXPECT_EQ(actions().keepAwakeCommand(),
+              (ProcessCommand{"/usr/bin/systemd-inhibit",
+                              {"--what=idle:sleep", "--who=nuvexa Companion",
+                               "--why=Mantener el ordenador despierto para usarlo desde el iPhone",
+                               "--mode=block", "/bin/sleep", "infinity"},
+                              ProcessCommand::Output::inherit}));
+    m_executables = {"/bin/sleep"};
+    EXPECT_EQ(actions().keepAwakeCommand(), std::nullopt);
+}
+
+TEST_F(LinuxSystemActionsTest, OpensWebAddressesWithXdgOpen) {
+    m_executables = {"/usr/bin/xdg-open"};
+    EXPECT_TRUE(actions().openUrl("https://drozak.net/downloads"));
+    EXPECT_EQ(
+        m_runner->detached(),
+        (std::vector<ProcessCommand>{ProcessCommand{"/usr/bin/xdg-open", {"https://drozak.net/downloads"}}}));
+    m_executables.clear();
+    EXPECT_FALSE(actions().openUrl("https://drozak.net/downloads"));
+}

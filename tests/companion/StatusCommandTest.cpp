@@ -1,0 +1,108 @@
+#include "cli/StatusCommand.h"
+#include "Companion/CompanionModel.h"
+
+#include "support/Executable.h"
+#include "support/FakeNotificationCentre.h"
+#include "support/FakeProcessRunner.h"
+#include "support/FakeSystemActions.h"
+#include "support/TemporaryDirectory.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QSignalSpy>
+
+#include <gtest/gtest.h>
+
+using Companion::CompanionModel;
+using TestSupport::FakeSystemActions;
+using TestSupport::writeScript;
+
+namespace {
+
+class StatusCommandTest : public ::testing::Test {
+protected:
+    StatusCommandTest()
+        : m_actions(std::make_shared<FakeSystemActions>()) {
+        m_actions->setAddresses({"192.168.1.5"});
+    }
+
+    std::unique_ptr<CompanionModel> model() {
+        CompanionModel::Environment environment;
+        environment.systemActions = m_actions;
+        environment.searchPaths = std::vector<std::string>{m_tools.path().string()};
+        environment.hostName = [] { return std::string("studio"); };
+        environment.authorizedKeys = m_tools / "authorized_keys";
+        environment.serverOptions.logFile = m_tools / "companion.log";
+        environment.notifier.runner = std::make_shared<TestSupport::FakeProcessRunner>();
+        environment.notifier.notifications = std::make_shared<TestSupport::FakeNotificationCentre>();
+        auto result = std::make_unique<CompanionModel>(std::move(environment));
+        QSignalSpy refreshed(result.get(), &CompanionModel::refreshed);
+        EXPECT_TRUE(refreshed.wait(10000));
+        return result;
+    }
+
+    TestSupport::TemporaryDirectory m_tools;
+    std::shared_ptr<FakeSystemActions> m_actions;
+};
+
+} // namespace
+
+TEST_F(StatusCommandTest, TheTableShowsEachCheckAsThePanelDoes) {
+    m_actions->setRemoteLoginOn(true);
+    writeScript(m_tools / "tmux", "exit 0");
+    const auto table = Cli::statusTable(*model());
+    const auto tmux = QString::fromStdString((m_tools / "tmux").string());
+    EXPECT_EQ(table.toStdString(),
+              QStringLiteral("Inicio de sesión remoto (SSH)  ✓ activado\n"
+                             "mosh-server                    ✗ no instalado\n"
+                             "tmux                           ✓ %1\n"
+                             "Drozak                         ✗ no instalado · fuera de casa hace falta\n"
+                             "Direcciones                      studio.local, 192.168.1.5\n"
+                             "Dirección de malla               ninguna\n")
+                  .arg(tmux)
+                  .toStdString());
+}
+
+TEST_F(StatusCommandTest, TheRelayRowFollowsTheRelayState) {
+    writeScript(m_tools / "drozak",
+                "echo '{\"connected\": false, \"state_detail\": \"Necesita iniciar sesión\"}'");
+    EXPECT_TRUE(Cli::statusTable(*model()).contains(
+        QStringLiteral("Drozak                         ✗ Necesita iniciar sesión\n")));
+    writeScript(m_tools / "drozak", "echo '{\"connected\": false, \"state_detail\": \"\"}'");
+    EXPECT_TRUE(Cli::statusTable(*model()).contains(QStringLiteral("✗ instalado, sin conexión\n")));
+    writeScript(m_tools / "drozak",
+                "echo '{\"connected\": true, \"ip\": \"100.101.2.3\", \"relay_connected\": true}'");
+    const auto table = Cli::statusTable(*model());
+    EXPECT_TRUE(table.contains(QStringLiteral("✓ conectado · 100.101.2.3 · por relé\n")));
+    EXPECT_TRUE(table.contains(QStringLiteral("Dirección de malla               100.101.2.3\n")));
+}
+
+TEST_F(StatusCommandTest, TheJsonHoldsTheSameReadinessInOneObject) {
+    m_actions->setAddresses({"192.168.1.5", "100.70.1.2"});
+    writeScript(m_tools / "drozak", "echo '{\"connected\": true, \"ip\": \"\"}'");
+    const auto json = Cli::statusJson(*model());
+    const auto drozak = QString::fromStdString((m_tools / "drozak").string());
+    const auto expected = QJsonDocument::fromJson(QStringLiteral(R"({
+        "ready": false, "remoteLogin": false, "moshPath": null, "tmuxPath": null, "drozakPath": "%1",
+        "drozakStatus": {"connected": true, "state": null, "state_detail": null, "ip": "",
+                         "relay_connected": null, "update_available": null},
+        "addresses": ["studio.local", "192.168.1.5", "100.70.1.2"],
+        "meshAddress": "100.70.1.2", "hasMeshAddress": true})")
+                                                      .arg(drozak)
+                                                      .toUtf8());
+    EXPECT_EQ(QJsonDocument(json).toJson().toStdString(), expected.toJson().toStdString());
+}
+
+TEST_F(StatusCommandTest, ReadyExactlyWhenTheSshServerIsOn) {
+    EXPECT_EQ(Cli::statusExit(*model()), Cli::notReadyExit);
+    m_actions->setRemoteLoginOn(true);
+    auto ready = model();
+    EXPECT_EQ(Cli::statusExit(*ready), Cli::readyExit);
+    EXPECT_EQ(Cli::statusJson(*ready).value(QStringLiteral("ready")).toBool(), true);
+}
+
+TEST_F(StatusCommandTest, HelpAndUsageErrorsNeedNoModel) {
+    EXPECT_EQ(Cli::runStatus({QStringLiteral("--help")}), Cli::readyExit);
+    EXPECT_EQ(Cli::runStatus({QStringLiteral("--bogus")}), Cli::statusUsageExit);
+    EXPECT_EQ(Cli::runStatus({QStringLiteral("extra")}), Cli::statusUsageExit);
+}

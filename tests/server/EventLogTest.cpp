@@ -1,0 +1,108 @@
+#include "CompanionCore/server/EventLog.h"
+
+#include "support/FakeClock.h"
+#include "support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+#include <sys/stat.h>
+
+namespace {
+
+using CompanionCore::EventLog;
+
+std::string content(const std::filesystem::path& path) {
+    std::ifstream file(path);
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+mode_t modeOf(const std::filesystem::path& path) {
+    struct stat info {};
+    ::stat(path.c_str(), &info);
+    return info.st_mode & 07777;
+}
+
+TEST(EventLogTest, StampsUtcWithWholeSecondsAndZ) {
+    TestSupport::FakeClock clock; // 2023-11-14T22:13:20Z
+    clock.advance(0.75);
+    TestSupport::TemporaryDirectory folder;
+    EventLog log(folder / "log", clock.function());
+    EXPECT_EQ(log.add("pairing requested"), "2023-11-14T22:13:20Z pairing requested");
+    EXPECT_EQ(EventLog::timestamp(std::chrono::system_clock::from_time_t(1'794'800'735)),
+              "2026-11-16T03:45:35Z");
+}
+
+TEST(EventLogTest, The51stLinePushesTheFirstOutOfMemoryButNotOutOfTheFile) {
+    TestSupport::TemporaryDirectory folder;
+    TestSupport::FakeClock clock;
+    EventLog log(folder / "log", clock.function());
+    for (int i = 1; i <= 51; ++i) {
+        log.add("line " + std::to_string(i));
+    }
+    ASSERT_EQ(log.lines().size(), 50u);
+    EXPECT_EQ(log.lines().front(), "2023-11-14T22:13:20Z line 2");
+    EXPECT_EQ(log.lines().back(), "2023-11-14T22:13:20Z line 51");
+    const std::string file = content(folder / "log");
+    EXPECT_EQ(std::count(file.begin(), file.end(), '\n'), 51);
+    EXPECT_EQ(file.rfind("2023-11-14T22:13:20Z line 1\n", 0), 0u);
+}
+
+TEST(EventLogTest, TheFirstLineCreatesTheFileAndLaterLinesAppend) {
+    TestSupport::TemporaryDirectory folder;
+    TestSupport::FakeClock clock;
+    {
+        EventLog log(folder / "log", clock.function());
+        EXPECT_FALSE(std::filesystem::exists(folder / "log"));
+        log.add("one");
+        EXPECT_EQ(content(folder / "log"), "2023-11-14T22:13:20Z one\n");
+        EXPECT_EQ(modeOf(folder / "log"), 0600u);
+    }
+    // Another run of the program keeps what the first wrote.
+    EventLog again(folder / "log", clock.function());
+    again.add("two");
+    EXPECT_EQ(content(folder / "log"), "2023-11-14T22:13:20Z one\n2023-11-14T22:13:20Z two\n");
+    EXPECT_EQ(again.lines().size(), 1u);
+}
+
+TEST(EventLogTest, ALineFeedInAMessageSpreadsOverFileLinesButStaysOneEvent) {
+    TestSupport::TemporaryDirectory folder;
+    TestSupport::FakeClock clock;
+    EventLog log(folder / "log", clock.function());
+    log.add("first\nsecond");
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_EQ(log.lines().front(), "2023-11-14T22:13:20Z first\nsecond");
+    EXPECT_EQ(content(folder / "log"), "2023-11-14T22:13:20Z first\nsecond\n");
+}
+
+TEST(EventLogTest, CreatesMissingFoldersForItsOwner) {
+    TestSupport::TemporaryDirectory folder;
+    TestSupport::FakeClock clock;
+    const auto file = folder / "home" / ".local" / "state" / "nuvexa-companion.log";
+    EventLog log(file, clock.function());
+    log.add("created");
+    EXPECT_EQ(content(file), "2023-11-14T22:13:20Z created\n");
+    EXPECT_EQ(modeOf(folder / "home" / ".local" / "state"), 0700u);
+    EXPECT_EQ(modeOf(folder / "home"), 0700u);
+}
+
+TEST(EventLogTest, KeepsTheLineInMemoryWhenTheFileCannotBeWritten) {
+    TestSupport::TemporaryDirectory folder;
+    std::ofstream(folder / "plain") << "a file where a folder should be";
+    TestSupport::FakeClock clock;
+    EventLog log(folder / "plain" / "log", clock.function());
+    EXPECT_EQ(log.add("kept"), "2023-11-14T22:13:20Z kept");
+    EXPECT_EQ(log.lines().size(), 1u);
+}
+
+TEST(EventLogTest, AnEmptyPathKeepsLinesInMemoryOnly) {
+    TestSupport::FakeClock clock;
+    EventLog log({}, clock.function());
+    log.add("only here");
+    EXPECT_EQ(log.lines().size(), 1u);
+}
+
+} // namespace

@@ -1,0 +1,100 @@
+#include "Companion/HostIdentity.h"
+
+#include "support/FakeProcessRunner.h"
+#include "support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <pwd.h>
+#include <unistd.h>
+
+namespace {
+
+namespace HostIdentity = Companion::HostIdentity;
+
+TEST(HostIdentityTest, EnsuresTheLocalSuffixCaseSensitively) {
+    EXPECT_EQ(HostIdentity::localHostName("Studio"), "Studio.local");
+    EXPECT_EQ(HostIdentity::localHostName("Studio.local"), "Studio.local");
+    EXPECT_EQ(HostIdentity::localHostName("Studio.LOCAL"), "Studio.LOCAL.local");
+}
+
+TEST(HostIdentityTest, PutsTheLocalNameFirstAndOrdersTheAddresses) {
+    EXPECT_EQ(HostIdentity::hosts("Mac", {"8.8.8.8", "100.70.1.2", "192.168.1.5", "192.168.1.5", "10.0.0.2"}),
+              (std::vector<std::string>{"Mac.local", "192.168.1.5", "10.0.0.2", "100.70.1.2", "8.8.8.8"}));
+    EXPECT_EQ(HostIdentity::hosts("Mac", {}), std::vector<std::string>{"Mac.local"});
+}
+
+TEST(HostIdentityTest, BuildsTheRecordFromItsParts) {
+    const auto identity =
+        HostIdentity::identity("ana", "Studio de Ana", "Studio", {"192.168.1.20"},
+                               [](const std::string& path) { return path == "/usr/local/bin/mosh-server"; });
+    EXPECT_EQ(identity, (CompanionCore::PairingHandler::Identity{
+                            "ana", "Studio de Ana", 22, {"Studio.local", "192.168.1.20"}, true, false}));
+    const auto withTmux = HostIdentity::identity("ana", "", "Studio", {},
+                                                 [](const std::string& path) { return path == "/bin/tmux"; });
+    EXPECT_EQ(withTmux.name, "Studio") << "the host name stands in for a missing computer name";
+    EXPECT_FALSE(withTmux.mosh);
+    EXPECT_TRUE(withTmux.tmux);
+    EXPECT_EQ(withTmux.sshPort, 22);
+}
+
+TEST(HostIdentityTest, TheUserIsTheEffectiveUsersLoginName) {
+    const passwd* entry = ::getpwuid(::geteuid());
+    ASSERT_NE(entry, nullptr);
+    EXPECT_EQ(HostIdentity::userName(), entry->pw_name);
+    EXPECT_EQ(HostIdentity::identity().user, entry->pw_name);
+}
+
+TEST(HostIdentityTest, TheSystemRecordStartsWithTheLocalHostName) {
+    const auto identity = HostIdentity::identity();
+    ASSERT_FALSE(identity.hosts.empty());
+    EXPECT_EQ(identity.hosts.front(), HostIdentity::localHostName());
+    EXPECT_FALSE(identity.name.empty());
+}
+
+class LinuxComputerNameTest : public testing::Test {
+protected:
+    std::string nameFrom(const std::string& content) {
+        std::ofstream(m_folder / "machine-info") << content;
+        return HostIdentity::linuxComputerName(m_folder / "machine-info", "vm");
+    }
+    TestSupport::TemporaryDirectory m_folder;
+};
+
+TEST_F(LinuxComputerNameTest, ReadsThePrettyHostName) {
+    EXPECT_EQ(nameFrom("PRETTY_HOSTNAME=\"Ana's \\\"Studio\\\"\"\nICON_NAME=computer\n"), "Ana's \"Studio\"");
+    EXPECT_EQ(nameFrom("CHASSIS=laptop\nPRETTY_HOSTNAME='Estudio de Ana'\n"), "Estudio de Ana");
+    EXPECT_EQ(nameFrom("PRETTY_HOSTNAME=Studio\n"), "Studio");
+}
+
+TEST_F(LinuxComputerNameTest, FallsBackToTheHostName) {
+    EXPECT_EQ(nameFrom("ICON_NAME=computer\n"), "vm");
+    EXPECT_EQ(nameFrom("PRETTY_HOSTNAME=\"\"\n"), "vm");
+    EXPECT_EQ(HostIdentity::linuxComputerName(m_folder / "missing", "vm"), "vm");
+}
+
+TEST(MacosComputerNameTest, AsksScutilForTheComputerName) {
+    TestSupport::FakeProcessRunner runner;
+    Companion::ProcessResult answer;
+    answer.output = "Estudio de Ana\n";
+    runner.setResult(answer);
+    EXPECT_EQ(HostIdentity::macosComputerName(runner, "Studio.local"), "Estudio de Ana");
+    ASSERT_EQ(runner.runs().size(), 1u);
+    EXPECT_EQ(runner.runs().front().program, "/usr/sbin/scutil");
+    EXPECT_EQ(runner.runs().front().arguments, (std::vector<std::string>{"--get", "ComputerName"}));
+    EXPECT_EQ(runner.runs().front().output, Companion::ProcessCommand::Output::capture);
+}
+
+TEST(MacosComputerNameTest, FallsBackToTheHostNameWhenScutilFails) {
+    TestSupport::FakeProcessRunner runner;
+    Companion::ProcessResult failure;
+    failure.exitCode = 1;
+    runner.setResult(failure);
+    EXPECT_EQ(HostIdentity::macosComputerName(runner, "Studio.local"), "Studio.local");
+    Companion::ProcessResult empty;
+    runner.setResult(empty);
+    EXPECT_EQ(HostIdentity::macosComputerName(runner, "Studio.local"), "Studio.local");
+}
+
+} // namespace

@@ -1,0 +1,204 @@
+#include "cli/PairCommand.h"
+
+#include "server/support/CliSession.h"
+#include "server/support/PhoneClient.h"
+#include "server/support/Programs.h"
+#include "support/TemporaryDirectory.h"
+
+#include <QRegularExpression>
+#include <QTcpServer>
+#include <QTcpSocket>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+using TestSupport::CliSession;
+
+const QString cli = NUVEXA_CLI;
+
+class PairCommandTest : public testing::Test {
+protected:
+    /// Options that keep a session to itself: its own port, files and no announcement.
+    QStringList isolated(QStringList extra = {}) const {
+        return QStringList{"pair",
+                           "--port",
+                           "0",
+                           "--no-announce",
+                           "--authorized-keys",
+                           QString::fromStdString((m_home / "authorized_keys").string()),
+                           "--log-file",
+                           QString::fromStdString((m_home / "log").string())} +
+               extra;
+    }
+
+    std::string file(const std::string& name) const {
+        std::ifstream in(m_home / name);
+        std::stringstream text;
+        text << in.rdbuf();
+        return text.str();
+    }
+
+    TestSupport::TemporaryDirectory m_home;
+};
+
+TEST_F(PairCommandTest, PrintsItsVersion) {
+    const auto result = TestSupport::runProgram(cli, {"--version"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.output, "nuvexa-companion-cli " NUVEXA_VERSION "\n");
+}
+
+TEST_F(PairCommandTest, PrintsHelpForItselfAndForPair) {
+    const auto top = TestSupport::runProgram(cli, {"--help"});
+    EXPECT_EQ(top.exitCode, 0);
+    EXPECT_NE(top.output.find("pair"), std::string::npos);
+    EXPECT_NE(top.output.find("status"), std::string::npos);
+    const auto pair = TestSupport::runProgram(cli, {"pair", "--help"});
+    EXPECT_EQ(pair.exitCode, 0);
+    EXPECT_NE(pair.output.find("--json"), std::string::npos);
+    EXPECT_NE(pair.output.find("--no-announce"), std::string::npos);
+}
+
+TEST_F(PairCommandTest, RefusesUnknownCommandsAndOptions) {
+    EXPECT_EQ(TestSupport::runProgram(cli, {}).exitCode, Cli::usageExit);
+    EXPECT_EQ(TestSupport::runProgram(cli, {"dance"}).exitCode, Cli::usageExit);
+    EXPECT_EQ(TestSupport::runProgram(cli, {"pair", "--frobnicate"}).exitCode, Cli::usageExit);
+    EXPECT_EQ(TestSupport::runProgram(cli, {"pair", "--port", "65536"}).exitCode, Cli::usageExit);
+}
+
+TEST_F(PairCommandTest, ShowsTheCodeAndPortThenExitsZeroWithTheKeyFingerprintOncePaired) {
+    CliSession session(cli, isolated());
+    const auto code =
+        session.waitForLine([](const std::string& line) { return line.starts_with("Pairing code: "); });
+    ASSERT_TRUE(code.has_value()) << session.errors();
+    const QRegularExpressionMatch spaced =
+        QRegularExpression("^Pairing code: (\\d{3}) (\\d{3})$").match(QString::fromStdString(*code));
+    ASSERT_TRUE(spaced.hasMatch()) << *code;
+    const auto portLine =
+        session.waitForLine([](const std::string& line) { return line.starts_with("Port: "); });
+    ASSERT_TRUE(portLine.has_value());
+    const auto port = static_cast<quint16>(std::stoi(portLine->substr(6)));
+    ASSERT_TRUE(session.waitForLine(
+        [](const std::string& line) { return line.starts_with("Bonjour: not visible"); }));
+
+    const std::string digits = (spaced.captured(1) + spaced.captured(2)).toStdString();
+    const QByteArray response = TestSupport::exchange(
+        port, TestSupport::pairingRequest(digits, TestSupport::sampleEd25519Key, "Ana's phone"));
+    EXPECT_EQ(TestSupport::statusOf(response), 200);
+    EXPECT_EQ(session.waitForExit(), Cli::pairedExit);
+    const auto& lines = session.lines();
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "Paired with Ana's phone."), lines.end());
+    EXPECT_NE(std::find(lines.begin(), lines.end(),
+                        std::string("Key installed: 256 ") + TestSupport::sampleEd25519Fingerprint +
+                            " nuvexa:Ana's phone (ED25519)"),
+              lines.end());
+    // Every event is shown, timestamp first.
+    EXPECT_NE(std::find_if(lines.begin(), lines.end(),
+                           [](const std::string& line) { return line.ends_with("Z pairing requested"); }),
+              lines.end());
+    EXPECT_NE(file("authorized_keys").find("nuvexa:Ana's phone"), std::string::npos);
+    EXPECT_TRUE(file("log").ends_with("listener stopped\n"));
+}
+
+TEST_F(PairCommandTest, WritesOneJsonObjectPerLineWithJson) {
+    CliSession session(cli, isolated({"--json"}));
+    const auto waiting = session.waitForJson("state", "waiting");
+    ASSERT_TRUE(waiting.has_value()) << session.errors();
+    const std::string digits = waiting->value("code").toString().toStdString();
+    const auto port = static_cast<quint16>(waiting->value("port").toInt());
+    EXPECT_EQ(digits.size(), 6u);
+    EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(
+                  port, TestSupport::pairingRequest(digits, TestSupport::sampleEd25519Key, "Phone"))),
+              200);
+    const auto paired = session.waitForJson("state", "paired");
+    ASSERT_TRUE(paired.has_value());
+    EXPECT_EQ(paired->value("device").toString(), "Phone");
+    EXPECT_EQ(paired->value("fingerprint").toString(), TestSupport::sampleEd25519Fingerprint);
+    EXPECT_EQ(session.waitForExit(), Cli::pairedExit);
+
+    std::vector<QString> types;
+    for (const auto& line : session.lines()) {
+        QJsonParseError error{};
+        const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(line), &error);
+        ASSERT_EQ(error.error, QJsonParseError::NoError) << line;
+        ASSERT_TRUE(document.isObject()) << line;
+        types.push_back(document.object().value("type").toString());
+    }
+    EXPECT_NE(std::find(types.begin(), types.end(), "event"), types.end());
+    EXPECT_EQ(std::count(types.begin(), types.end(), "state"), 3) << "starting, waiting, paired";
+}
+
+TEST_F(PairCommandTest, ReportsTheAnnouncementAsNotVisibleWhenNoDaemonAnswers) {
+    // The test environment points the system bus nowhere, so the real announcer finds no daemon.
+    QStringList arguments = isolated({"--json"});
+    arguments.removeAll("--no-announce");
+    CliSession session(cli, arguments);
+    ASSERT_TRUE(session.waitForJson("state", "waiting"));
+    const auto why = session.waitForLine([](const std::string& line) {
+        return line.find("not announced on Bonjour: DNS-SD error") != std::string::npos;
+    });
+    EXPECT_TRUE(why.has_value());
+    ::kill(static_cast<pid_t>(session.processId()), SIGINT);
+    EXPECT_EQ(session.waitForExit(), Cli::interruptedExit);
+    for (const auto& line : session.lines()) {
+        EXPECT_EQ(line.find("\"announced\":true"), std::string::npos) << line;
+    }
+}
+
+class PairCommandSignalTest : public PairCommandTest, public testing::WithParamInterface<int> {};
+
+TEST_P(PairCommandSignalTest, StopsTheSessionCleanlyAndExits130) {
+    CliSession session(cli, isolated({"--json"}));
+    const auto waiting = session.waitForJson("state", "waiting");
+    ASSERT_TRUE(waiting.has_value()) << session.errors();
+    ::kill(static_cast<pid_t>(session.processId()), GetParam());
+    EXPECT_EQ(session.waitForExit(), Cli::interruptedExit);
+    EXPECT_TRUE(file("log").ends_with("listener stopped\n"));
+    QTcpSocket late;
+    late.connectToHost(QHostAddress(QHostAddress::LocalHost),
+                       static_cast<quint16>(waiting->value("port").toInt()));
+    EXPECT_FALSE(late.waitForConnected(5000));
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, PairCommandSignalTest, testing::Values(SIGINT, SIGTERM),
+                         [](const auto& parameter) {
+                             return parameter.param == SIGINT ? "SIGINT" : "SIGTERM";
+                         });
+
+TEST_F(PairCommandTest, ExitsOneWhenTheSessionExpires) {
+    CliSession session(cli, isolated({"--expiry", "0.2"}));
+    EXPECT_EQ(session.waitForExit(), Cli::notPairedExit);
+    EXPECT_TRUE(file("log").ends_with("listener stopped\n"));
+}
+
+TEST_F(PairCommandTest, ExitsOneWhenNoPortCanBeOpened) {
+    QTcpServer busy;
+    ASSERT_TRUE(busy.listen(QHostAddress::Any, 0));
+    QStringList arguments = isolated();
+    arguments.replace(arguments.indexOf("0"), QString::number(busy.serverPort()));
+    CliSession session(cli, arguments);
+    EXPECT_EQ(session.waitForExit(), Cli::notPairedExit);
+    const auto& lines = session.lines();
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "Pairing failed: no free port"), lines.end());
+}
+
+TEST_F(PairCommandTest, AMissingSshServerIsAWarningNotARefusal) {
+    QTcpSocket probe;
+    probe.connectToHost(QHostAddress(QHostAddress::LocalHost), 22);
+    if (probe.waitForConnected(5000)) {
+        GTEST_SKIP() << "an SSH server answers on this machine's port 22";
+    }
+    CliSession session(cli, isolated({"--json"}));
+    const auto warning = session.waitForJson("warning");
+    ASSERT_TRUE(warning.has_value());
+    EXPECT_TRUE(warning->value("message").toString().startsWith("nothing answers on port 22"));
+    EXPECT_TRUE(session.waitForJson("state", "waiting").has_value());
+    ::kill(static_cast<pid_t>(session.processId()), SIGINT);
+    EXPECT_EQ(session.waitForExit(), Cli::interruptedExit);
+}
+
+} // namespace

@@ -1,0 +1,529 @@
+#include "CompanionCore/server/PairingServer.h"
+
+#include "server/support/EventLoop.h"
+#include "server/support/FakeAnnouncer.h"
+#include "server/support/PhoneClient.h"
+#include "support/TemporaryDirectory.h"
+
+#include <QTcpServer>
+#include <QTcpSocket>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+#include <sys/socket.h>
+
+namespace {
+
+using CompanionCore::PairingHandler;
+using CompanionCore::PairingServer;
+using TestSupport::FakeAnnouncer;
+using TestSupport::PhoneClient;
+using TestSupport::waitUntil;
+using Kind = PairingServer::State::Kind;
+
+constexpr std::size_t timestampLength = 21; // "2026-11-16T03:45:35Z "
+
+class PairingServerTest : public testing::Test {
+protected:
+    PairingServer::Options options(std::vector<std::uint16_t> ports = {0}) {
+        PairingServer::Options result;
+        result.ports = std::move(ports);
+        result.expiry = std::chrono::minutes(10);
+        result.requestTimeout = std::chrono::minutes(10);
+        result.announcer = FakeAnnouncer::factory(m_announcers);
+        result.logFile = m_home / "log" / "nuvexa-companion.log";
+        return result;
+    }
+
+    std::unique_ptr<PairingServer> makeServer(PairingServer::Options serverOptions) {
+        return std::make_unique<PairingServer>(
+            [this] {
+                ++m_identityCalls;
+                return m_identity;
+            },
+            authorizedKeys(), std::move(serverOptions));
+    }
+
+    std::filesystem::path authorizedKeys() const { return m_home / ".ssh" / "authorized_keys"; }
+
+    /// A port of the test's own, held busy for the test's length.
+    quint16 occupy() {
+        auto& holder = m_busy.emplace_back(std::make_unique<QTcpServer>());
+        EXPECT_TRUE(holder->listen(QHostAddress::Any, 0));
+        return holder->serverPort();
+    }
+
+    static std::vector<std::string> messages(const PairingServer& server) {
+        std::vector<std::string> result;
+        for (const auto& line : server.events()) {
+            result.push_back(line.substr(timestampLength));
+        }
+        return result;
+    }
+
+    static bool waitForKind(PairingServer& server, Kind kind) {
+        return waitUntil(&server, &PairingServer::stateChanged, [&] { return server.state().kind == kind; });
+    }
+
+    static std::string fileContent(const std::filesystem::path& path) {
+        std::ifstream file(path);
+        std::stringstream content;
+        content << file.rdbuf();
+        return content.str();
+    }
+
+    TestSupport::TemporaryDirectory m_home;
+    std::shared_ptr<std::vector<std::shared_ptr<FakeAnnouncer::Record>>> m_announcers =
+        std::make_shared<std::vector<std::shared_ptr<FakeAnnouncer::Record>>>();
+    PairingHandler::Identity m_identity{"ana", "Studio", 22, {"Studio.local", "192.168.1.20"}, true, false};
+    int m_identityCalls = 0;
+    std::vector<std::unique_ptr<QTcpServer>> m_busy;
+};
+
+TEST_F(PairingServerTest, StartsIdleAndOpensNothingAtCreation) {
+    auto server = makeServer(options());
+    EXPECT_EQ(server->state(), PairingServer::State::idle());
+    EXPECT_FALSE(server->isWaiting());
+    EXPECT_TRUE(server->pairedDevices().empty());
+    EXPECT_FALSE(server->announced());
+    EXPECT_TRUE(server->events().empty());
+    EXPECT_EQ(m_identityCalls, 0);
+    EXPECT_EQ(server->logFile(), m_home / "log" / "nuvexa-companion.log");
+}
+
+TEST_F(PairingServerTest, WaitsWithTheCodeAndPortOnceListening) {
+    auto server = makeServer(options());
+    std::vector<Kind> seen;
+    QObject::connect(server.get(), &PairingServer::stateChanged,
+                     [&] { seen.push_back(server->state().kind); });
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    const auto& state = server->state();
+    EXPECT_TRUE(server->isWaiting());
+    EXPECT_EQ(state.digits.size(), 6u);
+    EXPECT_NE(state.port, 0);
+    EXPECT_EQ(seen, (std::vector<Kind>{Kind::starting, Kind::waiting}));
+    EXPECT_EQ(messages(*server), (std::vector<std::string>{
+                                     "pairing requested",
+                                     "trying port 0 as ana@Studio hosts=[\"Studio.local\", \"192.168.1.20\"]",
+                                     "listening on " + std::to_string(state.port) + ", code " + state.digits,
+                                 }));
+}
+
+TEST_F(PairingServerTest, MovesToTheFourthPortWhenTheFirstThreeAreBusy) {
+    const std::vector<std::uint16_t> busy = {occupy(), occupy(), occupy()};
+    // The fourth entry lets the system pick, so no other test can be holding it.
+    auto server = makeServer(options({busy[0], busy[1], busy[2], 0}));
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    const auto port = server->state().port;
+    EXPECT_EQ(std::count(busy.begin(), busy.end(), port), 0);
+    EXPECT_EQ(m_identityCalls, 4); // asked afresh for every port tried
+
+    const auto lines = messages(*server);
+    std::size_t next = 0;
+    for (const auto busyPort : busy) {
+        const std::string prefix = "listener failed on " + std::to_string(busyPort) + ": ";
+        const auto found = std::find_if(lines.begin() + static_cast<std::ptrdiff_t>(next), lines.end(),
+                                        [&](const std::string& line) { return line.starts_with(prefix); });
+        ASSERT_NE(found, lines.end()) << prefix;
+        next = static_cast<std::size_t>(found - lines.begin()) + 1;
+    }
+    const std::string listening = "listening on " + std::to_string(port) + ", code " + server->state().digits;
+    EXPECT_NE(std::find(lines.begin() + static_cast<std::ptrdiff_t>(next), lines.end(), listening),
+              lines.end());
+}
+
+TEST_F(PairingServerTest, FailsWithNoFreePortWhenAllAreBusy) {
+    const std::vector<std::uint16_t> busy = {occupy(), occupy(), occupy(), occupy()};
+    auto server = makeServer(options(busy));
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::failed));
+    EXPECT_EQ(server->state(), PairingServer::State::failed("no free port"));
+    const std::string list = "[" + std::to_string(busy[0]) + ", " + std::to_string(busy[1]) + ", " +
+                             std::to_string(busy[2]) + ", " + std::to_string(busy[3]) + "]";
+    EXPECT_EQ(messages(*server).back(), "no free port among " + list);
+    EXPECT_TRUE(m_announcers->empty());
+}
+
+TEST_F(PairingServerTest, ListsTheFixedPortsByDefault) {
+    EXPECT_EQ(PairingServer::Options{}.ports, (std::vector<std::uint16_t>{52901, 52902, 52903, 52904}));
+    EXPECT_EQ(PairingServer::Options{}.expiry, std::chrono::seconds(300));
+    EXPECT_EQ(PairingServer::Options{}.requestTimeout, std::chrono::seconds(10));
+}
+
+TEST_F(PairingServerTest, AnswersARequestSplitOverSeveralReads) {
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    const QByteArray request = TestSupport::pairingRequest("000000", TestSupport::sampleEd25519Key, "Phone");
+    // A wrong code, unless the draw happened to give 000000.
+    PhoneClient client(server->state().port);
+    ASSERT_TRUE(client.waitConnected());
+    const qsizetype third = request.size() / 3;
+    client.send(request.left(third));
+    TestSupport::settle(std::chrono::milliseconds(20));
+    client.send(request.mid(third, third));
+    TestSupport::settle(std::chrono::milliseconds(20));
+    EXPECT_TRUE(client.received().isEmpty());
+    EXPECT_FALSE(client.isClosed());
+    client.send(request.mid(2 * third));
+    const QByteArray response = client.waitClosed();
+    const int expected = server->state().digits == "000000" ? 200 : 403;
+    EXPECT_EQ(TestSupport::statusOf(response), expected);
+    EXPECT_TRUE(TestSupport::bodyOf(response).has_value()) << response.toStdString();
+}
+
+TEST_F(PairingServerTest, APeerThatLeavesHalfwayThroughARequestGetsNoReply) {
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    const QByteArray request = TestSupport::pairingRequest("123456", TestSupport::sampleEd25519Key, "Phone");
+
+    PhoneClient client(server->state().port);
+    ASSERT_TRUE(client.waitConnected());
+    client.send(request.left(request.size() / 2));
+    // Half-close: the peer is done sending but could still read an answer.
+    ASSERT_EQ(::shutdown(static_cast<int>(client.socket().socketDescriptor()), SHUT_WR), 0);
+    EXPECT_TRUE(client.waitClosed().isEmpty());
+    EXPECT_TRUE(TestSupport::spinUntil([&] { return server->openConnections() == 0; }));
+    for (const auto& line : messages(*server)) {
+        EXPECT_FALSE(line.starts_with("request ")) << line;
+    }
+    EXPECT_TRUE(server->isWaiting());
+}
+
+TEST_F(PairingServerTest, ClosesWithoutReplyAfter65537BytesWithoutARequest) {
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    QByteArray bytes = "POST /pair HTTP/1.1\r\nX-Filler: ";
+    bytes += QByteArray(65537 - bytes.size(), 'a');
+    ASSERT_EQ(bytes.size(), 65537);
+    EXPECT_TRUE(TestSupport::exchange(server->state().port, bytes).isEmpty());
+    EXPECT_TRUE(server->isWaiting());
+}
+
+TEST_F(PairingServerTest, AnswersACompleteRequestOfExactly65536Bytes) {
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    const QByteArray head = "POST /elsewhere HTTP/1.1\r\nContent-Length: 00000\r\n\r\n";
+    const QByteArray body(65536 - head.size(), 'b');
+    QByteArray request = head;
+    request.replace("00000", QByteArray::number(body.size()).rightJustified(5, '0'));
+    request += body;
+    ASSERT_EQ(request.size(), 65536);
+    EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(server->state().port, request)), 404);
+}
+
+TEST_F(PairingServerTest, AWrongCodeKeepsWaitingWithTheSameDigits) {
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    const auto before = server->state();
+    const std::string wrong = before.digits == "111111" ? "222222" : "111111";
+    const QByteArray response = TestSupport::exchange(
+        before.port, TestSupport::pairingRequest(wrong, TestSupport::sampleEd25519Key, "Phone"));
+    EXPECT_EQ(TestSupport::statusOf(response), 403);
+    EXPECT_EQ(TestSupport::bodyOf(response), QByteArray(R"({"error":"wrong code"})"));
+    EXPECT_EQ(server->state(), before);
+    EXPECT_EQ(messages(*server).back(),
+              "request POST /pair \u2192 rejected(status: 403, message: \"wrong code\")");
+}
+
+TEST_F(PairingServerTest, TheAttemptThatExhaustsTheCodeDrawsANewOne) {
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    const auto first = server->state();
+    const std::string wrong = first.digits == "111111" ? "222222" : "111111";
+    const QByteArray request = TestSupport::pairingRequest(wrong, TestSupport::sampleEd25519Key, "Phone");
+    EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(first.port, request)), 403);
+    EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(first.port, request)), 403);
+    EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(first.port, request)), 410);
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    EXPECT_TRUE(server->isWaiting());
+    const auto lines = messages(*server);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "pairing requested"), 2);
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                            [](const std::string& line) { return line.starts_with("listening on "); }),
+              2);
+    EXPECT_EQ(lines.back().rfind("listening on " + std::to_string(server->state().port) + ", code " +
+                                     server->state().digits,
+                                 0),
+              0u);
+    // One in a million draws repeats the digits; the log above already shows a new code was drawn.
+    if (server->state().digits == first.digits) {
+        GTEST_SKIP() << "the new code happened to repeat the old digits";
+    }
+    EXPECT_NE(server->state().digits, first.digits);
+}
+
+TEST_F(PairingServerTest, GivesUpWithTooManyWrongCodesAfterTheThirdCodeIsExhausted) {
+    auto server = makeServer(options());
+    server->start();
+    for (int code = 0; code < PairingServer::maxCodesPerStart; ++code) {
+        ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+        const auto state = server->state();
+        const std::string wrong = state.digits == "111111" ? "222222" : "111111";
+        const QByteArray request = TestSupport::pairingRequest(wrong, TestSupport::sampleEd25519Key, "Phone");
+        EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(state.port, request)), 403);
+        EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(state.port, request)), 403);
+        EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(state.port, request)), 410);
+    }
+    ASSERT_TRUE(waitForKind(*server, Kind::failed));
+    EXPECT_EQ(server->state(), PairingServer::State::failed("too many wrong codes"));
+    const auto lines = messages(*server);
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "too many wrong codes"), lines.end());
+    EXPECT_EQ(lines.back(), "listener stopped");
+    EXPECT_TRUE(m_announcers->back()->destroyed);
+
+    // Only a new start begins again, with a fresh allowance.
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+}
+
+TEST_F(PairingServerTest, PairsInstallsTheKeyAndTearsDown) {
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    const auto waiting = server->state();
+    ASSERT_FALSE(m_announcers->empty());
+    m_announcers->back()->observer.registered("Studio._nuvexa._tcp.local.");
+    ASSERT_TRUE(server->announced());
+
+    const QByteArray response = TestSupport::exchange(
+        waiting.port,
+        TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Ana's phone"));
+    EXPECT_EQ(TestSupport::statusOf(response), 200);
+    EXPECT_EQ(
+        TestSupport::bodyOf(response),
+        QByteArray(R"({"user":"ana","name":"Studio","sshPort":22,"hosts":["Studio.local","192.168.1.20"],)"
+                   R"("mosh":true,"tmux":false})"));
+    EXPECT_EQ(server->state(), PairingServer::State::paired("Ana's phone"));
+    EXPECT_EQ(server->pairedDevices(), std::vector<std::string>{"Ana's phone"});
+    EXPECT_FALSE(server->announced());
+    EXPECT_TRUE(m_announcers->back()->destroyed);
+    EXPECT_EQ(messages(*server).back(), "listener stopped");
+
+    const std::string keyLine =
+        std::string(TestSupport::sampleEd25519Key).substr(0, 80) + " nuvexa:Ana's phone";
+    EXPECT_EQ(server->lastPairedKey(), keyLine);
+    EXPECT_EQ(fileContent(authorizedKeys()), keyLine + "\n");
+
+    PhoneClient late(waiting.port);
+    EXPECT_FALSE(late.waitConnected()) << "the listener is closed";
+
+    server->stop();
+    EXPECT_EQ(server->state(), PairingServer::State::paired("Ana's phone"));
+}
+
+TEST_F(PairingServerTest, PairedDevicesAccumulateAcrossSessions) {
+    auto server = makeServer(options());
+    for (const std::string device : {"first", "second"}) {
+        server->start();
+        ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+        const auto waiting = server->state();
+        EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(
+                      waiting.port,
+                      TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, device))),
+                  200);
+    }
+    EXPECT_EQ(server->pairedDevices(), (std::vector<std::string>{"first", "second"}));
+    EXPECT_EQ(server->state(), PairingServer::State::paired("second"));
+}
+
+TEST_F(PairingServerTest, ReturnsToIdleWhenTheInjectedExpiryPasses) {
+    auto serverOptions = options();
+    serverOptions.expiry = std::chrono::milliseconds(200);
+    auto server = makeServer(std::move(serverOptions));
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    const auto port = server->state().port;
+    ASSERT_TRUE(waitForKind(*server, Kind::idle));
+    EXPECT_EQ(messages(*server).back(), "listener stopped");
+    PhoneClient late(port);
+    EXPECT_FALSE(late.waitConnected());
+}
+
+TEST_F(PairingServerTest, StartingTwiceLeavesOneListenerWithTheSecondCode) {
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    const auto first = server->state();
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    const auto second = server->state();
+
+    const auto lines = messages(*server);
+    std::vector<std::string> listening;
+    std::copy_if(lines.begin(), lines.end(), std::back_inserter(listening),
+                 [](const std::string& line) { return line.starts_with("listening on "); });
+    ASSERT_EQ(listening.size(), 2u);
+    EXPECT_EQ(listening[1], "listening on " + std::to_string(second.port) + ", code " + second.digits);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "listener stopped"), 1);
+    ASSERT_EQ(m_announcers->size(), 2u);
+    EXPECT_TRUE(m_announcers->front()->destroyed);
+    EXPECT_FALSE(m_announcers->back()->destroyed);
+
+    if (first.port != second.port) {
+        PhoneClient old(first.port);
+        EXPECT_FALSE(old.waitConnected()) << "the first listener is closed";
+    }
+    PhoneClient current(second.port);
+    EXPECT_TRUE(current.waitConnected());
+}
+
+TEST_F(PairingServerTest, StopIsSafeWhenNothingRuns) {
+    auto server = makeServer(options());
+    server->stop();
+    EXPECT_EQ(server->state(), PairingServer::State::idle());
+    EXPECT_TRUE(server->events().empty());
+}
+
+TEST_F(PairingServerTest, StopEndsWaitingAndClosesOpenConnections) {
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    PhoneClient idle(server->state().port);
+    ASSERT_TRUE(idle.waitConnected());
+    ASSERT_TRUE(TestSupport::spinUntil([&] { return server->openConnections() == 1; }));
+    server->stop();
+    EXPECT_EQ(server->state(), PairingServer::State::idle());
+    EXPECT_EQ(server->openConnections(), 0u);
+    EXPECT_TRUE(idle.waitClosed().isEmpty());
+    EXPECT_EQ(messages(*server).back(), "listener stopped");
+}
+
+TEST_F(PairingServerTest, AnnouncesTheListenerWithTheTxtRecord) {
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    ASSERT_EQ(m_announcers->size(), 1u);
+    const auto& record = *m_announcers->front();
+    EXPECT_EQ(record.service.name, "Studio");
+    EXPECT_EQ(record.service.type, "_nuvexa._tcp");
+    EXPECT_EQ(record.service.port, server->state().port);
+    const std::map<std::string, std::string> txt(record.service.txt.begin(), record.service.txt.end());
+    EXPECT_EQ(txt, (std::map<std::string, std::string>{{"v", "1"},
+                                                       {"name", "Studio"},
+                                                       {"user", "ana"},
+                                                       {"port", std::to_string(server->state().port)},
+                                                       {"hosts", "Studio.local,192.168.1.20"},
+                                                       {"mosh", "1"},
+                                                       {"tmux", "0"}}));
+    EXPECT_FALSE(server->announced());
+
+    int changes = 0;
+    QObject::connect(server.get(), &PairingServer::announcedChanged, [&] { ++changes; });
+    record.observer.registered("Studio._nuvexa._tcp.local.");
+    EXPECT_TRUE(server->announced());
+    EXPECT_EQ(messages(*server).back(), "announced on Bonjour as Studio._nuvexa._tcp.local.");
+    record.observer.removed("Studio._nuvexa._tcp.local.");
+    EXPECT_FALSE(server->announced());
+    EXPECT_EQ(messages(*server).back(), "Bonjour announcement removed: Studio._nuvexa._tcp.local.");
+    record.observer.note("a note from the backend");
+    EXPECT_EQ(messages(*server).back(), "a note from the backend");
+    record.observer.registered("Studio._nuvexa._tcp.local.");
+    server->stop();
+    EXPECT_FALSE(server->announced());
+    EXPECT_EQ(changes, 4);
+}
+
+TEST_F(PairingServerTest, ATooLongHostListLosesWholeHostsFromItsEndAndSaysSo) {
+    m_identity.hosts.clear();
+    for (int i = 0; i < 40; ++i) {
+        m_identity.hosts.push_back("192.168.100." + std::to_string(100 + i));
+    }
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    const auto& entries = m_announcers->front()->service.txt;
+    const auto hosts =
+        std::find_if(entries.begin(), entries.end(), [](const auto& e) { return e.first == "hosts"; });
+    ASSERT_NE(hosts, entries.end());
+    EXPECT_LE(hosts->first.size() + 1 + hosts->second.size(), 255u);
+    std::string expected;
+    for (const auto& host : m_identity.hosts) {
+        const std::string longer = expected.empty() ? host : expected + "," + host;
+        if (6 + longer.size() > 255) {
+            break;
+        }
+        expected = longer;
+    }
+    EXPECT_EQ(hosts->second, expected);
+    const auto lines = messages(*server);
+    EXPECT_NE(std::find_if(lines.begin(), lines.end(),
+                           [](const std::string& line) { return line.starts_with("TXT entry hosts is "); }),
+              lines.end());
+}
+
+TEST_F(PairingServerTest, EscapesControlCharactersOfTheRequestLineInTheLog) {
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    const QByteArray request = "PO\x1bST /pair\x7f HTTP/1.1\r\nContent-Length: 0\r\n\r\n";
+    EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(server->state().port, request)), 404);
+    EXPECT_EQ(messages(*server).back(),
+              "request PO\\u{1B}ST /pair\\u{7F} \u2192 rejected(status: 404, message: \"not found\")");
+}
+
+TEST_F(PairingServerTest, ClosesAConnectionSilentlyWhenItsRequestTakesTooLong) {
+    auto serverOptions = options();
+    serverOptions.requestTimeout = std::chrono::milliseconds(200);
+    auto server = makeServer(std::move(serverOptions));
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    PhoneClient silent(server->state().port);
+    PhoneClient partial(server->state().port);
+    ASSERT_TRUE(partial.waitConnected());
+    partial.send("POST /pair HTTP/1.1\r\nContent-Length: 10\r\n\r\n{\"co");
+    EXPECT_TRUE(silent.waitClosed().isEmpty());
+    EXPECT_TRUE(partial.waitClosed().isEmpty());
+    EXPECT_TRUE(server->isWaiting());
+}
+
+TEST_F(PairingServerTest, WritesEveryLineToTheLogFile) {
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    server->stop();
+    std::string expected;
+    for (const auto& line : server->events()) {
+        expected += line + "\n";
+    }
+    EXPECT_EQ(fileContent(server->logFile()), expected);
+}
+
+TEST_F(PairingServerTest, StampsTheLogWithTheInjectedClock) {
+    auto serverOptions = options();
+    serverOptions.clock = [] { return std::chrono::system_clock::from_time_t(1'794'800'735); };
+    auto server = makeServer(std::move(serverOptions));
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    EXPECT_EQ(server->events().front(), "2026-11-16T03:45:35Z pairing requested");
+    // The code was issued on that clock too, so it is not stale on it.
+    const auto waiting = server->state();
+    EXPECT_EQ(
+        TestSupport::statusOf(TestSupport::exchange(
+            waiting.port, TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "P"))),
+        200);
+}
+
+TEST_F(PairingServerTest, AnObserverMayStopTheServerFromInsideASignal) {
+    auto server = makeServer(options());
+    QObject::connect(server.get(), &PairingServer::stateChanged, [&] {
+        if (server->isWaiting()) {
+            server->stop();
+        }
+    });
+    server->start();
+    EXPECT_EQ(server->state(), PairingServer::State::idle());
+    ASSERT_EQ(m_announcers->size(), 0u) << "nothing is announced for a session that already ended";
+    EXPECT_EQ(messages(*server).back(), "listener stopped");
+}
+
+} // namespace

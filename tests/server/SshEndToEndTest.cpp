@@ -1,0 +1,145 @@
+#include "CompanionCore/server/PairingServer.h"
+
+#include "server/support/CliSession.h"
+#include "server/support/EventLoop.h"
+#include "server/support/PeerState.h"
+#include "server/support/PhoneClient.h"
+#include "server/support/Programs.h"
+#include "support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+using CompanionCore::PairingHandler;
+using CompanionCore::PairingServer;
+
+const QString cli = NUVEXA_CLI;
+
+/// A real sshd judges the keys pairing installs: the phone's key must let it in, another must not.
+class SshEndToEndTest : public testing::Test {
+protected:
+    void SetUp() override {
+        m_peer = TestSupport::peerState("NUVEXA_SSHD_PEER");
+        REQUIRE_PEER(m_peer);
+        m_user = m_peer.value("user");
+        m_home = m_peer.value("home");
+        m_port = m_peer.value("port");
+    }
+
+    /// A fresh key pair; answers the public key line.
+    std::string generateKey(const std::string& name, const QString& type, const QString& bits) {
+        const QString path = QString::fromStdString((m_keys / name).string());
+        const auto result = TestSupport::runProgram(
+            "/usr/bin/ssh-keygen", {"-q", "-t", type, "-b", bits, "-N", "", "-C", "", "-f", path});
+        EXPECT_EQ(result.exitCode, 0) << result.output;
+        std::ifstream file(path.toStdString() + ".pub");
+        std::string line;
+        std::getline(file, line);
+        return line;
+    }
+
+    TestSupport::ProgramResult login(const std::string& key) const {
+        return TestSupport::runProgram(
+            "/usr/bin/ssh",
+            {"-F", "/dev/null", "-o", "BatchMode=yes", "-o", "StrictHostKeyChecking=no", "-o",
+             "UserKnownHostsFile=/dev/null", "-o", "IdentitiesOnly=yes", "-o", "LogLevel=ERROR", "-i",
+             QString::fromStdString((m_keys / key).string()), "-p", QString::fromStdString(m_port),
+             QString::fromStdString(m_user + "@127.0.0.1"), "id", "-un"});
+    }
+
+    /// sshd reads the file as the user: what root wrote must become the user's.
+    void handToUser() const {
+        const passwd* entry = ::getpwnam(m_user.c_str());
+        ASSERT_NE(entry, nullptr);
+        const auto ssh = m_home / ".ssh";
+        for (const auto& path : {ssh, ssh / "authorized_keys"}) {
+            ASSERT_EQ(::chown(path.c_str(), entry->pw_uid, entry->pw_gid), 0) << path;
+        }
+    }
+
+    /// Pairs `publicKey` through an in-process server writing the user's authorized_keys.
+    void pairInProcess(const std::string& publicKey, const std::string& device) {
+        PairingServer::Options options;
+        options.ports = {0};
+        options.announcer = nullptr;
+        options.logFile = m_keys / "log";
+        PairingServer server(
+            [this] {
+                return PairingHandler::Identity{m_user, "Test computer", 22, {"127.0.0.1"}, false, false};
+            },
+            m_home / ".ssh" / "authorized_keys", options);
+        server.start();
+        ASSERT_TRUE(TestSupport::waitUntil(&server, &PairingServer::stateChanged,
+                                           [&] { return server.isWaiting(); }));
+        const auto waiting = server.state();
+        const QByteArray response = TestSupport::exchange(
+            waiting.port, TestSupport::pairingRequest(waiting.digits, publicKey, device));
+        ASSERT_EQ(TestSupport::statusOf(response), 200) << response.toStdString();
+        EXPECT_EQ(server.state(), PairingServer::State::paired(device));
+        handToUser();
+    }
+
+    TestSupport::PeerState m_peer;
+    std::string m_user;
+    std::filesystem::path m_home;
+    std::string m_port;
+    TestSupport::TemporaryDirectory m_keys;
+};
+
+class SshKeyTypeTest : public SshEndToEndTest,
+                       public testing::WithParamInterface<std::pair<std::string, std::string>> {};
+
+TEST_P(SshKeyTypeTest, APairedKeyLogsInAndAnUnpairedOneDoesNot) {
+    const QString type = QString::fromStdString(GetParam().first);
+    const QString bits = QString::fromStdString(GetParam().second);
+    const std::string phone = generateKey("phone", type, bits);
+    generateKey("stranger", type, bits);
+    pairInProcess(phone, "Phone " + GetParam().first);
+    const auto in = login("phone");
+    EXPECT_EQ(in.exitCode, 0) << in.output;
+    EXPECT_EQ(in.output, m_user + "\n");
+    EXPECT_NE(login("stranger").exitCode, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(KeyTypes, SshKeyTypeTest,
+                         testing::Values(std::pair<std::string, std::string>{"ed25519", "256"},
+                                         std::pair<std::string, std::string>{"rsa", "3072"},
+                                         std::pair<std::string, std::string>{"ecdsa", "256"}),
+                         [](const auto& parameter) { return parameter.param.first; });
+
+TEST_F(SshEndToEndTest, TheCommandLineRunAsTheUserPairsAndItsKeyLogsIn) {
+    const std::string phone = generateKey("phone", "ed25519", "256");
+    const auto listed = TestSupport::runProgram(
+        "/usr/bin/ssh-keygen", {"-l", "-f", QString::fromStdString((m_keys / "phone.pub").string())});
+    ASSERT_EQ(listed.exitCode, 0);
+    const std::string fingerprint = listed.output.substr(4, listed.output.find(' ', 4) - 4);
+
+    TestSupport::CliSession session(cli, {"pair", "--json", "--port", "0", "--no-announce"},
+                                    {"/usr/sbin/runuser", "-u", QString::fromStdString(m_user), "--",
+                                     "/usr/bin/env", QString::fromStdString("HOME=" + m_home.string())});
+    const auto waiting = session.waitForJson("state", "waiting");
+    ASSERT_TRUE(waiting.has_value()) << session.errors();
+    const QByteArray response = TestSupport::exchange(
+        static_cast<quint16>(waiting->value("port").toInt()),
+        TestSupport::pairingRequest(waiting->value("code").toString().toStdString(), phone, "CLI phone"));
+    ASSERT_EQ(TestSupport::statusOf(response), 200) << response.toStdString();
+    const auto paired = session.waitForJson("state", "paired");
+    ASSERT_TRUE(paired.has_value());
+    EXPECT_EQ(paired->value("fingerprint").toString().toStdString(), fingerprint);
+    EXPECT_EQ(session.waitForExit(), 0);
+
+    struct stat info {};
+    ASSERT_EQ(::stat((m_home / ".ssh" / "authorized_keys").c_str(), &info), 0);
+    EXPECT_EQ(info.st_uid, ::getpwnam(m_user.c_str())->pw_uid) << "written by the user, as sshd requires";
+    const auto in = login("phone");
+    EXPECT_EQ(in.exitCode, 0) << in.output;
+}
+
+} // namespace

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <QEventLoop>
+#include <QObject>
+#include <QTimer>
+
+#include <chrono>
+
+namespace TestSupport {
+
+/// A bound on waits that only a broken build reaches; no test relies on it passing quickly.
+inline constexpr std::chrono::milliseconds generousTimeout{30000};
+
+/// Runs the event loop until `done()` holds, checking it each time `sender` emits `signal`. False
+/// when the bound passes first.
+template <typename Sender, typename Signal, typename Predicate>
+bool waitUntil(Sender* sender, Signal signal, Predicate done,
+               std::chrono::milliseconds bound = generousTimeout) {
+    if (done()) {
+        return true;
+    }
+    QEventLoop loop;
+    QTimer timer;
+    timer.setSingleShot(true);
+    QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
+    QObject::connect(sender, signal, &loop, [&] {
+        if (done()) {
+            loop.quit();
+        }
+    });
+    timer.start(bound);
+    loop.exec();
+    return done();
+}
+
+/// Runs the event loop until `done()` holds, checking it after every few events. For conditions no
+/// single signal announces.
+template <typename Predicate>
+bool spinUntil(Predicate done, std::chrono::milliseconds bound = generousTimeout) {
+    if (done()) {
+        return true;
+    }
+    QEventLoop loop;
+    QTimer deadline;
+    deadline.setSingleShot(true);
+    QObject::connect(&deadline, &QTimer::timeout, &loop, &QEventLoop::quit);
+    QTimer check;
+    QObject::connect(&check, &QTimer::timeout, &loop, [&] {
+        if (done()) {
+            loop.quit();
+        }
+    });
+    deadline.start(bound);
+    check.start(std::chrono::milliseconds(1));
+    loop.exec();
+    return done();
+}
+
+/// Lets the event loop deliver what is already due, for `span` of wall time. Never a condition for
+/// success: only a chance for the other side to act before the test goes on.
+inline void settle(std::chrono::milliseconds span) {
+    QEventLoop loop;
+    QTimer::singleShot(span, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+} // namespace TestSupport
