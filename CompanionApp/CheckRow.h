@@ -1,0 +1,60 @@
+#pragma once
+
+#include <QString>
+#include <QWidget>
+
+#include <functional>
+#include <optional>
+
+class QLabel;
+class QPushButton;
+
+namespace CompanionApp {
+
+class ElidedLabel;
+class StatusSymbol;
+
+/// One line of the checks list: a status symbol, the name of what is checked with one line of state
+/// below it, and on the trailing edge an optional button that repairs it.
+class CheckRow : public QWidget {
+    Q_OBJECT
+
+public:
+    struct Content {
+        /// The check passed.
+        bool ok = false;
+        /// Name of the thing checked.
+        QString title;
+        /// One line of state text; a long one loses its middle.
+        QString detail;
+        /// Label of the row's button; absent means the row has no button.
+        std::optional<QString> actionTitle;
+        /// What the button does, on the UI thread.
+        std::function<void()> action;
+    };
+
+    explicit CheckRow(QWidget* parent = nullptr);
+
+    void setContent(Content content);
+    const Content& content() const { return m_content; }
+
+    StatusSymbol& symbol() const { return *m_symbol; }
+    QLabel& titleLabel() const { return *m_title; }
+    ElidedLabel& detailLabel() const { return *m_detail; }
+    /// Hidden when the row has no action.
+    QPushButton& button() const { return *m_button; }
+
+protected:
+    void changeEvent(QEvent* event) override;
+
+private:
+    void applyTones();
+
+    Content m_content;
+    StatusSymbol* m_symbol;
+    QLabel* m_title;
+    ElidedLabel* m_detail;
+    QPushButton* m_button;
+};
+
+} // namespace CompanionApp

@@ -1,0 +1,43 @@
+#include "CompanionApp/CompanionTexts.h"
+
+#include <QtGlobal>
+
+namespace CompanionApp::CompanionTexts {
+
+namespace {
+
+constexpr Text texts[] = {
+    {"SystemActions",
+     QT_TRANSLATE_NOOP("SystemActions",
+                       "No encuentro el servidor SSH. Instala el servidor OpenSSH y vuelve a pulsar.")},
+    {"SystemActions",
+     QT_TRANSLATE_NOOP("SystemActions",
+                       "No encuentro pkexec y systemctl para pedir permiso de administrador.")},
+    {"SystemActions",
+     QT_TRANSLATE_NOOP("SystemActions", "No se ha podido cambiar el servidor SSH (código %1).")},
+    {"SystemActions",
+     QT_TRANSLATE_NOOP("SystemActions",
+                       "No puedo escribir en Terminal (permiso de Automatización). He copiado "
+                       "«%1»: pégalo en Terminal y pulsa Intro.")},
+    {"SystemActions",
+     QT_TRANSLATE_NOOP("SystemActions",
+                       "No encuentro apt, dnf, pacman ni zypper. Instala mosh y tmux con el gestor "
+                       "de paquetes de tu sistema y vuelve a pulsar.")},
+    {"SystemActions",
+     QT_TRANSLATE_NOOP("SystemActions", "Mantener el ordenador despierto para usarlo desde el iPhone")},
+    {"SystemActions",
+     QT_TRANSLATE_NOOP("SystemActions", "No se ha podido cambiar el inicio de sesión remoto.")},
+    {"SystemActions",
+     QT_TRANSLATE_NOOP("SystemActions",
+                       "Homebrew no está instalado. Instálalo desde brew.sh y vuelve a pulsar.")},
+    {"TmuxNotifier", QT_TRANSLATE_NOOP("TmuxNotifier", "«%1» ha terminado tras %2.")},
+    {"TmuxNotifier", QT_TRANSLATE_NOOP("TmuxNotifier", "nuvexa")},
+};
+
+} // namespace
+
+std::span<const Text> all() {
+    return texts;
+}
+
+} // namespace CompanionApp::CompanionTexts

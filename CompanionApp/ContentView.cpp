@@ -1,0 +1,362 @@
+#include "CompanionApp/ContentView.h"
+
+#include "CompanionApp/CheckRow.h"
+#include "CompanionApp/PairingSection.h"
+#include "CompanionApp/PanelStyle.h"
+#include "CompanionApp/Switch.h"
+#include "CompanionApp/Translations.h"
+#include "CompanionApp/WatchRow.h"
+
+#include "Companion/CompanionModel.h"
+#include "Companion/HostIdentity.h"
+#include "CompanionCore/Tools.h"
+
+#include <QCoreApplication>
+#include <QDesktopServices>
+#include <QEvent>
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPainter>
+#include <QPushButton>
+#include <QSignalBlocker>
+#include <QVBoxLayout>
+
+namespace CompanionApp {
+
+namespace {
+
+using PanelStyle::Tone;
+
+QString fromStd(const std::string& text) {
+    return QString::fromStdString(text);
+}
+
+ContentView::Options completed(ContentView::Options options) {
+    if (!options.locate) {
+        options.locate = [](std::string_view name) { return CompanionCore::Tools::locate(name); };
+    }
+    if (!options.computerName) {
+        options.computerName = [] { return Companion::HostIdentity::computerName(); };
+    }
+    if (!options.userName) {
+        options.userName = [] { return Companion::HostIdentity::userName(); };
+    }
+    if (!options.openUrl) {
+        options.openUrl = [](const QUrl& url) { return QDesktopServices::openUrl(url); };
+    }
+    if (!options.quit) {
+        options.quit = [] { QCoreApplication::quit(); };
+    }
+    return options;
+}
+
+QVBoxLayout* stack(QWidget* owner, int spacing) {
+    auto* layout = new QVBoxLayout(owner);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(spacing);
+    return layout;
+}
+
+} // namespace
+
+ContentView::ContentView(Companion::CompanionModel& model, QWidget* parent)
+    : ContentView(model, Options{}, parent) {}
+
+ContentView::ContentView(Companion::CompanionModel& model, Options options, QWidget* parent)
+    : QWidget(parent)
+    , m_model(model)
+    , m_options(completed(std::move(options))) {
+    setObjectName(QStringLiteral("panel"));
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(PanelStyle::padding, PanelStyle::padding, PanelStyle::padding,
+                               PanelStyle::padding);
+    layout->setSpacing(PanelStyle::sectionSpacing);
+    layout->addWidget(buildHeader());
+    layout->addWidget(divider());
+    layout->addWidget(buildChecks());
+    layout->addWidget(divider());
+    m_pairingSection = new PairingSection(this);
+    m_pairingSection->setObjectName(QStringLiteral("pairingSection"));
+    layout->addWidget(m_pairingSection);
+    layout->addWidget(divider());
+    layout->addWidget(buildFooter());
+    setFixedWidth(PanelStyle::contentWidth + 2 * PanelStyle::padding);
+
+    connectObserved();
+    render();
+}
+
+QWidget* ContentView::buildHeader() {
+    auto* header = new QWidget(this);
+    header->setObjectName(QStringLiteral("header"));
+    auto* layout = stack(header, PanelStyle::headerSpacing);
+    m_title = new QLabel(header);
+    m_title->setObjectName(QStringLiteral("title"));
+    m_title->setFont(PanelStyle::headlineFont());
+    layout->addWidget(m_title);
+    m_computerLine = PanelStyle::makeCaption(header, Tone::secondary);
+    m_computerLine->setObjectName(QStringLiteral("computerLine"));
+    layout->addWidget(m_computerLine);
+    m_addresses = new QWidget(header);
+    m_addresses->setObjectName(QStringLiteral("addresses"));
+    m_addressLayout = stack(m_addresses, PanelStyle::headerSpacing);
+    layout->addWidget(m_addresses);
+    m_homeOnlyNote = PanelStyle::makeCaption(header, Tone::warning, true);
+    m_homeOnlyNote->setObjectName(QStringLiteral("homeOnlyNote"));
+    layout->addWidget(m_homeOnlyNote);
+    return header;
+}
+
+QWidget* ContentView::buildChecks() {
+    auto* checks = new QWidget(this);
+    checks->setObjectName(QStringLiteral("checks"));
+    auto* layout = stack(checks, PanelStyle::checksSpacing);
+    m_remoteLoginRow = new CheckRow(checks);
+    m_remoteLoginRow->setObjectName(QStringLiteral("remoteLoginRow"));
+    m_moshRow = new CheckRow(checks);
+    m_moshRow->setObjectName(QStringLiteral("moshRow"));
+    m_tmuxRow = new CheckRow(checks);
+    m_tmuxRow->setObjectName(QStringLiteral("tmuxRow"));
+    m_drozakRow = new CheckRow(checks);
+    m_drozakRow->setObjectName(QStringLiteral("drozakRow"));
+    m_keepAwakeSwitch = new Switch(QString(), checks);
+    m_keepAwakeSwitch->setObjectName(QStringLiteral("keepAwakeSwitch"));
+    m_watchRow = new WatchRow(checks);
+    m_watchRow->setObjectName(QStringLiteral("watchRow"));
+    m_lastError = PanelStyle::makeCaption(checks, Tone::error, true);
+    m_lastError->setObjectName(QStringLiteral("lastError"));
+    for (QWidget* element :
+         std::initializer_list<QWidget*>{m_remoteLoginRow, m_moshRow, m_tmuxRow, m_drozakRow,
+                                         m_keepAwakeSwitch, m_watchRow, m_lastError}) {
+        layout->addWidget(element);
+    }
+    return checks;
+}
+
+QWidget* ContentView::buildFooter() {
+    auto* footer = new QWidget(this);
+    footer->setObjectName(QStringLiteral("footer"));
+    auto* layout = new QHBoxLayout(footer);
+    layout->setContentsMargins(0, 0, 0, 0);
+    m_refreshButton = PanelStyle::makeSmallButton(footer);
+    m_refreshButton->setObjectName(QStringLiteral("refreshButton"));
+    m_logButton = PanelStyle::makeSmallButton(footer);
+    m_logButton->setObjectName(QStringLiteral("logButton"));
+    m_quitButton = PanelStyle::makeSmallButton(footer);
+    m_quitButton->setObjectName(QStringLiteral("quitButton"));
+    layout->addWidget(m_refreshButton);
+    layout->addWidget(m_logButton);
+    layout->addStretch();
+    layout->addWidget(m_quitButton);
+    return footer;
+}
+
+QFrame* ContentView::divider() {
+    auto* line = new QFrame(this);
+    line->setFrameShape(QFrame::HLine);
+    line->setFrameShadow(QFrame::Plain);
+    line->setForegroundRole(QPalette::Mid);
+    return line;
+}
+
+void ContentView::connectObserved() {
+    const auto rerender = [this] { render(); };
+    connect(&m_model, &Companion::CompanionModel::remoteLoginChanged, this, rerender);
+    connect(&m_model, &Companion::CompanionModel::moshPathChanged, this, rerender);
+    connect(&m_model, &Companion::CompanionModel::tmuxPathChanged, this, rerender);
+    connect(&m_model, &Companion::CompanionModel::addressesChanged, this, rerender);
+    connect(&m_model, &Companion::CompanionModel::drozakPathChanged, this, rerender);
+    connect(&m_model, &Companion::CompanionModel::drozakStatusChanged, this, rerender);
+    connect(&m_model, &Companion::CompanionModel::lastErrorChanged, this, rerender);
+    auto& pairing = m_model.pairing();
+    connect(&pairing, &CompanionCore::PairingServer::stateChanged, this, rerender);
+    connect(&pairing, &CompanionCore::PairingServer::announcedChanged, this, rerender);
+    connect(&m_model.keepAwake(), &Companion::KeepAwake::enabledChanged, this, rerender);
+    auto& notifier = m_model.tmuxNotifier();
+    connect(&notifier, &Companion::TmuxNotifier::enabledChanged, this, rerender);
+    connect(&notifier, &Companion::TmuxNotifier::runningChanged, this, rerender);
+    connect(&notifier, &Companion::TmuxNotifier::lastFinishedChanged, this, rerender);
+    connect(&notifier, &Companion::TmuxNotifier::notificationsRefusedChanged, this, rerender);
+
+    // The user's actions go to the observed objects; the panel follows their changes.
+    connect(m_keepAwakeSwitch, &Switch::toggled, this,
+            [this](bool on) { m_model.keepAwake().setEnabled(on); });
+    connect(m_watchRow, &WatchRow::enabledToggled, this,
+            [this](bool on) { m_model.tmuxNotifier().setEnabled(on); });
+    connect(m_pairingSection, &PairingSection::startRequested, this, [this] { m_model.pairing().start(); });
+    connect(m_pairingSection, &PairingSection::stopRequested, this, [this] { m_model.pairing().stop(); });
+    connect(m_refreshButton, &QPushButton::clicked, this, [this] { m_model.refresh(); });
+    connect(m_logButton, &QPushButton::clicked, this, [this] {
+        m_options.openUrl(QUrl::fromLocalFile(QString::fromStdString(m_model.pairing().logFile().string())));
+    });
+    connect(m_quitButton, &QPushButton::clicked, this, [this] { m_options.quit(); });
+}
+
+std::vector<QLabel*> ContentView::addressLabels() const {
+    std::vector<QLabel*> labels;
+    for (int i = 0; i < m_addressLayout->count(); ++i) {
+        if (auto* label = qobject_cast<QLabel*>(m_addressLayout->itemAt(i)->widget())) {
+            labels.push_back(label);
+        }
+    }
+    return labels;
+}
+
+void ContentView::render() {
+    renderHeader();
+    renderChecks();
+    m_pairingSection->render(m_model.pairing().state(), m_model.pairing().announced(), m_model.remoteLogin());
+    m_refreshButton->setText(tr("Actualizar"));
+    m_logButton->setText(tr("Registro"));
+    m_quitButton->setText(tr("Salir"));
+    fitHeight();
+}
+
+void ContentView::renderHeader() {
+    m_title->setText(tr("nuvexa Companion"));
+    //: Mac name and user
+    m_computerLine->setText(Translations::fill(
+        tr("%@ · usuario %@"), {fromStd(m_options.computerName()), fromStd(m_options.userName())}));
+
+    // The lines are identified by the address itself, so they are rebuilt only when the list changes.
+    const auto& addresses = m_model.addresses();
+    const auto labels = addressLabels();
+    bool same = labels.size() == addresses.size();
+    for (std::size_t i = 0; same && i < labels.size(); ++i) {
+        same = labels[i]->text() == fromStd(addresses[i]);
+    }
+    if (!same) {
+        for (QLabel* label : labels) {
+            m_addressLayout->removeWidget(label);
+            delete label;
+        }
+        for (const auto& address : addresses) {
+            auto* label = new QLabel(fromStd(address), m_addresses);
+            label->setObjectName(QStringLiteral("address"));
+            label->setTextFormat(Qt::PlainText);
+            label->setFont(PanelStyle::monospacedCaptionFont());
+            label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+            label->setCursor(Qt::IBeamCursor);
+            PanelStyle::setTone(*label, Tone::secondary);
+            m_addressLayout->addWidget(label);
+            // A layout shows a new child of a visible parent only later; the panel is drawn now.
+            label->show();
+        }
+    }
+    m_addresses->setVisible(!addresses.empty());
+
+    m_homeOnlyNote->setText(
+        tr("Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en el Mac y en "
+           "el iPhone; entonces aparecerá aquí la dirección de malla."));
+    m_homeOnlyNote->setVisible(!m_model.hasMeshAddress());
+}
+
+void ContentView::renderChecks() {
+    // Looked up once per render, as each appears in more than one row.
+    const QString notInstalled = tr("no instalado");
+    const QString installWithHomebrew = tr("Instalar con Homebrew");
+    const bool remoteLogin = m_model.remoteLogin();
+    m_remoteLoginRow->setContent({remoteLogin, tr("Inicio de sesión remoto (SSH)"),
+                                  remoteLogin ? tr("activado") : tr("desactivado"),
+                                  remoteLogin ? std::nullopt : std::optional<QString>(tr("Activar…")),
+                                  [this] { m_model.enableRemoteLogin(); }});
+    const auto& mosh = m_model.moshPath();
+    m_moshRow->setContent({mosh.has_value(), QStringLiteral("mosh-server"),
+                           mosh ? fromStd(*mosh) : notInstalled,
+                           mosh ? std::nullopt : std::optional<QString>(installWithHomebrew),
+                           [this] { m_model.installWithHomebrew(); }});
+    const auto& tmux = m_model.tmuxPath();
+    m_tmuxRow->setContent({tmux.has_value(), QStringLiteral("tmux"), tmux ? fromStd(*tmux) : notInstalled,
+                           tmux ? std::nullopt : std::optional<QString>(installWithHomebrew),
+                           [this] { m_model.installWithHomebrew(); }});
+    renderDrozakRow();
+
+    m_keepAwakeSwitch->setText(tr("Mantener el Mac despierto"));
+    {
+        const QSignalBlocker blocker(m_keepAwakeSwitch);
+        m_keepAwakeSwitch->setChecked(m_model.keepAwake().enabled());
+    }
+
+    // A fresh lookup rather than the model's last refresh, so an installation made since shows at once.
+    const auto& notifier = m_model.tmuxNotifier();
+    m_watchRow->render({m_options.locate("tmux").has_value(), notifier.enabled(), notifier.running(),
+                        notifier.lastFinished(), notifier.notificationsRefused()});
+
+    const auto& error = m_model.lastError();
+    m_lastError->setText(error ? fromStd(*error) : QString());
+    m_lastError->setVisible(error.has_value());
+}
+
+void ContentView::renderDrozakRow() {
+    CheckRow::Content row;
+    const auto mesh = m_model.meshAddress();
+    const auto& status = m_model.drozakStatus();
+    row.ok = mesh.has_value();
+    row.title = QStringLiteral("Drozak");
+    row.action = [this] { m_model.connectDrozak(); };
+    if (mesh) {
+        //: mesh address
+        row.detail = Translations::fill(tr("conectado · %@"), {fromStd(*mesh)});
+        if (status && status->relayConnected.value_or(false)) {
+            row.detail += tr(" · por relé");
+        }
+    } else if (!m_model.drozakPath()) {
+        row.detail = tr("no instalado · fuera de casa hace falta");
+        row.actionTitle = tr("Descargar Drozak");
+    } else {
+        const bool hasDetail = status && status->stateDetail && !status->stateDetail->empty();
+        row.detail = hasDetail ? fromStd(*status->stateDetail) : tr("instalado, sin conexión");
+        row.actionTitle = tr("Conectar");
+    }
+    m_drozakRow->setContent(std::move(row));
+}
+
+void ContentView::fitHeight() {
+    // The nested rows cache their heights until the event loop settles them; a row whose lines were
+    // just shown or hidden is measured afresh.
+    for (QWidget* child : findChildren<QWidget*>()) {
+        if (QLayout* inner = child->layout()) {
+            inner->invalidate();
+            child->updateGeometry();
+        }
+    }
+    QLayout* panel = layout();
+    panel->invalidate();
+    panel->activate();
+    // Wrapped notes make the height depend on the fixed width.
+    const int height =
+        panel->hasHeightForWidth() ? panel->totalHeightForWidth(width()) : panel->totalSizeHint().height();
+    setFixedHeight(height);
+}
+
+void ContentView::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    // The checks are current whenever the user looks.
+    m_model.refresh();
+    render();
+}
+
+void ContentView::paintEvent(QPaintEvent* event) {
+    QWidget::paintEvent(event);
+    // A panel dropped from the tray floats over whatever is behind it: a thin edge sets it apart.
+    if (windowType() == Qt::Popup) {
+        QPainter painter(this);
+        painter.setPen(palette().color(QPalette::Mid));
+        painter.drawRect(rect().adjusted(0, 0, -1, -1));
+    }
+}
+
+void ContentView::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    const QEvent::Type type = event->type();
+    if (type == QEvent::PaletteChange || type == QEvent::ApplicationPaletteChange) {
+        // Light and dark themes have their own signal colours.
+        PanelStyle::retone(*this);
+        render();
+    } else if (type == QEvent::LanguageChange) {
+        render();
+    }
+}
+
+} // namespace CompanionApp

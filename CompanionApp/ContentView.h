@@ -1,0 +1,112 @@
+#pragma once
+
+#include <QUrl>
+#include <QWidget>
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+class QFrame;
+class QLabel;
+class QPushButton;
+class QVBoxLayout;
+
+namespace Companion {
+class CompanionModel;
+}
+
+namespace CompanionApp {
+
+class CheckRow;
+class PairingSection;
+class Switch;
+class WatchRow;
+
+/// The panel that drops from the tray or menu bar icon: the header (computer, user, addresses), the
+/// checks with their repairs and switches, the pairing section and the footer.
+///
+/// It holds no state of its own: it re-renders from the model and the three objects the model owns
+/// whenever one of their fields changes, and asks the model to refresh each time it appears.
+class ContentView : public QWidget {
+    Q_OBJECT
+
+public:
+    /// What the panel reaches outside the model; each empty member means the real one.
+    struct Options {
+        /// Looks a tool up afresh in the fixed search directories.
+        std::function<std::optional<std::string>(std::string_view name)> locate;
+        /// The computer's name for people.
+        std::function<std::string()> computerName;
+        /// The current user's login name.
+        std::function<std::string()> userName;
+        /// Opens a file or web address with the desktop's default application.
+        std::function<bool(const QUrl& url)> openUrl;
+        /// Ends the program.
+        std::function<void()> quit;
+    };
+
+    explicit ContentView(Companion::CompanionModel& model, QWidget* parent = nullptr);
+    ContentView(Companion::CompanionModel& model, Options options, QWidget* parent = nullptr);
+
+    /// Draws every element afresh from the observed objects.
+    void render();
+
+    QLabel& title() const { return *m_title; }
+    QLabel& computerLine() const { return *m_computerLine; }
+    /// One selectable line per address, in the model's order.
+    std::vector<QLabel*> addressLabels() const;
+    QLabel& homeOnlyNote() const { return *m_homeOnlyNote; }
+    CheckRow& remoteLoginRow() const { return *m_remoteLoginRow; }
+    CheckRow& moshRow() const { return *m_moshRow; }
+    CheckRow& tmuxRow() const { return *m_tmuxRow; }
+    CheckRow& drozakRow() const { return *m_drozakRow; }
+    Switch& keepAwakeSwitch() const { return *m_keepAwakeSwitch; }
+    WatchRow& watchRow() const { return *m_watchRow; }
+    QLabel& lastError() const { return *m_lastError; }
+    PairingSection& pairingSection() const { return *m_pairingSection; }
+    QPushButton& refreshButton() const { return *m_refreshButton; }
+    QPushButton& logButton() const { return *m_logButton; }
+    QPushButton& quitButton() const { return *m_quitButton; }
+
+protected:
+    void showEvent(QShowEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    QWidget* buildHeader();
+    QWidget* buildChecks();
+    QWidget* buildFooter();
+    QFrame* divider();
+    void connectObserved();
+
+    void renderHeader();
+    void renderChecks();
+    void renderDrozakRow();
+    void fitHeight();
+
+    Companion::CompanionModel& m_model;
+    Options m_options;
+
+    QLabel* m_title = nullptr;
+    QLabel* m_computerLine = nullptr;
+    QWidget* m_addresses = nullptr;
+    QVBoxLayout* m_addressLayout = nullptr;
+    QLabel* m_homeOnlyNote = nullptr;
+    CheckRow* m_remoteLoginRow = nullptr;
+    CheckRow* m_moshRow = nullptr;
+    CheckRow* m_tmuxRow = nullptr;
+    CheckRow* m_drozakRow = nullptr;
+    Switch* m_keepAwakeSwitch = nullptr;
+    WatchRow* m_watchRow = nullptr;
+    QLabel* m_lastError = nullptr;
+    PairingSection* m_pairingSection = nullptr;
+    QPushButton* m_refreshButton = nullptr;
+    QPushButton* m_logButton = nullptr;
+    QPushButton* m_quitButton = nullptr;
+};
+
+} // namespace CompanionApp

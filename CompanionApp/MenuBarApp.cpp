@@ -1,0 +1,112 @@
+#include "CompanionApp/MenuBarApp.h"
+
+#include "CompanionApp/MenuBarIcon.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QCursor>
+#include <QEvent>
+#include <QScreen>
+
+namespace CompanionApp {
+
+namespace {
+
+/// Between the icon and the panel.
+constexpr int iconGap = 4;
+
+} // namespace
+
+MenuBarApp::MenuBarApp(QObject* parent)
+    : MenuBarApp(Options{}, parent) {}
+
+MenuBarApp::MenuBarApp(Options options, QObject* parent)
+    : QObject(parent)
+    , m_model(std::make_unique<Companion::CompanionModel>(std::move(options.environment))) {
+    // The terminal fallback of the install action copies its command to the desktop's clipboard.
+    m_model->systemActions().setCopyText([](const std::string& text) {
+        QGuiApplication::clipboard()->setText(QString::fromStdString(text));
+        return true;
+    });
+    m_panel = std::make_unique<ContentView>(*m_model, std::move(options.panel));
+    m_panel->setWindowTitle(ContentView::tr("nuvexa Companion"));
+    m_panel->setWindowIcon(MenuBarIcon::applicationIcon());
+
+    if (!QSystemTrayIcon::isSystemTrayAvailable()) {
+        m_panel->setWindowFlags(Qt::Window);
+        m_panel->show();
+        return;
+    }
+    // Closes on a click elsewhere, like a menu; the click that closes it is not passed on, so a click
+    // on the icon while the panel is open only closes it.
+    m_panel->setWindowFlags(Qt::Popup);
+    m_panel->setAttribute(Qt::WA_NoMouseReplay);
+    m_panel->installEventFilter(this);
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    m_tray = std::make_unique<QSystemTrayIcon>(MenuBarIcon::forTray());
+    m_tray->setToolTip(QString::fromLatin1(MenuBarIcon::accessibleName));
+    connect(m_tray.get(), &QSystemTrayIcon::activated, this,
+            [this](QSystemTrayIcon::ActivationReason reason) {
+                switch (reason) {
+                case QSystemTrayIcon::Trigger:
+                case QSystemTrayIcon::Context:
+                    togglePanel();
+                    break;
+                case QSystemTrayIcon::DoubleClick:
+                case QSystemTrayIcon::MiddleClick:
+                case QSystemTrayIcon::Unknown:
+                    break;
+                }
+            });
+    m_tray->show();
+}
+
+MenuBarApp::~MenuBarApp() {
+    // The panel observes the model: it goes first.
+    m_tray.reset();
+    m_panel.reset();
+}
+
+void MenuBarApp::togglePanel() {
+    if (m_panel->isVisible()) {
+        m_panel->hide();
+        return;
+    }
+    placePanel();
+    m_panel->show();
+    m_panel->raise();
+    m_panel->activateWindow();
+}
+
+bool MenuBarApp::eventFilter(QObject* watched, QEvent* event) {
+    // The panel's height follows its content; it stays attached to the icon as it grows.
+    if (watched == m_panel.get() && event->type() == QEvent::Resize && m_panel->isVisible()) {
+        placePanel();
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+void MenuBarApp::placePanel() {
+    const QRect icon = m_tray ? m_tray->geometry() : QRect();
+    const QPoint anchor = icon.isValid() ? icon.center() : QCursor::pos();
+    QScreen* screen = QGuiApplication::screenAt(anchor);
+    if (screen == nullptr) {
+        screen = QGuiApplication::primaryScreen();
+    }
+    if (screen == nullptr) {
+        return;
+    }
+    const QRect area = screen->availableGeometry();
+    const QSize size = m_panel->size();
+    // Below an icon in the upper half of the screen (a menu bar, a top panel), above one in the lower.
+    const bool below = anchor.y() < area.center().y();
+    const int top = icon.isValid() ? (below ? icon.bottom() + iconGap : icon.top() - iconGap - size.height())
+                                   : (below ? anchor.y() + iconGap : anchor.y() - iconGap - size.height());
+    const int left = anchor.x() - size.width() / 2;
+    const int x = std::clamp(left, area.left(), std::max(area.left(), area.right() + 1 - size.width()));
+    const int y = std::clamp(top, area.top(), std::max(area.top(), area.bottom() + 1 - size.height()));
+    m_panel->move(x, y);
+}
+
+} // namespace CompanionApp

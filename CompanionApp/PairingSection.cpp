@@ -1,0 +1,188 @@
+#include "CompanionApp/PairingSection.h"
+
+#include "CompanionApp/BusyIndicator.h"
+#include "CompanionApp/PanelStyle.h"
+#include "CompanionApp/StatusSymbol.h"
+#include "CompanionApp/Translations.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace CompanionApp {
+
+namespace {
+
+using Kind = CompanionCore::PairingServer::State::Kind;
+using PanelStyle::Tone;
+
+/// The blank goes before this character of the code.
+constexpr qsizetype codeGroupSize = 3;
+
+QVBoxLayout* viewLayout(QWidget* view) {
+    auto* layout = new QVBoxLayout(view);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(PanelStyle::pairingSpacing);
+    return layout;
+}
+
+/// A symbol followed by a text, on one line.
+QHBoxLayout* symbolLine(StatusSymbol* symbol, QLabel* text) {
+    auto* line = new QHBoxLayout;
+    line->setContentsMargins(0, 0, 0, 0);
+    line->setSpacing(PanelStyle::pairingSpacing);
+    line->addWidget(symbol, 0, Qt::AlignVCenter);
+    line->addWidget(text, 1, Qt::AlignVCenter);
+    return line;
+}
+
+} // namespace
+
+PairingSection::PairingSection(QWidget* parent)
+    : QWidget(parent) {
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    buildStartView();
+    layout->addWidget(m_startView);
+    m_progress = new BusyIndicator(this);
+    m_progress->setObjectName(QStringLiteral("pairingProgress"));
+    layout->addWidget(m_progress, 0, Qt::AlignLeft);
+    buildCodeView();
+    layout->addWidget(m_codeView);
+    buildPairedView();
+    layout->addWidget(m_pairedView);
+    render(CompanionCore::PairingServer::State::idle(), false, false);
+}
+
+void PairingSection::buildStartView() {
+    m_startView = new QWidget(this);
+    m_startView->setObjectName(QStringLiteral("startView"));
+    auto* layout = viewLayout(m_startView);
+    m_startButton = new QPushButton(m_startView);
+    m_startButton->setObjectName(QStringLiteral("startButton"));
+    layout->addWidget(m_startButton, 0, Qt::AlignLeft);
+    m_explanation = PanelStyle::makeCaption(m_startView, Tone::secondary, true);
+    m_explanation->setObjectName(QStringLiteral("explanation"));
+    layout->addWidget(m_explanation);
+    m_failure = PanelStyle::makeCaption(m_startView, Tone::error, true);
+    m_failure->setObjectName(QStringLiteral("failure"));
+    layout->addWidget(m_failure);
+    connect(m_startButton, &QPushButton::clicked, this, &PairingSection::startRequested);
+}
+
+void PairingSection::buildCodeView() {
+    m_codeView = new QWidget(this);
+    m_codeView->setObjectName(QStringLiteral("codeView"));
+    auto* layout = viewLayout(m_codeView);
+    m_codeCaption = PanelStyle::makeCaption(m_codeView, Tone::secondary);
+    m_codeCaption->setObjectName(QStringLiteral("codeCaption"));
+    layout->addWidget(m_codeCaption);
+    m_code = new QLabel(m_codeView);
+    m_code->setObjectName(QStringLiteral("code"));
+    m_code->setFont(PanelStyle::codeFont());
+    m_code->setTextFormat(Qt::PlainText);
+    // Selectable, so the code can be copied into a phone's clipboard by other means.
+    m_code->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    m_code->setCursor(Qt::IBeamCursor);
+    layout->addWidget(m_code);
+    m_portLine = PanelStyle::makeCaption(m_codeView, Tone::secondary);
+    m_portLine->setObjectName(QStringLiteral("portLine"));
+    layout->addWidget(m_portLine);
+    m_announcementSymbol = new StatusSymbol(StatusSymbol::Symbol::hourglass, QColor(), m_codeView);
+    m_announcement = PanelStyle::makeCaption(m_codeView, Tone::secondary);
+    m_announcement->setObjectName(QStringLiteral("announcement"));
+    layout->addLayout(symbolLine(m_announcementSymbol, m_announcement));
+    m_cancelButton = PanelStyle::makeSmallButton(m_codeView);
+    m_cancelButton->setObjectName(QStringLiteral("cancelButton"));
+    layout->addWidget(m_cancelButton, 0, Qt::AlignLeft);
+    connect(m_cancelButton, &QPushButton::clicked, this, &PairingSection::stopRequested);
+}
+
+void PairingSection::buildPairedView() {
+    m_pairedView = new QWidget(this);
+    m_pairedView->setObjectName(QStringLiteral("pairedView"));
+    auto* layout = viewLayout(m_pairedView);
+    m_pairedSymbol = new StatusSymbol(StatusSymbol::Symbol::checkmarkSealFill, QColor(), m_pairedView);
+    m_pairedLine = new QLabel(m_pairedView);
+    m_pairedLine->setObjectName(QStringLiteral("pairedLine"));
+    m_pairedLine->setTextFormat(Qt::PlainText);
+    m_pairedLine->setWordWrap(true);
+    PanelStyle::setTone(*m_pairedLine, Tone::positive);
+    layout->addLayout(symbolLine(m_pairedSymbol, m_pairedLine));
+    m_pairedNote = PanelStyle::makeCaption(m_pairedView, Tone::secondary, true);
+    m_pairedNote->setObjectName(QStringLiteral("pairedNote"));
+    layout->addWidget(m_pairedNote);
+    m_pairAnotherButton = PanelStyle::makeSmallButton(m_pairedView);
+    m_pairAnotherButton->setObjectName(QStringLiteral("pairAnotherButton"));
+    layout->addWidget(m_pairAnotherButton, 0, Qt::AlignLeft);
+    connect(m_pairAnotherButton, &QPushButton::clicked, this, &PairingSection::startRequested);
+}
+
+void PairingSection::render(const CompanionCore::PairingServer::State& state, bool announced,
+                            bool remoteLogin) {
+    bool showStart = false;
+    bool showProgress = false;
+    bool showCode = false;
+    bool showPaired = false;
+    switch (state.kind) {
+    case Kind::idle:
+    case Kind::failed:
+        showStart = true;
+        break;
+    case Kind::starting:
+        showProgress = true;
+        break;
+    case Kind::waiting:
+        showCode = true;
+        break;
+    case Kind::paired:
+        showPaired = true;
+        break;
+    }
+
+    m_startButton->setText(tr("Emparejar con el iPhone"));
+    // Pairing is offered only once the SSH server is on; its check row offers the way to turn it on.
+    m_startButton->setEnabled(remoteLogin);
+    m_explanation->setText(
+        tr("En nuvexa, toca «Buscar un Mac en la red», elige este Mac y escribe el código. Tu "
+           "llave del iPhone quedará instalada aquí."));
+    m_failure->setText(QString::fromStdString(state.message));
+    m_failure->setVisible(state.kind == Kind::failed);
+
+    m_codeCaption->setText(tr("Código para el iPhone"));
+    m_code->setText(formattedCode(QString::fromStdString(state.digits)));
+    // The expiry is fixed text matching the code's lifetime, not a countdown.
+    m_portLine->setText(Translations::fill(tr("Esperando al iPhone en el puerto %d · caduca en 5 min"),
+                                           {QString::number(state.port)}));
+    const Tone announcementTone = announced ? Tone::positive : Tone::secondary;
+    m_announcementSymbol->setSymbol(announced ? StatusSymbol::Symbol::radioWaves
+                                              : StatusSymbol::Symbol::hourglass,
+                                    PanelStyle::colour(announcementTone, palette()));
+    m_announcement->setText(announced ? tr("Visible en la red local (Bonjour)")
+                                      : tr("Anunciando en la red local…"));
+    PanelStyle::setTone(*m_announcement, announcementTone);
+    m_cancelButton->setText(tr("Cancelar"));
+
+    m_pairedSymbol->setSymbol(StatusSymbol::Symbol::checkmarkSealFill,
+                              PanelStyle::colour(Tone::positive, palette()));
+    m_pairedLine->setText(
+        Translations::fill(tr("Emparejado con %@"), {QString::fromStdString(state.device)}));
+    m_pairedNote->setText(tr("La llave está en ~/.ssh/authorized_keys. Ya puedes conectar desde nuvexa."));
+    m_pairAnotherButton->setText(tr("Emparejar otro"));
+
+    m_startView->setVisible(showStart);
+    m_progress->setVisible(showProgress);
+    m_codeView->setVisible(showCode);
+    m_pairedView->setVisible(showPaired);
+}
+
+QString PairingSection::formattedCode(const QString& digits) {
+    if (digits.size() <= codeGroupSize) {
+        return digits;
+    }
+    return digits.left(codeGroupSize) + u' ' + digits.mid(codeGroupSize);
+}
+
+} // namespace CompanionApp

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <QColor>
+#include <QFont>
+#include <QPalette>
+
+class QLabel;
+class QPushButton;
+class QWidget;
+
+/// The panel's measures, colours and fonts, in one place so every part of the panel looks alike.
+namespace CompanionApp::PanelStyle {
+
+/// Width of the panel's content; the height follows the content.
+inline constexpr int contentWidth = 320;
+/// Padding on all four sides of the panel.
+inline constexpr int padding = 14;
+/// Between the header, the checks, the pairing section, the footer and their dividers.
+inline constexpr int sectionSpacing = 12;
+/// Between the lines of the header.
+inline constexpr int headerSpacing = 2;
+/// Between the elements of the checks list.
+inline constexpr int checksSpacing = 8;
+/// Between the elements of each pairing view.
+inline constexpr int pairingSpacing = 6;
+/// Between the lines of the long-command watch row.
+inline constexpr int watchSpacing = 2;
+/// Between a check row's title and its detail.
+inline constexpr int detailSpacing = 1;
+/// Side of the status symbols drawn before a row or a label.
+inline constexpr int symbolSize = 16;
+/// The pairing code's size in points: big enough to read across a desk.
+inline constexpr qreal codePointSize = 34;
+
+/// The meaning a text's colour carries.
+enum class Tone {
+    /// The palette's own text colour.
+    primary,
+    /// Quieter text: details, explanations, the not-ok symbol.
+    secondary,
+    /// Something works: an ok check, a paired phone, a visible announcement, a finished command.
+    positive,
+    /// An error the user must read.
+    error,
+    /// A note or a refusal that limits what works.
+    warning,
+};
+
+/// The colour of `tone` on `palette`; the signal colours are brighter on a dark palette.
+QColor colour(Tone tone, const QPalette& palette);
+
+/// Colours `widget`'s text in `tone` and remembers the tone, so `retone` can follow a new palette.
+void setTone(QWidget& widget, Tone tone);
+/// The tone `setTone` gave `widget`, `primary` when none.
+Tone tone(const QWidget& widget);
+/// Applies again the remembered tone of `root` and of every widget under it, after a palette change.
+void retone(QWidget& root);
+
+/// A label in the caption font and `tone`; a wrapping one grows downwards as far as its text needs.
+QLabel* makeCaption(QWidget* parent, Tone tone, bool wraps = false);
+/// A button in the small control size.
+QPushButton* makeSmallButton(QWidget* parent);
+
+/// The small font of details, explanations and notes.
+QFont captionFont();
+/// The caption font with fixed-width digits, for addresses.
+QFont monospacedCaptionFont();
+/// The panel's title.
+QFont headlineFont();
+/// The pairing code: large, semibold and fixed-width.
+QFont codeFont();
+/// The font of the small buttons and switches.
+QFont smallControlFont();
+
+} // namespace CompanionApp::PanelStyle

@@ -1,0 +1,197 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="en" sourcelanguage="es">
+<context>
+    <name>CompanionApp::ContentView</name>
+    <message>
+        <source>Actualizar</source>
+        <translation>Refresh</translation>
+    </message>
+    <message>
+        <source>Registro</source>
+        <translation>Log</translation>
+    </message>
+    <message>
+        <source>Salir</source>
+        <translation>Quit</translation>
+    </message>
+    <message>
+        <source>nuvexa Companion</source>
+        <translation>nuvexa Companion</translation>
+    </message>
+    <message>
+        <source>%@ · usuario %@</source>
+        <extracomment>Mac name and user</extracomment>
+        <translation>%@ · user %@</translation>
+    </message>
+    <message>
+        <source>Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en el Mac y en el iPhone; entonces aparecerá aquí la dirección de malla.</source>
+        <translation>Home addresses only. Away from home you need Drozak or Tailscale on the Mac and on the iPhone; the mesh address will then appear here.</translation>
+    </message>
+    <message>
+        <source>no instalado</source>
+        <translation>not installed</translation>
+    </message>
+    <message>
+        <source>Instalar con Homebrew</source>
+        <translation>Install with Homebrew</translation>
+    </message>
+    <message>
+        <source>Inicio de sesión remoto (SSH)</source>
+        <translation>Remote Login (SSH)</translation>
+    </message>
+    <message>
+        <source>activado</source>
+        <translation>on</translation>
+    </message>
+    <message>
+        <source>desactivado</source>
+        <translation>off</translation>
+    </message>
+    <message>
+        <source>Activar…</source>
+        <translation>Turn On…</translation>
+    </message>
+    <message>
+        <source>Mantener el Mac despierto</source>
+        <translation>Keep the Mac awake</translation>
+    </message>
+    <message>
+        <source>conectado · %@</source>
+        <extracomment>mesh address</extracomment>
+        <translation>connected · %@</translation>
+    </message>
+    <message>
+        <source> · por relé</source>
+        <translation> · via relay</translation>
+    </message>
+    <message>
+        <source>no instalado · fuera de casa hace falta</source>
+        <translation>not installed · needed away from home</translation>
+    </message>
+    <message>
+        <source>Descargar Drozak</source>
+        <translation>Download Drozak</translation>
+    </message>
+    <message>
+        <source>instalado, sin conexión</source>
+        <translation>installed, not connected</translation>
+    </message>
+    <message>
+        <source>Conectar</source>
+        <translation>Connect</translation>
+    </message>
+</context>
+<context>
+    <name>CompanionApp::PairingSection</name>
+    <message>
+        <source>Emparejar con el iPhone</source>
+        <translation>Pair with the iPhone</translation>
+    </message>
+    <message>
+        <source>En nuvexa, toca «Buscar un Mac en la red», elige este Mac y escribe el código. Tu llave del iPhone quedará instalada aquí.</source>
+        <translation>In nuvexa, tap “Find a Mac on the network”, choose this Mac and type the code. Your iPhone’s key will be installed here.</translation>
+    </message>
+    <message>
+        <source>Código para el iPhone</source>
+        <translation>Code for the iPhone</translation>
+    </message>
+    <message>
+        <source>Esperando al iPhone en el puerto %d · caduca en 5 min</source>
+        <translation>Waiting for the iPhone on port %d · expires in 5 min</translation>
+    </message>
+    <message>
+        <source>Visible en la red local (Bonjour)</source>
+        <translation>Visible on the local network (Bonjour)</translation>
+    </message>
+    <message>
+        <source>Anunciando en la red local…</source>
+        <translation>Announcing on the local network…</translation>
+    </message>
+    <message>
+        <source>Cancelar</source>
+        <translation>Cancel</translation>
+    </message>
+    <message>
+        <source>Emparejado con %@</source>
+        <translation>Paired with %@</translation>
+    </message>
+    <message>
+        <source>La llave está en ~/.ssh/authorized_keys. Ya puedes conectar desde nuvexa.</source>
+        <translation>The key is in ~/.ssh/authorized_keys. You can now connect from nuvexa.</translation>
+    </message>
+    <message>
+        <source>Emparejar otro</source>
+        <translation>Pair another</translation>
+    </message>
+</context>
+<context>
+    <name>CompanionApp::WatchRow</name>
+    <message>
+        <source>Avisarme cuando termine algo largo</source>
+        <translation>Notify me when something long finishes</translation>
+    </message>
+    <message>
+        <source>Necesita tmux y la sesión persistente de nuvexa.</source>
+        <translation>Needs tmux and nuvexa’s persistent session.</translation>
+    </message>
+    <message>
+        <source>vigilando «%@»</source>
+        <translation>watching “%@”</translation>
+    </message>
+    <message>
+        <source>nada en marcha en la sesión nuvexa</source>
+        <translation>nothing running in the nuvexa session</translation>
+    </message>
+    <message>
+        <source>Sin permiso de notificaciones: el aviso solo se verá aquí.</source>
+        <translation>Notifications are not allowed: the alert will only show here.</translation>
+    </message>
+</context>
+<context>
+    <name>SystemActions</name>
+    <message>
+        <source>No encuentro el servidor SSH. Instala el servidor OpenSSH y vuelve a pulsar.</source>
+        <translation>Cannot find the SSH server. Install the OpenSSH server and press again.</translation>
+    </message>
+    <message>
+        <source>No encuentro pkexec y systemctl para pedir permiso de administrador.</source>
+        <translation>Cannot find pkexec and systemctl to ask for administrator permission.</translation>
+    </message>
+    <message>
+        <source>No se ha podido cambiar el servidor SSH (código %1).</source>
+        <translation>Could not change the SSH server (code %1).</translation>
+    </message>
+    <message>
+        <source>No puedo escribir en Terminal (permiso de Automatización). He copiado «%1»: pégalo en Terminal y pulsa Intro.</source>
+        <translation>Cannot type into Terminal (Automation permission). I copied “%1”: paste it into Terminal and press Return.</translation>
+    </message>
+    <message>
+        <source>No encuentro apt, dnf, pacman ni zypper. Instala mosh y tmux con el gestor de paquetes de tu sistema y vuelve a pulsar.</source>
+        <translation>Cannot find apt, dnf, pacman or zypper. Install mosh and tmux with your system’s package manager and press again.</translation>
+    </message>
+    <message>
+        <source>Mantener el ordenador despierto para usarlo desde el iPhone</source>
+        <translation>Keep the computer awake to use it from the iPhone</translation>
+    </message>
+    <message>
+        <source>No se ha podido cambiar el inicio de sesión remoto.</source>
+        <translation>Could not change Remote Login.</translation>
+    </message>
+    <message>
+        <source>Homebrew no está instalado. Instálalo desde brew.sh y vuelve a pulsar.</source>
+        <translation>Homebrew is not installed. Install it from brew.sh and press again.</translation>
+    </message>
+</context>
+<context>
+    <name>TmuxNotifier</name>
+    <message>
+        <source>«%1» ha terminado tras %2.</source>
+        <translation>“%1” finished after %2.</translation>
+    </message>
+    <message>
+        <source>nuvexa</source>
+        <translation>nuvexa</translation>
+    </message>
+</context>
+</TS>

@@ -1,0 +1,81 @@
+#include "CompanionApp/CheckRow.h"
+#include "CompanionApp/ElidedLabel.h"
+#include "CompanionApp/PanelStyle.h"
+#include "CompanionApp/StatusSymbol.h"
+#include "support/PanelElements.h"
+
+#include <QLabel>
+#include <QPushButton>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using AppTestSupport::saveArtifact;
+using AppTestSupport::visibleElements;
+using ::testing::ElementsAre;
+
+struct Row {
+    Row() {
+        row.setFixedWidth(320);
+        row.show();
+    }
+    CompanionApp::CheckRow row;
+};
+
+TEST(CheckRowTest, PassedCheckShowsAGreenCheckAndNoButton) {
+    Row view;
+    view.row.setContent({true, QStringLiteral("tmux"), QStringLiteral("/usr/bin/tmux"), std::nullopt, {}});
+    EXPECT_THAT(visibleElements(view.row), ElementsAre("(✓) green", "tmux", "/usr/bin/tmux {grey}"));
+    EXPECT_EQ(view.row.symbol().colour(),
+              CompanionApp::PanelStyle::colour(CompanionApp::PanelStyle::Tone::positive, view.row.palette()));
+    saveArtifact(view.row);
+}
+
+TEST(CheckRowTest, FailedCheckShowsAQuietGreyCrossAndItsButtonRunsTheAction) {
+    Row view;
+    int runs = 0;
+    view.row.setContent({false, QStringLiteral("mosh-server"), QStringLiteral("no instalado"),
+                         QStringLiteral("Instalar"), [&] { ++runs; }});
+    EXPECT_THAT(visibleElements(view.row),
+                ElementsAre("(✗) grey", "mosh-server", "no instalado {grey}", "⟨Instalar⟩"));
+    view.row.button().click();
+    EXPECT_EQ(runs, 1);
+    saveArtifact(view.row);
+}
+
+TEST(CheckRowTest, ButtonSitsOnTheTrailingEdge) {
+    Row view;
+    view.row.setContent({false,
+                         QStringLiteral("Drozak"),
+                         QStringLiteral("instalado, sin conexión"),
+                         QStringLiteral("Conectar"),
+                         {}});
+    const QRect button = view.row.button().geometry();
+    EXPECT_EQ(button.right(), view.row.width() - 1);
+}
+
+TEST(CheckRowTest, LongDetailKeepsItsStartAndEndAndLosesItsMiddle) {
+    Row view;
+    const QString path =
+        QStringLiteral("/opt/homebrew/Cellar/mosh/1.4.0_31/libexec/some/very/deep/folder/bin/mosh-server");
+    view.row.setContent({true, QStringLiteral("mosh-server"), path, std::nullopt, {}});
+    const QString shown = view.row.detailLabel().displayedText();
+    EXPECT_NE(shown, path);
+    EXPECT_TRUE(shown.startsWith(QStringLiteral("/opt/homebrew"))) << shown.toStdString();
+    EXPECT_TRUE(shown.endsWith(QStringLiteral("mosh-server"))) << shown.toStdString();
+    EXPECT_TRUE(shown.contains(QChar(0x2026)));
+    EXPECT_LE(view.row.detailLabel().fontMetrics().horizontalAdvance(shown), view.row.detailLabel().width());
+    // The row did not widen for it.
+    EXPECT_EQ(view.row.width(), 320);
+    saveArtifact(view.row);
+}
+
+TEST(CheckRowTest, ShortDetailIsShownWhole) {
+    Row view;
+    view.row.setContent({true, QStringLiteral("tmux"), QStringLiteral("/usr/bin/tmux"), std::nullopt, {}});
+    EXPECT_EQ(view.row.detailLabel().displayedText(), QStringLiteral("/usr/bin/tmux"));
+}
+
+} // namespace

@@ -1,0 +1,125 @@
+#include "CompanionApp/PairingSection.h"
+#include "support/PanelElements.h"
+
+#include <QLabel>
+#include <QLocale>
+#include <QPushButton>
+#include <QSignalSpy>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using AppTestSupport::saveArtifact;
+using AppTestSupport::visibleElements;
+using State = CompanionCore::PairingServer::State;
+using ::testing::ElementsAre;
+
+constexpr const char* explanation =
+    "En nuvexa, toca «Buscar un Mac en la red», elige este Mac y escribe el código. Tu "
+    "llave del iPhone quedará instalada aquí. {grey}";
+
+/// The section as it sits in the panel: 320 points wide.
+struct Section {
+    Section() {
+        section.setFixedWidth(320);
+        section.show();
+    }
+    CompanionApp::PairingSection section;
+};
+
+TEST(PairingSectionTest, CodeIsShownWithOneBlankBeforeItsFourthCharacter) {
+    EXPECT_EQ(CompanionApp::PairingSection::formattedCode(QStringLiteral("123456")),
+              QStringLiteral("123 456"));
+    EXPECT_EQ(CompanionApp::PairingSection::formattedCode(QStringLiteral("1234567")),
+              QStringLiteral("123 4567"));
+    EXPECT_EQ(CompanionApp::PairingSection::formattedCode(QStringLiteral("123")), QStringLiteral("123"));
+}
+
+TEST(PairingSectionTest, CodeBeginningWithZeroKeepsItsZero) {
+    Section view;
+    view.section.render(State::waiting("012345", 52901), false, true);
+    EXPECT_EQ(view.section.code().text(), QStringLiteral("012 345"));
+    saveArtifact(view.section);
+}
+
+TEST(PairingSectionTest, PortIsWrittenInDecimalWithoutGrouping) {
+    // A locale that groups thousands with a dot must not touch the port.
+    const QLocale previous;
+    QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
+    Section view;
+    view.section.render(State::waiting("012345", 52901), false, true);
+    QLocale::setDefault(previous);
+    EXPECT_THAT(visibleElements(view.section),
+                ElementsAre("Código para el iPhone {grey}", "012 345",
+                            "Esperando al iPhone en el puerto 52901 · caduca en 5 min {grey}",
+                            "(hourglass) grey", "Anunciando en la red local… {grey}", "⟨Cancelar⟩"));
+    saveArtifact(view.section);
+}
+
+TEST(PairingSectionTest, AnnouncedCodeViewSaysItIsVisible) {
+    Section view;
+    view.section.render(State::waiting("987654", 52902), true, true);
+    EXPECT_THAT(visibleElements(view.section),
+                ElementsAre("Código para el iPhone {grey}", "987 654",
+                            "Esperando al iPhone en el puerto 52902 · caduca en 5 min {grey}",
+                            "(radio) green", "Visible en la red local (Bonjour) {green}", "⟨Cancelar⟩"));
+    saveArtifact(view.section);
+}
+
+TEST(PairingSectionTest, IdleWithRemoteLoginOffShowsTheDisabledStartButtonAndTheExplanation) {
+    Section view;
+    view.section.render(State::idle(), false, false);
+    EXPECT_THAT(visibleElements(view.section),
+                ElementsAre("⟨Emparejar con el iPhone⟩ disabled", explanation));
+    saveArtifact(view.section);
+}
+
+TEST(PairingSectionTest, FailedAddsItsMessageInRedAtTheEndOfTheStartView) {
+    Section view;
+    view.section.render(State::failed("The address is protected"), false, true);
+    EXPECT_THAT(visibleElements(view.section),
+                ElementsAre("⟨Emparejar con el iPhone⟩", explanation, "The address is protected {red}"));
+    saveArtifact(view.section);
+}
+
+TEST(PairingSectionTest, StartingShowsOnlyTheBusyIndicator) {
+    Section view;
+    view.section.render(State::starting(), false, true);
+    EXPECT_THAT(visibleElements(view.section), ElementsAre("[busy]"));
+    saveArtifact(view.section);
+}
+
+TEST(PairingSectionTest, PairedShowsTheDeviceInGreenAndOffersAnother) {
+    Section view;
+    view.section.render(State::paired("iPhone de Ana"), false, true);
+    EXPECT_THAT(
+        visibleElements(view.section),
+        ElementsAre("(seal) green", "Emparejado con iPhone de Ana {green}",
+                    "La llave está en ~/.ssh/authorized_keys. Ya puedes conectar desde nuvexa. {grey}",
+                    "⟨Emparejar otro⟩"));
+    saveArtifact(view.section);
+}
+
+TEST(PairingSectionTest, DeviceNameThatLooksLikeAPlaceholderIsShownAsGiven) {
+    Section view;
+    view.section.render(State::paired("%@ %d"), false, true);
+    EXPECT_EQ(view.section.pairedLine().text(), QStringLiteral("Emparejado con %@ %d"));
+}
+
+TEST(PairingSectionTest, ButtonsAskToStartAndToStop) {
+    Section view;
+    QSignalSpy starts(&view.section, &CompanionApp::PairingSection::startRequested);
+    QSignalSpy stops(&view.section, &CompanionApp::PairingSection::stopRequested);
+    view.section.render(State::idle(), false, true);
+    view.section.startButton().click();
+    view.section.render(State::waiting("123456", 52901), false, true);
+    view.section.cancelButton().click();
+    view.section.render(State::paired("iPhone"), false, true);
+    view.section.pairAnotherButton().click();
+    EXPECT_EQ(starts.count(), 2);
+    EXPECT_EQ(stops.count(), 1);
+}
+
+} // namespace

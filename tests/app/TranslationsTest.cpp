@@ -1,0 +1,188 @@
+#include "CompanionApp/Translations.h"
+#include "Companion/linux/LinuxSystemActions.h"
+#include "Companion/macos/MacSystemActions.h"
+#include "CompanionApp/CompanionTexts.h"
+#include "CompanionApp/ContentView.h"
+#include "CompanionApp/PairingSection.h"
+#include "CompanionApp/Switch.h"
+#include "CompanionApp/WatchRow.h"
+#include "support/PanelElements.h"
+#include "support/PanelWorld.h"
+
+#include <QApplication>
+#include <QPushButton>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace {
+
+using AppTestSupport::PanelWorld;
+using AppTestSupport::saveArtifact;
+using AppTestSupport::visibleElements;
+using CompanionApp::Translations::fill;
+using ::testing::ElementsAre;
+
+/// Installs the translation for `locale` for the test's duration; the Spanish keys come back after.
+class LanguageScope {
+public:
+    explicit LanguageScope(const QLocale& locale)
+        : installed(CompanionApp::Translations::install(*qApp, locale)) {}
+    ~LanguageScope() { CompanionApp::Translations::install(*qApp, QLocale::c()); }
+    LanguageScope(const LanguageScope&) = delete;
+    LanguageScope& operator=(const LanguageScope&) = delete;
+
+    const bool installed;
+};
+
+TEST(TranslationsTest, FillPutsTextsAndNumbersInOrder) {
+    EXPECT_EQ(fill(QStringLiteral("%@ · usuario %@"), {QStringLiteral("Estudio"), QStringLiteral("ana")}),
+              QStringLiteral("Estudio · usuario ana"));
+    EXPECT_EQ(fill(QStringLiteral("puerto %d · caduca"), {QStringLiteral("52901")}),
+              QStringLiteral("puerto 52901 · caduca"));
+}
+
+TEST(TranslationsTest, FillNeverExpandsPlaceholdersInsideAnArgument) {
+    EXPECT_EQ(fill(QStringLiteral("%@ y %@"), {QStringLiteral("%@"), QStringLiteral("b")}),
+              QStringLiteral("%@ y b"));
+}
+
+TEST(TranslationsTest, FillLeavesPlaceholdersWithoutArgumentsAndLonePercentSigns) {
+    EXPECT_EQ(fill(QStringLiteral("%@ %@ 100%"), {QStringLiteral("a")}), QStringLiteral("a %@ 100%"));
+}
+
+TEST(TranslationsTest, EnglishLocaleShowsTheEnglishPanel) {
+    const LanguageScope english(QLocale(QLocale::English, QLocale::UnitedStates));
+    ASSERT_TRUE(english.installed);
+    PanelWorld world;
+    world.buildAndShow();
+    EXPECT_THAT(visibleElements(world.panel()),
+                ElementsAre("nuvexa Companion", "Estudio de Ana · user ana {grey}", "estudio.local {grey}",
+                            "Home addresses only. Away from home you need Drozak or Tailscale on the Mac and "
+                            "on the iPhone; the "
+                            "mesh address will then appear here. {orange}",
+                            "(✗) grey", "Remote Login (SSH)", "off {grey}", "⟨Turn On…⟩", "(✗) grey",
+                            "mosh-server", "not installed {grey}", "⟨Install with Homebrew⟩", "(✗) grey",
+                            "tmux", "not installed {grey}", "⟨Install with Homebrew⟩", "(✗) grey", "Drozak",
+                            "not installed · needed away from home {grey}", "⟨Download Drozak⟩",
+                            "☐ Keep the Mac awake", "☐ Notify me when something long finishes disabled",
+                            "Needs tmux and nuvexa’s persistent session. {grey}",
+                            "⟨Pair with the iPhone⟩ disabled",
+                            "In nuvexa, tap “Find a Mac on the network”, choose this Mac and type the code. "
+                            "Your iPhone’s key "
+                            "will be installed here. {grey}",
+                            "⟨Refresh⟩", "⟨Log⟩", "⟨Quit⟩"));
+    saveArtifact(world.panel());
+}
+
+TEST(TranslationsTest, EnglishCodeViewKeepsThePortAndTheCode) {
+    const LanguageScope english(QLocale(QLocale::English, QLocale::UnitedKingdom));
+    ASSERT_TRUE(english.installed);
+    CompanionApp::PairingSection section;
+    section.setFixedWidth(320);
+    section.render(CompanionCore::PairingServer::State::waiting("012345", 52901), true, true);
+    section.show();
+    EXPECT_THAT(visibleElements(section),
+                ElementsAre("Code for the iPhone {grey}", "012 345",
+                            "Waiting for the iPhone on port 52901 · expires in 5 min {grey}", "(radio) green",
+                            "Visible on the local network (Bonjour) {green}", "⟨Cancel⟩"));
+    saveArtifact(section);
+}
+
+TEST(TranslationsTest, SpanishAndUnknownLocalesShowTheSpanishKeys) {
+    for (const QLocale& locale : {QLocale(QLocale::Spanish, QLocale::Spain), QLocale::c(),
+                                  QLocale(QLocale::Japanese, QLocale::Japan)}) {
+        const LanguageScope language(locale);
+        EXPECT_FALSE(language.installed) << locale.name().toStdString();
+        PanelWorld world;
+        world.build();
+        EXPECT_EQ(world.panel().refreshButton().text(), QStringLiteral("Actualizar"));
+    }
+}
+
+TEST(TranslationsTest, TextWithoutTranslationFallsBackToItsSpanishKey) {
+    const LanguageScope english(QLocale(QLocale::English, QLocale::UnitedStates));
+    EXPECT_EQ(QCoreApplication::translate("CompanionApp::ContentView", "Un texto sin traducción"),
+              QStringLiteral("Un texto sin traducción"));
+}
+
+TEST(TranslationsTest, ChangingTheLanguageRerendersAnOpenPanel) {
+    PanelWorld world;
+    world.buildAndShow();
+    EXPECT_EQ(world.panel().quitButton().text(), QStringLiteral("Salir"));
+    {
+        const LanguageScope english(QLocale(QLocale::English, QLocale::UnitedStates));
+        QCoreApplication::processEvents();
+        EXPECT_EQ(world.panel().quitButton().text(), QStringLiteral("Quit"));
+    }
+    QCoreApplication::processEvents();
+    EXPECT_EQ(world.panel().quitButton().text(), QStringLiteral("Salir"));
+}
+
+TEST(TranslationsTest, CompanionLayerTextsHaveEnglishTranslations) {
+    const LanguageScope english(QLocale(QLocale::English, QLocale::UnitedStates));
+    for (const auto& text : CompanionApp::CompanionTexts::all()) {
+        const QString source = QString::fromUtf8(text.source);
+        const QString translated = QCoreApplication::translate(text.context, text.source);
+        if (source == QStringLiteral("nuvexa")) {
+            EXPECT_EQ(translated, source);
+        } else {
+            EXPECT_NE(translated, source) << text.context << ": " << text.source;
+        }
+    }
+    EXPECT_EQ(QCoreApplication::translate("TmuxNotifier", "«%1» ha terminado tras %2.")
+                  .arg(QStringLiteral("make"), QStringLiteral("5 min")),
+              QStringLiteral("“make” finished after 5 min."));
+}
+
+TEST(TranslationsTest, CompanionLayerMessagesReachTheUserInEnglish) {
+    const LanguageScope english(QLocale(QLocale::English, QLocale::UnitedStates));
+    auto runner = std::make_shared<TestSupport::FakeProcessRunner>();
+    EXPECT_EQ(Companion::LinuxSystemActions(runner).packageManagerMissingMessage(),
+              "Cannot find apt, dnf, pacman or zypper. Install mosh and tmux with your system’s package "
+              "manager and "
+              "press again.");
+    EXPECT_EQ(Companion::MacSystemActions(runner).packageManagerMissingMessage(),
+              "Homebrew is not installed. Install it from brew.sh and press again.");
+
+    PanelWorld world;
+    world.executables->add(std::string(PanelWorld::systemBin) + "/tmux");
+    world.setTmuxForeground("make");
+    world.buildAndShow();
+    world.panel().watchRow().toggle().click();
+    world.waitForNextPoll();
+    world.clock.advance(95);
+    world.setTmuxForeground("zsh");
+    world.waitForNextPoll();
+    EXPECT_EQ(world.model().tmuxNotifier().lastFinished(),
+              std::optional<std::string>("“make” finished after 1 min 35 s."));
+    ASSERT_EQ(world.notifications->posted.size(), 1U);
+    EXPECT_EQ(world.notifications->posted.front().first, "nuvexa");
+    saveArtifact(world.panel());
+}
+
+// Run in processes started with a given LC_ALL/LANG (see CMakeLists.txt), which name the language
+// expected in NUVEXA_EXPECTED_LANGUAGE.
+TEST(SystemLocale, PanelFollowsTheSystemLocale) {
+    const char* expected = std::getenv("NUVEXA_EXPECTED_LANGUAGE");
+    ASSERT_NE(expected, nullptr) << "run through CTest, which sets the locale and the expected language";
+    const bool installed = CompanionApp::Translations::install(*qApp);
+    PanelWorld world;
+    world.buildAndShow();
+    if (std::string(expected) == "en") {
+        EXPECT_TRUE(installed) << QLocale::system().name().toStdString();
+        EXPECT_EQ(world.panel().refreshButton().text(), QStringLiteral("Refresh"));
+        EXPECT_EQ(world.panel().pairingSection().startButton().text(),
+                  QStringLiteral("Pair with the iPhone"));
+    } else {
+        EXPECT_FALSE(installed) << QLocale::system().name().toStdString();
+        EXPECT_EQ(world.panel().refreshButton().text(), QStringLiteral("Actualizar"));
+        EXPECT_EQ(world.panel().pairingSection().startButton().text(),
+                  QStringLiteral("Emparejar con el iPhone"));
+    }
+    saveArtifact(world.panel(), "." + QLocale::system().name().toStdString());
+}
+
+} // namespace

@@ -1,0 +1,133 @@
+#include "support/PanelWorld.h"
+
+#include <gtest/gtest.h>
+
+namespace AppTestSupport {
+
+PanelWorld::PanelWorld()
+    : actionsRunner(std::make_shared<TestSupport::FakeProcessRunner>())
+    , tmuxRunner(std::make_shared<TestSupport::FakeProcessRunner>())
+    , notifications(std::make_shared<TestSupport::FakeNotificationCentre>())
+    , executables(std::make_shared<FakeExecutables>()) {
+    actions = std::make_shared<TestSupport::FakeSystemActions>(actionsRunner);
+    actionsRunner->setAnswer([this](const Companion::ProcessCommand& command) {
+        std::lock_guard lock(m_answersMutex);
+        if (!command.arguments.empty() && command.arguments.front() == "status") {
+            return m_drozakStatus ? TestSupport::exited(0, *m_drozakStatus) : TestSupport::exited(1);
+        }
+        if (!command.arguments.empty() && command.arguments.front() == "connect") {
+            return m_drozakConnect;
+        }
+        return TestSupport::exited(0);
+    });
+    tmuxRunner->setAnswer([this](const Companion::ProcessCommand&) {
+        std::lock_guard lock(m_answersMutex);
+        return TestSupport::exited(0, m_tmuxForeground + "\n");
+    });
+}
+
+PanelWorld::~PanelWorld() {
+    // The panel observes the model.
+    m_panel.reset();
+    m_model.reset();
+}
+
+Companion::CompanionModel::Environment PanelWorld::environment() {
+    Companion::CompanionModel::Environment environment;
+    environment.systemActions = actions;
+    environment.isExecutable = [files = executables](const std::string& path) {
+        return files->contains(path);
+    };
+    environment.searchPaths = std::vector<std::string>{longPrefix, systemBin};
+    environment.hostName = [] { return std::string(host); };
+    environment.userName = [] { return std::string(user); };
+    environment.computerName = [] { return std::string(computer); };
+    environment.authorizedKeys = home.path() / ".ssh" / "authorized_keys";
+    environment.serverOptions.ports = ports;
+    environment.serverOptions.listenAddress = QHostAddress::LocalHost;
+    environment.serverOptions.logFile = home.path() / "nuvexa-companion.log";
+    environment.serverOptions.announcer = [this] {
+        auto record = std::make_shared<FakeAnnouncer::Record>();
+        announcers.push_back(record);
+        return std::make_unique<FakeAnnouncer>(record);
+    };
+    environment.notifier.clock = clock.function();
+    environment.notifier.locateTmux = [files = executables]() -> std::optional<std::string> {
+        const std::string tmux = std::string(systemBin) + "/tmux";
+        return files->contains(tmux) ? std::optional<std::string>(tmux) : std::nullopt;
+    };
+    environment.notifier.pollInterval = std::chrono::milliseconds(1);
+    environment.notifier.runner = tmuxRunner;
+    environment.notifier.notifications = notifications;
+    return environment;
+}
+
+CompanionApp::ContentView::Options PanelWorld::panelOptions() {
+    CompanionApp::ContentView::Options options;
+    options.locate = [files = executables](std::string_view name) -> std::optional<std::string> {
+        for (const char* directory : {longPrefix, systemBin}) {
+            const std::string path = std::string(directory) + "/" + std::string(name);
+            if (files->contains(path)) {
+                return path;
+            }
+        }
+        return std::nullopt;
+    };
+    options.computerName = [] { return std::string(computer); };
+    options.userName = [] { return std::string(user); };
+    options.openUrl = [this](const QUrl& url) {
+        openedFiles.push_back(url);
+        return true;
+    };
+    options.quit = [this] { ++quits; };
+    return options;
+}
+
+void PanelWorld::build() {
+    m_model = std::make_unique<Companion::CompanionModel>(environment());
+    // Published results are queued to this thread, so no refresh can be missed before this spy.
+    m_refreshes = std::make_unique<QSignalSpy>(m_model.get(), &Companion::CompanionModel::refreshed);
+    m_polls = std::make_unique<QSignalSpy>(&m_model->tmuxNotifier(), &Companion::TmuxNotifier::polled);
+    m_panel = std::make_unique<CompanionApp::ContentView>(*m_model, panelOptions());
+}
+
+void PanelWorld::buildAndShow() {
+    build();
+    m_panel->show();
+    waitForRefreshes(2);
+}
+
+void PanelWorld::waitForRefreshes(int count) {
+    while (m_refreshes->count() < count) {
+        ASSERT_TRUE(m_refreshes->wait(generousMilliseconds)) << "the model never finished refreshing";
+    }
+}
+
+void PanelWorld::waitForNextRefresh() {
+    waitForRefreshes(static_cast<int>(m_refreshes->count()) + 1);
+}
+
+void PanelWorld::waitForNextPoll() {
+    const auto target = m_polls->count() + 1;
+    while (m_polls->count() < target) {
+        ASSERT_TRUE(m_polls->wait(generousMilliseconds)) << "the notifier never polled";
+    }
+}
+
+void PanelWorld::installDrozak(std::optional<std::string> statusJson) {
+    executables->add(std::string(systemBin) + "/drozak");
+    std::lock_guard lock(m_answersMutex);
+    m_drozakStatus = std::move(statusJson);
+}
+
+void PanelWorld::setDrozakConnectAnswer(Companion::ProcessResult result) {
+    std::lock_guard lock(m_answersMutex);
+    m_drozakConnect = std::move(result);
+}
+
+void PanelWorld::setTmuxForeground(const std::string& command) {
+    std::lock_guard lock(m_answersMutex);
+    m_tmuxForeground = command;
+}
+
+} // namespace AppTestSupport

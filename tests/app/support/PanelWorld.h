@@ -1,0 +1,146 @@
+#pragma once
+
+#include "Companion/CompanionModel.h"
+#include "CompanionApp/ContentView.h"
+#include "CompanionCore/server/Announcer.h"
+#include "support/FakeClock.h"
+#include "support/FakeNotificationCentre.h"
+#include "support/FakeProcessRunner.h"
+#include "support/FakeSystemActions.h"
+#include "support/TemporaryDirectory.h"
+
+#include <QHostAddress>
+#include <QSignalSpy>
+#include <QUrl>
+
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace AppTestSupport {
+
+/// Bounds the waits for the model's worker and the event loop; only a broken build reaches it, and no
+/// test relies on anything happening within it.
+inline constexpr int generousMilliseconds = 30000;
+
+/// Which files the model and the panel take for installed tools; shared with the model's worker
+/// thread.
+class FakeExecutables {
+public:
+    void add(const std::string& path) {
+        std::lock_guard lock(m_mutex);
+        m_paths.insert(path);
+    }
+    void remove(const std::string& path) {
+        std::lock_guard lock(m_mutex);
+        m_paths.erase(path);
+    }
+    bool contains(const std::string& path) const {
+        std::lock_guard lock(m_mutex);
+        return m_paths.count(path) != 0;
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    std::set<std::string> m_paths;
+};
+
+/// An announcer that announces nothing by itself: the test plays the DNS-SD daemon's answers through
+/// the observer it keeps.
+class FakeAnnouncer final : public CompanionCore::Announcer {
+public:
+    struct Record {
+        Service service;
+        Observer observer;
+        bool alive = true;
+    };
+
+    explicit FakeAnnouncer(std::shared_ptr<Record> record)
+        : m_record(std::move(record)) {}
+    ~FakeAnnouncer() override { m_record->alive = false; }
+
+    void announce(Service service, Observer observer) override {
+        m_record->service = std::move(service);
+        m_record->observer = std::move(observer);
+    }
+
+private:
+    std::shared_ptr<Record> m_record;
+};
+
+/// A real `CompanionModel` and a real panel over fake surroundings: system actions and tools that
+/// answer as the test says, a pairing server on a free loopback port with a fake announcer, a tmux
+/// notifier whose tmux, clock and notifications are fakes, and a home in a temporary folder.
+class PanelWorld {
+public:
+    /// Search directories: a deep Homebrew-like prefix first, so paths found there are long.
+    static constexpr const char* longPrefix = "/opt/homebrew/Cellar/nuvexa-tools/2024.11.3/libexec/bin";
+    static constexpr const char* systemBin = "/usr/bin";
+    static constexpr const char* computer = "Estudio de Ana";
+    static constexpr const char* user = "ana";
+    static constexpr const char* host = "estudio";
+
+    PanelWorld();
+    ~PanelWorld();
+    PanelWorld(const PanelWorld&) = delete;
+    PanelWorld& operator=(const PanelWorld&) = delete;
+
+    // Set before `build`.
+    std::vector<std::uint16_t> ports = {0};
+
+    /// The fake surroundings of a model, for a test that builds its own.
+    Companion::CompanionModel::Environment environment();
+    /// The fake surroundings of a panel, recording what it opens and whether it quits.
+    CompanionApp::ContentView::Options panelOptions();
+
+    /// Builds the model and the panel (which renders at once); nothing else happens until the event
+    /// loop runs.
+    void build();
+    /// `build`, then shows the panel and waits until both refreshes (the model's first and the one
+    /// the panel asks for when it appears) have been published.
+    void buildAndShow();
+
+    /// Waits until the model has published `count` refreshes since it was built.
+    void waitForRefreshes(int count);
+    /// Waits for the next refresh.
+    void waitForNextRefresh();
+    /// Waits until the notifier has answered one more poll.
+    void waitForNextPoll();
+
+    /// The relay tool is installed (in /usr/bin) and answers its status query with `json`; nothing
+    /// makes the query fail.
+    void installDrozak(std::optional<std::string> statusJson);
+    /// What `drozak connect` answers.
+    void setDrozakConnectAnswer(Companion::ProcessResult result);
+    /// What tmux answers the notifier's poll.
+    void setTmuxForeground(const std::string& command);
+
+    Companion::CompanionModel& model() { return *m_model; }
+    CompanionApp::ContentView& panel() { return *m_panel; }
+    CompanionCore::PairingServer& pairing() { return m_model->pairing(); }
+
+    std::shared_ptr<TestSupport::FakeSystemActions> actions;
+    std::shared_ptr<TestSupport::FakeProcessRunner> actionsRunner;
+    std::shared_ptr<TestSupport::FakeProcessRunner> tmuxRunner;
+    std::shared_ptr<TestSupport::FakeNotificationCentre> notifications;
+    std::shared_ptr<FakeExecutables> executables;
+    TestSupport::FakeClock clock;
+    TestSupport::TemporaryDirectory home;
+    std::vector<std::shared_ptr<FakeAnnouncer::Record>> announcers;
+    std::vector<QUrl> openedFiles;
+    int quits = 0;
+
+private:
+    std::unique_ptr<Companion::CompanionModel> m_model;
+    std::unique_ptr<QSignalSpy> m_refreshes;
+    std::unique_ptr<QSignalSpy> m_polls;
+    std::unique_ptr<CompanionApp::ContentView> m_panel;
+    std::mutex m_answersMutex;
+    std::optional<std::string> m_drozakStatus;
+    Companion::ProcessResult m_drozakConnect;
+    std::string m_tmuxForeground = "zsh";
+};
+
+} // namespace AppTestSupport
