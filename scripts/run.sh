@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Sets up the machine, builds the companion and starts it: the tray app on a desktop session, the
-# terminal pairing session on a machine without one. Extra arguments go to the program.
+# Sets up the machine, builds the companion and starts it: the tray / menu bar app on a desktop
+# session, the terminal pairing session on a machine without one. Extra arguments go to the program.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -8,7 +8,16 @@ scripts/setup.sh
 cmake --preset release
 cmake --build --preset release
 
-if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ] && [ -x build/release/CompanionApp/nuvexa-companion ]; then
-    exec build/release/CompanionApp/nuvexa-companion "$@"
-fi
-exec build/release/cli/nuvexa-companion-cli "${@:-pair}"
+app=build/release/CompanionApp/nuvexa-companion
+cli=build/release/cli/nuvexa-companion-cli
+case "$(uname -s)" in
+    Darwin)
+        exec "$app.app/Contents/MacOS/nuvexa-companion" "$@"
+        ;;
+    *)
+        if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
+            exec "$app" "$@"
+        fi
+        exec "$cli" "${@:-pair}"
+        ;;
+esac
