@@ -1,5 +1,6 @@
 #include "Companion/TmuxNotifier.h"
 
+#include "Companion/LocalizedFormat.h"
 #include "Companion/QtProcessRunner.h"
 #include "CompanionCore/Tools.h"
 
@@ -100,21 +101,27 @@ void TmuxNotifier::handlePoll(unsigned generation, const ProcessResult& result) 
         }
         return;
     }
+    bool exited = false;
     switch (result.status) {
     case ProcessResult::Status::finished:
+    case ProcessResult::Status::crashed:
+        exited = true;
         break;
     case ProcessResult::Status::failedToStart:
-    case ProcessResult::Status::crashed:
     case ProcessResult::Status::timedOut:
     case ProcessResult::Status::cancelled:
+        break;
+    }
+    if (!exited) {
+        // A poll that could not run changes nothing; the next one follows as usual.
         emit polled();
         m_timer.start(m_options.pollInterval);
         return;
     }
     const auto command = QString::fromUtf8(result.output).trimmed();
-    if (result.exitCode != 0 || command.isEmpty()) {
-        // No server or no session "nuvexa" (tmux answers a missing target with empty fields): a
-        // command that was being timed did not finish, it went away.
+    if (!result.succeeded() || command.isEmpty()) {
+        // No server or no session "nuvexa" (tmux answers a missing target with empty fields), or tmux
+        // died: a command that was being timed did not finish, it went away.
         m_watch.reset();
         setRunning(std::nullopt);
     } else {
@@ -131,9 +138,10 @@ void TmuxNotifier::handlePoll(unsigned generation, const ProcessResult& result) 
 
 void TmuxNotifier::announce(const CompanionCore::CommandWatch::Finished& finished) {
     const auto body =
-        QCoreApplication::translate("TmuxNotifier", "«%1» ha terminado tras %2.")
-            .arg(QString::fromStdString(finished.command),
-                 QString::fromStdString(CompanionCore::CommandWatch::humanDuration(finished.duration)))
+        LocalizedFormat::fill(
+            QCoreApplication::translate("TmuxNotifier", "«%@» ha terminado tras %@."),
+            {QString::fromStdString(finished.command),
+             QString::fromStdString(CompanionCore::CommandWatch::humanDuration(finished.duration))})
             .toStdString();
     m_lastFinished = body;
     emit lastFinishedChanged();

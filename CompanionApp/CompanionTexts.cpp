@@ -18,7 +18,7 @@ constexpr Text texts[] = {
     {"SystemActions",
      QT_TRANSLATE_NOOP("SystemActions",
                        "No puedo escribir en Terminal (permiso de Automatización). He copiado "
-                       "«%1»: pégalo en Terminal y pulsa Intro.")},
+                       "«%@»: pégalo en Terminal y pulsa Intro.")},
     {"SystemActions",
      QT_TRANSLATE_NOOP("SystemActions",
                        "No encuentro apt, dnf, pacman ni zypper. Instala mosh y tmux con el gestor "
@@ -30,7 +30,7 @@ constexpr Text texts[] = {
     {"SystemActions",
      QT_TRANSLATE_NOOP("SystemActions",
                        "Homebrew no está instalado. Instálalo desde brew.sh y vuelve a pulsar.")},
-    {"TmuxNotifier", QT_TRANSLATE_NOOP("TmuxNotifier", "«%1» ha terminado tras %2.")},
+    {"TmuxNotifier", QT_TRANSLATE_NOOP("TmuxNotifier", "«%@» ha terminado tras %@.")},
     {"TmuxNotifier", QT_TRANSLATE_NOOP("TmuxNotifier", "nuvexa")},
 };
 

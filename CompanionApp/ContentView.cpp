@@ -9,6 +9,7 @@
 
 #include "Companion/CompanionModel.h"
 #include "Companion/HostIdentity.h"
+#include "Companion/LogFile.h"
 #include "CompanionCore/Tools.h"
 
 #include <QCoreApplication>
@@ -188,7 +189,11 @@ void ContentView::connectObserved() {
     connect(m_pairingSection, &PairingSection::stopRequested, this, [this] { m_model.pairing().stop(); });
     connect(m_refreshButton, &QPushButton::clicked, this, [this] { m_model.refresh(); });
     connect(m_logButton, &QPushButton::clicked, this, [this] {
-        m_options.openUrl(QUrl::fromLocalFile(QString::fromStdString(m_model.pairing().logFile().string())));
+        const auto file = m_model.pairing().logFile();
+        // Before the first pairing there is no log yet, and an opener shown a missing file says so
+        // with an error: an empty log is the honest answer.
+        Companion::LogFile::ensureExists(file);
+        m_options.openUrl(QUrl::fromLocalFile(QString::fromStdString(file.string())));
     });
     connect(m_quitButton, &QPushButton::clicked, this, [this] { m_options.quit(); });
 }

@@ -1,6 +1,7 @@
 #include "cli/StatusCommand.h"
 
 #include "Companion/CompanionModel.h"
+#include "Companion/LocalizedFormat.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -48,7 +49,7 @@ Row drozakRow(const Companion::CompanionModel& model) {
     Row row{QStringLiteral("Drozak"), false, {}};
     if (const auto mesh = model.meshAddress()) {
         row.ok = true;
-        row.detail = translate("conectado · %1").arg(text(*mesh));
+        row.detail = Companion::LocalizedFormat::fill(translate("conectado · %@"), {text(*mesh)});
         if (model.drozakStatus() && model.drozakStatus()->relayConnected == true) {
             row.detail += translate(" · por relé");
         }

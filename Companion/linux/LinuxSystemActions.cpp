@@ -1,5 +1,7 @@
 #include "Companion/linux/LinuxSystemActions.h"
 
+#include "Companion/LocalizedFormat.h"
+
 #include <QCoreApplication>
 #include <QString>
 
@@ -301,9 +303,9 @@ std::optional<std::string> LinuxSystemActions::openTerminal(const std::string& c
     } else if (const auto clipboard = clipboardCommand(command)) {
         runner().run(*clipboard);
     }
-    return translate("No puedo escribir en Terminal (permiso de Automatización). He copiado «%1»: pégalo en "
-                     "Terminal y pulsa Intro.")
-        .arg(QString::fromStdString(command))
+    return LocalizedFormat::fill(translate("No puedo escribir en Terminal (permiso de Automatización). He "
+                                           "copiado «%@»: pégalo en Terminal y pulsa Intro."),
+                                 {QString::fromStdString(command)})
         .toStdString();
 }
 

@@ -1,5 +1,7 @@
 #include "Companion/macos/MacSystemActions.h"
 
+#include "Companion/LocalizedFormat.h"
+
 #include <QCoreApplication>
 #include <QRegularExpression>
 #include <QString>
@@ -89,9 +91,9 @@ std::optional<std::string> MacSystemActions::openTerminal(const std::string& com
         runner().run(copy);
     }
     runner().run(ProcessCommand{"/usr/bin/open", {std::string(terminalApplication)}});
-    return translate("No puedo escribir en Terminal (permiso de Automatización). He copiado «%1»: pégalo en "
-                     "Terminal y pulsa Intro.")
-        .arg(QString::fromStdString(command))
+    return LocalizedFormat::fill(translate("No puedo escribir en Terminal (permiso de Automatización). He "
+                                           "copiado «%@»: pégalo en Terminal y pulsa Intro."),
+                                 {QString::fromStdString(command)})
         .toStdString();
 }
 

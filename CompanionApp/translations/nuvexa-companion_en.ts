@@ -163,8 +163,8 @@
         <translation>Could not change the SSH server (code %1).</translation>
     </message>
     <message>
-        <source>No puedo escribir en Terminal (permiso de Automatización). He copiado «%1»: pégalo en Terminal y pulsa Intro.</source>
-        <translation>Cannot type into Terminal (Automation permission). I copied “%1”: paste it into Terminal and press Return.</translation>
+        <source>No puedo escribir en Terminal (permiso de Automatización). He copiado «%@»: pégalo en Terminal y pulsa Intro.</source>
+        <translation>Cannot type into Terminal (Automation permission). I copied “%@”: paste it into Terminal and press Return.</translation>
     </message>
     <message>
         <source>No encuentro apt, dnf, pacman ni zypper. Instala mosh y tmux con el gestor de paquetes de tu sistema y vuelve a pulsar.</source>
@@ -186,8 +186,8 @@
 <context>
     <name>TmuxNotifier</name>
     <message>
-        <source>«%1» ha terminado tras %2.</source>
-        <translation>“%1” finished after %2.</translation>
+        <source>«%@» ha terminado tras %@.</source>
+        <translation>“%@” finished after %@.</translation>
     </message>
     <message>
         <source>nuvexa</source>

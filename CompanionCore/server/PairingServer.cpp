@@ -9,8 +9,10 @@
 
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QTimer>
 
 #include <string_view>
+#include <sys/socket.h>
 
 namespace CompanionCore {
 
@@ -55,6 +57,28 @@ std::string hostList(const std::vector<std::string>& hosts) {
     return text + "]";
 }
 
+/// The peer's method or path as the log shows it: every control character escaped, those of C1
+/// (U+0080 to U+009F, which some terminals obey as escape sequences) included. The head is valid
+/// UTF-8, so a 0xC2 byte always starts a character.
+std::string loggable(std::string_view text) {
+    static constexpr char hex[] = "0123456789ABCDEF";
+    const std::string escaped = escapedControls(text);
+    std::string out;
+    for (std::size_t i = 0; i < escaped.size(); ++i) {
+        const auto next = i + 1 < escaped.size() ? static_cast<unsigned char>(escaped[i + 1]) : 0;
+        if (static_cast<unsigned char>(escaped[i]) == 0xC2 && next >= 0x80 && next <= 0x9F) {
+            out += "\\u{";
+            out += hex[next >> 4];
+            out += hex[next & 0xF];
+            out += '}';
+            ++i;
+        } else {
+            out += escaped[i];
+        }
+    }
+    return out;
+}
+
 } // namespace
 
 PairingServer::State PairingServer::State::idle() {
@@ -95,12 +119,12 @@ PairingServer::PairingServer(IdentityProvider identity, std::filesystem::path au
     , m_identity(std::move(identity))
     , m_authorizedKeys(std::move(authorizedKeys))
     , m_options(std::move(options))
-    , m_log(m_options.logFile.empty() ? defaultLogFile() : m_options.logFile, m_options.clock) {
+    , m_log(m_options.logFile.empty() ? defaultLogFile() : m_options.logFile, m_options.clock)
+    , m_expiry(m_options.expiryClock, m_options.expiryCheckInterval, this) {
     if (!m_options.announcer) {
         m_options.announcer = makeNullAnnouncer;
     }
-    m_expiry.setSingleShot(true);
-    connect(&m_expiry, &QTimer::timeout, this, &PairingServer::stop);
+    connect(&m_expiry, &ExpiryTimer::expired, this, &PairingServer::stop);
 }
 
 PairingServer::~PairingServer() {
@@ -189,6 +213,7 @@ void PairingServer::tryPort(std::size_t index) {
     }
     m_listener = listener;
     connect(listener, &QTcpServer::newConnection, this, &PairingServer::accept);
+    connect(listener, &QTcpServer::acceptError, this, [this, listener] { listenerFailed(listener); });
 
     const std::uint16_t listening = listener->serverPort();
     const std::string digits = m_code->digits();
@@ -230,6 +255,28 @@ void PairingServer::announce(const PairingHandler::Identity& identity, std::uint
     }
 }
 
+void PairingServer::listenerFailed(QTcpServer* listener) {
+    // Qt stops accepting after such an error (out of file descriptors, for one): nothing more will
+    // come in on this listener.
+    if (listener != m_listener) {
+        return;
+    }
+    const std::string description = listener->errorString().toStdString();
+    const std::uint64_t session = m_session;
+    log("listener failed on " + std::to_string(listener->serverPort()) + ": " + description);
+    if (session != m_session) {
+        return;
+    }
+    // The listener stays the current one until the next start or stop, which reports it stopped.
+    listener->close();
+    m_announcer.reset();
+    setAnnounced(false);
+    if (session != m_session) {
+        return;
+    }
+    setState(State::failed(description));
+}
+
 void PairingServer::accept() {
     while (m_listener && m_listener->hasPendingConnections()) {
         QTcpSocket* socket = m_listener->nextPendingConnection();
@@ -257,10 +304,10 @@ void PairingServer::accept() {
                 forget(socket);
             }
         });
-        // Counted from acceptance: a peer that dribbles still runs out of time. It also bounds how long
-        // a reply may take to drain.
+        // Counted from acceptance: a peer that dribbles still runs out of time.
         QTimer::singleShot(m_options.requestTimeout, socket, [this, socket] {
-            if (m_connections.count(socket) != 0) {
+            if (const auto found = m_connections.find(socket);
+                found != m_connections.end() && !found->second.answered) {
                 drop(socket);
             }
         });
@@ -272,7 +319,12 @@ void PairingServer::accept() {
 
 void PairingServer::receive(QTcpSocket* socket) {
     const auto found = m_connections.find(socket);
-    if (found == m_connections.end() || found->second.answered) {
+    if (found == m_connections.end()) {
+        return;
+    }
+    if (found->second.answered) {
+        // Read and dropped, so the peer's close is seen and no unread bytes make ours a reset.
+        socket->skip(socket->bytesAvailable());
         return;
     }
     Connection& connection = found->second;
@@ -299,7 +351,7 @@ void PairingServer::answer(const HttpRequest& request, QTcpSocket* socket) {
 
     const std::uint64_t session = m_session;
     // Method and path are the peer's bytes: their control characters must not forge log lines.
-    log("request " + escapedControls(request.method) + " " + escapedControls(request.path) + " \u2192 " +
+    log("request " + loggable(request.method) + " " + loggable(request.path) + " \u2192 " +
         describe(outcome));
     if (session != m_session) {
         return;
@@ -335,11 +387,30 @@ void PairingServer::answer(const HttpRequest& request, QTcpSocket* socket) {
 
 void PairingServer::deliver(QTcpSocket* socket, const std::string& reply) {
     m_connections.at(socket).answered = true;
+    connect(socket, &QTcpSocket::bytesWritten, this, [this, socket] { finishSending(socket); });
     socket->write(reply.data(), static_cast<qint64>(reply.size()));
     // Hand the bytes to the system now, so they leave even if the server goes away right after.
     socket->flush();
-    // Closes once every byte is written; `disconnected` then forgets the socket, possibly right here.
-    socket->disconnectFromHost();
+    finishSending(socket);
+    // A peer that never takes its reply or never closes is not waited for beyond this.
+    QTimer::singleShot(m_options.requestTimeout, socket, [this, socket] {
+        if (m_connections.count(socket) != 0) {
+            drop(socket);
+        }
+    });
+}
+
+void PairingServer::finishSending(QTcpSocket* socket) {
+    const auto found = m_connections.find(socket);
+    if (found == m_connections.end() || found->second.finished || socket->bytesToWrite() > 0 ||
+        socket->state() != QAbstractSocket::ConnectedState) {
+        return;
+    }
+    found->second.finished = true;
+    // Only our direction ends here. Closing the whole socket while the peer's bytes wait unread in it
+    // would reset the connection, and a reset may destroy the reply on the peer's side before it is
+    // read. The peer closes once it has the reply; `disconnected` then forgets the socket.
+    ::shutdown(static_cast<int>(socket->socketDescriptor()), SHUT_WR);
 }
 
 void PairingServer::drop(QTcpSocket* socket) {

@@ -6,11 +6,11 @@
 #include "CompanionCore/server/Announcer.h"
 #include "CompanionCore/server/DnsSdAnnouncer.h"
 #include "CompanionCore/server/EventLog.h"
+#include "CompanionCore/server/ExpiryTimer.h"
 
 #include <QHostAddress>
 #include <QObject>
 #include <QPointer>
-#include <QTimer>
 
 #include <chrono>
 #include <cstddef>
@@ -33,9 +33,13 @@ namespace CompanionCore {
 struct PairingServerOptions {
     /// Tried in order; 0 lets the system pick a free port.
     std::vector<std::uint16_t> ports = {52901, 52902, 52903, 52904};
-    /// How long a listener waits for the phone once it is ready.
+    /// How long a listener waits for the phone once it is ready, time asleep included.
     std::chrono::milliseconds expiry = std::chrono::minutes(5);
-    /// How long a connection may take to deliver a complete request.
+    /// The clock of that wait; it must keep counting while the machine sleeps.
+    ContinuousNow expiryClock = ContinuousClock::now;
+    /// How often the wait looks at its clock: how late a session may end after a wake-up.
+    std::chrono::milliseconds expiryCheckInterval = ExpiryTimer::defaultCheckInterval;
+    /// How long a connection may take to deliver a complete request, and then to take its reply.
     std::chrono::milliseconds requestTimeout = std::chrono::seconds(10);
     /// The clock of the codes and of the log's timestamps.
     Clock clock = systemNow;
@@ -133,15 +137,19 @@ private:
         HttpRequestBuffer buffer;
         /// Set once the reply is on its way; the socket then only drains and closes.
         bool answered = false;
+        /// Set once the whole reply is with the system and our direction of the connection is closed.
+        bool finished = false;
     };
 
     void begin();
     void tryPort(std::size_t index);
     void announce(const PairingHandler::Identity& identity, std::uint16_t port);
+    void listenerFailed(QTcpServer* listener);
     void accept();
     void receive(QTcpSocket* socket);
     void answer(const HttpRequest& request, QTcpSocket* socket);
     void deliver(QTcpSocket* socket, const std::string& reply);
+    void finishSending(QTcpSocket* socket);
     void drop(QTcpSocket* socket);
     void forget(QTcpSocket* socket);
     void armExpiry();
@@ -171,7 +179,7 @@ private:
     QPointer<QTcpServer> m_listener;
     std::unique_ptr<Announcer> m_announcer;
     std::map<QTcpSocket*, Connection> m_connections;
-    QTimer m_expiry{this};
+    ExpiryTimer m_expiry;
 };
 
 } // namespace CompanionCore

@@ -615,6 +615,37 @@ TEST(ContentViewTest, LogButtonOpensThePairingLogFile) {
     saveArtifact(world.panel());
 }
 
+TEST(ContentViewTest, LogButtonBeforeAnyPairingOpensAnEmptyLogInPrivateFolders) {
+    PanelWorld world;
+    world.logFile = world.home.path() / "state" / "nuvexa" / "nuvexa-companion.log";
+    world.buildAndShow();
+    ASSERT_FALSE(std::filesystem::exists(world.home.path() / "state"));
+    QTest::mouseClick(&world.panel().logButton(), Qt::LeftButton);
+    ASSERT_EQ(world.openedFiles.size(), 1U);
+    EXPECT_EQ(world.openedFiles.front(), QUrl::fromLocalFile(QString::fromStdString(world.logFile.string())));
+    ASSERT_TRUE(std::filesystem::is_regular_file(world.logFile));
+    EXPECT_EQ(std::filesystem::file_size(world.logFile), 0U);
+    using std::filesystem::perms;
+    EXPECT_EQ(std::filesystem::status(world.logFile).permissions(), perms::owner_read | perms::owner_write);
+    EXPECT_EQ(std::filesystem::status(world.home.path() / "state").permissions(), perms::owner_all);
+    EXPECT_EQ(std::filesystem::status(world.logFile.parent_path()).permissions(), perms::owner_all);
+}
+
+TEST(ContentViewTest, LogButtonLeavesAnExistingLogAsItIs) {
+    PanelWorld world;
+    world.buildAndShow();
+    const auto log = world.home.path() / "nuvexa-companion.log";
+    const std::string lines = "2026-11-16T03:45:35Z pairing requested\n2026-11-16T03:45:36Z listening\n";
+    {
+        std::ofstream file(log);
+        file << lines;
+    }
+    QTest::mouseClick(&world.panel().logButton(), Qt::LeftButton);
+    QTest::mouseClick(&world.panel().logButton(), Qt::LeftButton);
+    EXPECT_EQ(world.openedFiles.size(), 2U);
+    EXPECT_EQ(readFile(log), lines);
+}
+
 TEST(ContentViewTest, QuitButtonEndsTheProgram) {
     PanelWorld world;
     world.buildAndShow();

@@ -132,8 +132,9 @@ TEST(TranslationsTest, CompanionLayerTextsHaveEnglishTranslations) {
             EXPECT_NE(translated, source) << text.context << ": " << text.source;
         }
     }
-    EXPECT_EQ(QCoreApplication::translate("TmuxNotifier", "«%1» ha terminado tras %2.")
-                  .arg(QStringLiteral("make"), QStringLiteral("5 min")),
+    EXPECT_EQ(CompanionApp::Translations::fill(
+                  QCoreApplication::translate("TmuxNotifier", "«%@» ha terminado tras %@."),
+                  {QStringLiteral("make"), QStringLiteral("5 min")}),
               QStringLiteral("“make” finished after 5 min."));
 }
 
@@ -146,6 +147,10 @@ TEST(TranslationsTest, CompanionLayerMessagesReachTheUserInEnglish) {
               "press again.");
     EXPECT_EQ(Companion::MacSystemActions(runner).packageManagerMissingMessage(),
               "Homebrew is not installed. Install it from brew.sh and press again.");
+    runner->setResult(TestSupport::exited(1));
+    EXPECT_EQ(Companion::MacSystemActions(runner).openTerminal("brew install tmux"),
+              "Cannot type into Terminal (Automation permission). I copied “brew install tmux”: paste it "
+              "into Terminal and press Return.");
 
     PanelWorld world;
     world.executables->add(std::string(PanelWorld::systemBin) + "/tmux");

@@ -1,4 +1,5 @@
 #include "Companion/macos/MacSystemActions.h"
+#include "Companion/KeepAwake.h"
 
 #include "support/Executable.h"
 #include "support/FakeProcessRunner.h"
@@ -123,6 +124,13 @@ TEST_F(MacSystemActionsTest, RefusedAutomationCopiesTheUnescapedCommandOpensTerm
     EXPECT_EQ(runs[2], (ProcessCommand{"/usr/bin/open", {"/System/Applications/Utilities/Terminal.app"}}));
 }
 
+TEST_F(MacSystemActionsTest, RefusedAutomationShowsACommandWithPercentSignsAsItIs) {
+    m_runner->setResult(exited(1));
+    EXPECT_EQ(m_actions.openTerminal("printf '%@ %1 %d'"),
+              "No puedo escribir en Terminal (permiso de Automatización). He copiado «printf '%@ %1 %d'»: "
+              "pégalo en Terminal y pulsa Intro.");
+}
+
 TEST_F(MacSystemActionsTest, RefusedAutomationUsesTheGuiClipboardWhenOneIsInstalled) {
     m_runner->setResult(exited(1));
     std::vector<std::string> copied;
@@ -147,6 +155,19 @@ TEST_F(MacSystemActionsTest, WithoutHomebrewThereIsNoCommandAndTheMessageSaysWhe
     EXPECT_EQ((m_actions.installCommandLine({"mosh", "tmux"})), std::nullopt);
     EXPECT_EQ(m_actions.packageManagerMissingMessage(),
               "Homebrew no está instalado. Instálalo desde brew.sh y vuelve a pulsar.");
+}
+
+TEST_F(MacSystemActionsTest, TheKeepAwakeSwitchHoldsOneCaffeinateHoweverOftenItIsTurnedOn) {
+    Companion::KeepAwake keepAwake(m_actions.keepAwakeCommand(), m_runner);
+    keepAwake.setEnabled(true);
+    keepAwake.setEnabled(true);
+    const auto started = m_runner->started();
+    ASSERT_EQ(started.size(), 1U);
+    EXPECT_EQ(started[0].command,
+              (ProcessCommand{"/usr/bin/caffeinate", {"-i"}, ProcessCommand::Output::inherit}));
+    keepAwake.setEnabled(false);
+    EXPECT_EQ(m_runner->started()[0].terminations, 1);
+    EXPECT_TRUE(m_runner->runs().empty());
 }
 
 TEST_F(MacSystemActionsTest, KeepsAwakeWithCaffeinatePreventingIdleSleep) {

@@ -185,6 +185,23 @@ TEST_F(TmuxNotifierTest, NoSessionWhileTimingAnnouncesNothingAndClearsRunning) {
     EXPECT_TRUE(m_centre->posted.empty());
 }
 
+TEST_F(TmuxNotifierTest, ATmuxThatDiesWhileTimingAnnouncesNothingAndClearsRunning) {
+    foreground("make");
+    TmuxNotifier notifier(options());
+    notifier.setEnabled(true);
+    ASSERT_TRUE(waitForRunning(notifier, "make"));
+    m_clock.advance(100);
+    ProcessResult crashed;
+    crashed.status = ProcessResult::Status::crashed;
+    m_runner->setResult(crashed);
+    ASSERT_TRUE(waitForRunning(notifier, std::nullopt));
+    foreground("zsh");
+    ASSERT_TRUE(waitForPolls(notifier, 2));
+    EXPECT_EQ(notifier.lastFinished(), std::nullopt);
+    EXPECT_TRUE(m_centre->posted.empty());
+    EXPECT_TRUE(notifier.enabled());
+}
+
 TEST_F(TmuxNotifierTest, AnEmptyAnswerCountsAsNoSessionRatherThanAShell) {
     foreground("make");
     TmuxNotifier notifier(options());

@@ -10,12 +10,22 @@
 
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
 #include <fstream>
+#include <netinet/in.h>
 #include <sstream>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 
+using namespace std::chrono_literals;
+using CompanionCore::ContinuousClock;
 using CompanionCore::PairingHandler;
 using CompanionCore::PairingServer;
 using TestSupport::FakeAnnouncer;
@@ -65,6 +75,19 @@ protected:
 
     static bool waitForKind(PairingServer& server, Kind kind) {
         return waitUntil(&server, &PairingServer::stateChanged, [&] { return server.state().kind == kind; });
+    }
+
+    /// A plain socket connected to `port` on loopback; the system completes the connection before the
+    /// server has accepted it.
+    static int connectedSocket(quint16 port) {
+        const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        EXPECT_EQ(::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0)
+            << std::strerror(errno);
+        return fd;
     }
 
     static std::string fileContent(const std::filesystem::path& path) {
@@ -152,6 +175,7 @@ TEST_F(PairingServerTest, ListsTheFixedPortsByDefault) {
     EXPECT_EQ(PairingServer::Options{}.ports, (std::vector<std::uint16_t>{52901, 52902, 52903, 52904}));
     EXPECT_EQ(PairingServer::Options{}.expiry, std::chrono::seconds(300));
     EXPECT_EQ(PairingServer::Options{}.requestTimeout, std::chrono::seconds(10));
+    EXPECT_EQ(PairingServer::Options{}.expiryCheckInterval, std::chrono::seconds(1));
 }
 
 TEST_F(PairingServerTest, AnswersARequestSplitOverSeveralReads) {
@@ -349,6 +373,32 @@ TEST_F(PairingServerTest, ReturnsToIdleWhenTheInjectedExpiryPasses) {
     EXPECT_FALSE(late.waitConnected());
 }
 
+TEST_F(PairingServerTest, EndsTheSessionFiveMinutesAfterReadyCountingTimeAsleep) {
+    ContinuousClock::time_point now{std::chrono::hours(1)};
+    int reads = 0;
+    auto serverOptions = options();
+    serverOptions.expiry = PairingServer::Options{}.expiry;
+    serverOptions.expiryClock = [&] {
+        ++reads;
+        return now;
+    };
+    // Short checks keep the test quick; only the fake clock decides when five minutes have passed.
+    serverOptions.expiryCheckInterval = 2ms;
+    auto server = makeServer(std::move(serverOptions));
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+
+    // Asleep for all but the last instant of the five minutes.
+    now += 300s - 1ns;
+    const int seen = reads;
+    ASSERT_TRUE(TestSupport::spinUntil([&] { return reads >= seen + 3; }));
+    EXPECT_TRUE(server->isWaiting());
+
+    now += 1ns;
+    ASSERT_TRUE(waitForKind(*server, Kind::idle));
+    EXPECT_EQ(messages(*server).back(), "listener stopped");
+}
+
 TEST_F(PairingServerTest, StartingTwiceLeavesOneListenerWithTheSecondCode) {
     auto server = makeServer(options());
     server->start();
@@ -469,6 +519,128 @@ TEST_F(PairingServerTest, EscapesControlCharactersOfTheRequestLineInTheLog) {
     EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(server->state().port, request)), 404);
     EXPECT_EQ(messages(*server).back(),
               "request PO\\u{1B}ST /pair\\u{7F} \u2192 rejected(status: 404, message: \"not found\")");
+}
+
+TEST_F(PairingServerTest, EscapesC1ControlCharactersOfTheRequestLineInTheLog) {
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    // U+009B starts an escape sequence in terminals that obey C1 controls.
+    const QByteArray request = "GET /pair\xC2\x9B"
+                               "2J\xC2\x85x\xC2\xA0 HTTP/1.1\r\n\r\n";
+    EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(server->state().port, request)), 404);
+    EXPECT_EQ(messages(*server).back(),
+              "request GET /pair\\u{9B}2J\\u{85}x\u00A0 \u2192 rejected(status: 404, "
+              "message: \"not found\")");
+}
+
+TEST_F(PairingServerTest, APeerThatHalfClosesAfterACompleteRequestStillGetsTheReply) {
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    PhoneClient client(server->state().port);
+    ASSERT_TRUE(client.waitConnected());
+    client.send("GET /status HTTP/1.1\r\n\r\n");
+    ASSERT_EQ(::shutdown(static_cast<int>(client.socket().socketDescriptor()), SHUT_WR), 0);
+    const QByteArray response = client.waitClosed();
+    EXPECT_EQ(TestSupport::statusOf(response), 404);
+    EXPECT_EQ(TestSupport::bodyOf(response), QByteArray(R"({"error":"not found"})"));
+}
+
+TEST_F(PairingServerTest, DeliversTheWholeReplyAndClosesInOrderWhileThePeerKeepsSending) {
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    // Should the server reset the connection, writing to it must fail rather than end the test.
+    const auto previous = std::signal(SIGPIPE, SIG_IGN);
+    const int fd = connectedSocket(server->state().port);
+    ASSERT_EQ(::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK), 0);
+
+    // Far more than the server reads before answering, so bytes of the peer are still unread in its
+    // socket when the reply has gone out.
+    std::string pending = "GET /status HTTP/1.1\r\n\r\n" + std::string(std::size_t{1} << 20, 'x');
+    std::string received;
+    bool orderly = false;
+    int failure = 0;
+    const bool ended = TestSupport::spinUntil([&] {
+        if (orderly || failure != 0) {
+            return true;
+        }
+        if (!pending.empty()) {
+            const ssize_t sent = ::send(fd, pending.data(), pending.size(), 0);
+            if (sent > 0) {
+                pending.erase(0, static_cast<std::size_t>(sent));
+            } else if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
+                failure = errno;
+                return true;
+            }
+        }
+        char buffer[4096];
+        for (;;) {
+            const ssize_t count = ::recv(fd, buffer, sizeof buffer, 0);
+            if (count > 0) {
+                received.append(buffer, static_cast<std::size_t>(count));
+                continue;
+            }
+            if (count == 0) {
+                orderly = true;
+                return true;
+            }
+            if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
+                failure = errno;
+                return true;
+            }
+            return false;
+        }
+    });
+    ::close(fd);
+    std::signal(SIGPIPE, previous);
+
+    ASSERT_TRUE(ended);
+    EXPECT_TRUE(orderly) << "the connection ended with: " << std::strerror(failure);
+    const QByteArray response = QByteArray::fromStdString(received);
+    EXPECT_EQ(TestSupport::statusOf(response), 404);
+    EXPECT_EQ(TestSupport::bodyOf(response), QByteArray(R"({"error":"not found"})"));
+    EXPECT_TRUE(TestSupport::spinUntil([&] { return server->openConnections() == 0; }));
+}
+
+TEST_F(PairingServerTest, FailsWhenTheListenerCanNoLongerAccept) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer runtime opens descriptors of its own and cannot run out of them";
+#endif
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    const auto port = server->state().port;
+    ASSERT_FALSE(m_announcers->empty());
+    m_announcers->back()->observer.registered("Studio._nuvexa._tcp.local.");
+    const int client = connectedSocket(port);
+
+    // Out of file descriptors: the lowest free one becomes the limit, so accepting needs one too many.
+    rlimit saved{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &saved), 0);
+    const int lowestFree = ::dup(0);
+    ASSERT_GE(lowestFree, 0);
+    ::close(lowestFree);
+    rlimit lowered = saved;
+    lowered.rlim_cur = static_cast<rlim_t>(lowestFree);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &lowered), 0);
+    const bool failed = waitForKind(*server, Kind::failed);
+    ::setrlimit(RLIMIT_NOFILE, &saved);
+    ::close(client);
+
+    ASSERT_TRUE(failed);
+    EXPECT_FALSE(server->state().message.empty());
+    EXPECT_EQ(messages(*server).back().rfind("listener failed on " + std::to_string(port) + ": ", 0), 0u)
+        << messages(*server).back();
+    EXPECT_FALSE(server->announced());
+    EXPECT_TRUE(m_announcers->back()->destroyed) << "a dead listener is not announced";
+    PhoneClient late(port);
+    EXPECT_FALSE(late.waitConnected()) << "the listener is closed";
+
+    server->stop();
+    EXPECT_EQ(server->state(), PairingServer::State::idle());
+    EXPECT_EQ(messages(*server).back(), "listener stopped");
 }
 
 TEST_F(PairingServerTest, ClosesAConnectionSilentlyWhenItsRequestTakesTooLong) {

@@ -45,7 +45,7 @@ Companion::CompanionModel::Environment PanelWorld::environment() {
     environment.authorizedKeys = home.path() / ".ssh" / "authorized_keys";
     environment.serverOptions.ports = ports;
     environment.serverOptions.listenAddress = QHostAddress::LocalHost;
-    environment.serverOptions.logFile = home.path() / "nuvexa-companion.log";
+    environment.serverOptions.logFile = logFile.empty() ? home.path() / "nuvexa-companion.log" : logFile;
     environment.serverOptions.announcer = [this] {
         auto record = std::make_shared<FakeAnnouncer::Record>();
         announcers.push_back(record);

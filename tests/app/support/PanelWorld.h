@@ -13,6 +13,7 @@
 #include <QSignalSpy>
 #include <QUrl>
 
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -89,6 +90,8 @@ public:
 
     // Set before `build`.
     std::vector<std::uint16_t> ports = {0};
+    /// The pairing log; "nuvexa-companion.log" in the home folder when empty.
+    std::filesystem::path logFile;
 
     /// The fake surroundings of a model, for a test that builds its own.
     Companion::CompanionModel::Environment environment();

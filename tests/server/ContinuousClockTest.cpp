@@ -1,0 +1,42 @@
+#include "CompanionCore/server/ContinuousClock.h"
+
+#include <gtest/gtest.h>
+
+#include <ctime>
+#include <thread>
+
+namespace {
+
+using CompanionCore::ContinuousClock;
+
+ContinuousClock::duration systemReading(clockid_t id) {
+    timespec reading{};
+    ::clock_gettime(id, &reading);
+    return std::chrono::seconds(reading.tv_sec) + std::chrono::nanoseconds(reading.tv_nsec);
+}
+
+// The system clock that keeps counting through a suspend: CLOCK_BOOTTIME on Linux; on macOS, where
+// that name does not exist, CLOCK_MONOTONIC does so itself.
+#ifdef CLOCK_BOOTTIME
+constexpr clockid_t countsThroughSleep = CLOCK_BOOTTIME;
+#else
+constexpr clockid_t countsThroughSleep = CLOCK_MONOTONIC;
+#endif
+
+TEST(ContinuousClockTest, ReadsTheClockThatCountsThroughSleep) {
+    const auto before = systemReading(countsThroughSleep);
+    const auto reading = ContinuousClock::now().time_since_epoch();
+    const auto after = systemReading(countsThroughSleep);
+    EXPECT_LE(before, reading);
+    EXPECT_LE(reading, after);
+}
+
+TEST(ContinuousClockTest, NeverGoesBackAndCountsTimeWaited) {
+    static_assert(ContinuousClock::is_steady);
+    const auto start = ContinuousClock::now();
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    const auto end = ContinuousClock::now();
+    EXPECT_GE(end - start, std::chrono::milliseconds(5));
+}
+
+} // namespace
