@@ -6,6 +6,8 @@
 #include <QDir>
 #include <QString>
 
+#include <algorithm>
+
 namespace Companion {
 
 namespace {
@@ -79,21 +81,21 @@ std::optional<std::string> CompanionModel::meshAddress() const {
     if (m_drozakStatus && m_drozakStatus->connected && m_drozakStatus->ip && !m_drozakStatus->ip->empty()) {
         return m_drozakStatus->ip;
     }
-    for (const auto& address : m_addresses) {
-        if (CompanionCore::Addresses::classify(address) == CompanionCore::Addresses::Kind::mesh) {
-            return address;
-        }
+    const auto listed = firstMeshAddress();
+    if (listed == m_addresses.end()) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    return *listed;
 }
 
 bool CompanionModel::hasMeshAddress() const {
-    for (const auto& address : m_addresses) {
-        if (CompanionCore::Addresses::classify(address) == CompanionCore::Addresses::Kind::mesh) {
-            return true;
-        }
-    }
-    return false;
+    return firstMeshAddress() != m_addresses.end();
+}
+
+std::vector<std::string>::const_iterator CompanionModel::firstMeshAddress() const {
+    return std::find_if(m_addresses.begin(), m_addresses.end(), [](const std::string& address) {
+        return CompanionCore::Addresses::classify(address) == CompanionCore::Addresses::Kind::mesh;
+    });
 }
 
 void CompanionModel::refresh() {

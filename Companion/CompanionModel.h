@@ -123,6 +123,8 @@ signals:
 
 private:
     std::optional<std::string> locate(const char* name) const;
+    /// The first mesh-range address of `addresses`, or its end.
+    std::vector<std::string>::const_iterator firstMeshAddress() const;
     std::vector<std::string> hostList(const std::vector<std::string>& interfaceAddresses) const;
     /// Runs `job` on the worker; `job` hands results back with `publish`.
     void enqueue(std::function<void(std::stop_token)> job);

@@ -9,8 +9,8 @@
 
 #include "Companion/CompanionModel.h"
 #include "Companion/HostIdentity.h"
-#include "Companion/LogFile.h"
 #include "CompanionCore/Tools.h"
+#include "CompanionCore/server/EventLog.h"
 
 #include <QCoreApplication>
 #include <QDesktopServices>
@@ -192,7 +192,7 @@ void ContentView::connectObserved() {
         const auto file = m_model.pairing().logFile();
         // Before the first pairing there is no log yet, and an opener shown a missing file says so
         // with an error: an empty log is the honest answer.
-        Companion::LogFile::ensureExists(file);
+        CompanionCore::EventLog::ensureExists(file);
         m_options.openUrl(QUrl::fromLocalFile(QString::fromStdString(file.string())));
     });
     connect(m_quitButton, &QPushButton::clicked, this, [this] { m_options.quit(); });

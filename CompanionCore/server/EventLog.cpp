@@ -28,6 +28,24 @@ void createFolder(const std::filesystem::path& folder) {
 
 } // namespace
 
+bool EventLog::ensureExists(const std::filesystem::path& file) {
+    if (file.empty()) {
+        return false;
+    }
+    struct stat info {};
+    if (::stat(file.c_str(), &info) == 0) {
+        return true;
+    }
+    createFolder(file.parent_path());
+    // Exclusive creation: a log the server writes at the same moment is left as it is.
+    const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, fileMode);
+    if (fd < 0) {
+        return errno == EEXIST;
+    }
+    ::close(fd);
+    return true;
+}
+
 EventLog::EventLog(std::filesystem::path file, Clock now)
     : m_file(std::move(file))
     , m_now(std::move(now)) {}

@@ -30,6 +30,11 @@ public:
 
     const std::filesystem::path& file() const { return m_file; }
 
+    /// Makes sure `file` exists, so that the desktop's opener has something to show before the first
+    /// line is written: creates each missing folder (0700) and an empty file (0600). An existing file
+    /// is never opened for writing, let alone truncated. False when the file is still not there.
+    static bool ensureExists(const std::filesystem::path& file);
+
     /// ISO 8601 in UTC with whole seconds and "Z", for instance 2026-11-16T03:45:35Z.
     static std::string timestamp(Timestamp at);
 

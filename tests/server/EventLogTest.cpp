@@ -20,6 +20,10 @@ std::string content(const std::filesystem::path& path) {
     return text.str();
 }
 
+std::filesystem::perms permissionsOf(const std::filesystem::path& path) {
+    return std::filesystem::status(path).permissions();
+}
+
 mode_t modeOf(const std::filesystem::path& path) {
     struct stat info {};
     ::stat(path.c_str(), &info);
@@ -106,3 +110,57 @@ TEST(EventLogTest, AnEmptyPathKeepsLinesInMemoryOnly) {
 }
 
 } // namespace
+
+using std::filesystem::perms;
+
+TEST(EventLogTest, EnsureExistsCreatesAMissingLogEmptyAndForThisUserOnly) {
+    TestSupport::TemporaryDirectory home;
+    const auto log = home / "nuvexa-companion.log";
+    EXPECT_TRUE(EventLog::ensureExists(log));
+    ASSERT_TRUE(std::filesystem::is_regular_file(log));
+    EXPECT_EQ(std::filesystem::file_size(log), 0U);
+    EXPECT_EQ(permissionsOf(log), perms::owner_read | perms::owner_write);
+}
+
+TEST(EventLogTest, EnsureExistsCreatesEachMissingFolderForThisUserOnly) {
+    TestSupport::TemporaryDirectory home;
+    const auto log = home.path() / ".local" / "state" / "nuvexa-companion.log";
+    EXPECT_TRUE(EventLog::ensureExists(log));
+    EXPECT_TRUE(std::filesystem::is_regular_file(log));
+    EXPECT_EQ(permissionsOf(home / ".local"), perms::owner_all);
+    EXPECT_EQ(permissionsOf(home.path() / ".local" / "state"), perms::owner_all);
+}
+
+TEST(EventLogTest, EnsureExistsLeavesTheModeOfAnExistingFolderAlone) {
+    TestSupport::TemporaryDirectory home;
+    std::filesystem::create_directory(home / "Logs");
+    const auto shared =
+        perms::owner_all | perms::group_read | perms::group_exec | perms::others_read | perms::others_exec;
+    std::filesystem::permissions(home / "Logs", shared);
+    EXPECT_TRUE(EventLog::ensureExists(home.path() / "Logs" / "nuvexa-companion.log"));
+    EXPECT_EQ(permissionsOf(home / "Logs"), shared);
+}
+
+TEST(EventLogTest, EnsureExistsNeverTruncatesOrTouchesAnExistingLog) {
+    TestSupport::TemporaryDirectory home;
+    const auto log = home / "nuvexa-companion.log";
+    const std::string lines = "2026-11-16T03:45:35Z pairing requested\n";
+    {
+        std::ofstream file(log);
+        file << lines;
+    }
+    std::filesystem::permissions(log, perms::owner_read);
+    EXPECT_TRUE(EventLog::ensureExists(log));
+    EXPECT_EQ(content(log), lines);
+    EXPECT_EQ(permissionsOf(log), perms::owner_read);
+}
+
+TEST(EventLogTest, EnsureExistsAnswersFalseWhenTheFolderCannotBeMade) {
+    TestSupport::TemporaryDirectory home;
+    { std::ofstream blocker(home / "Logs"); }
+    EXPECT_FALSE(EventLog::ensureExists(home.path() / "Logs" / "nuvexa-companion.log"));
+}
+
+TEST(EventLogTest, EnsureExistsAnEmptyPathIsNoLog) {
+    EXPECT_FALSE(EventLog::ensureExists({}));
+}
