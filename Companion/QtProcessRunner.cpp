@@ -3,6 +3,10 @@
 #include <QProcess>
 #include <QString>
 #include <QStringList>
+#include <QThread>
+
+#include <memory>
+#include <optional>
 
 namespace Companion {
 
@@ -51,15 +55,40 @@ int milliseconds(std::chrono::milliseconds duration) {
 
 /// Terminate first so the child can clean up (systemd-inhibit ends its own child on it); kill only a
 /// child that ignores it.
-void end(QProcess& process) {
+void end(QProcess& process, std::chrono::milliseconds grace) {
     if (process.state() == QProcess::NotRunning) {
         return;
     }
     process.terminate();
-    if (!process.waitForFinished(milliseconds(QtProcessRunner::terminationGrace))) {
+    if (!process.waitForFinished(milliseconds(grace))) {
         process.kill();
         process.waitForFinished(-1);
     }
+}
+
+/// Lives as long as the program: a child may still be in its grace when everything else is gone.
+QThread& reaperThread() {
+    static QThread* const thread = [] {
+        auto* reaper = new QThread;
+        reaper->setObjectName(QStringLiteral("child reaper"));
+        reaper->start();
+        return reaper;
+    }();
+    return *thread;
+}
+
+/// Sends the terminate signal now and leaves the rest of `end` to the reaper thread.
+void endOffThePath(std::unique_ptr<QProcess> process, std::chrono::milliseconds grace) {
+    process->terminate();
+    QProcess* child = process.release();
+    child->moveToThread(&reaperThread());
+    QMetaObject::invokeMethod(
+        child,
+        [child, grace] {
+            end(*child, grace);
+            delete child;
+        },
+        Qt::QueuedConnection);
 }
 
 bool launch(QProcess& process, const ProcessCommand& command) {
@@ -76,11 +105,12 @@ bool launch(QProcess& process, const ProcessCommand& command) {
 
 class QtRunningProcess final : public RunningProcess {
 public:
-    explicit QtRunningProcess(const ProcessCommand& command) {
+    QtRunningProcess(const ProcessCommand& command, std::chrono::milliseconds grace)
+        : m_grace(grace) {
         configure(m_process, command);
         launch(m_process, command);
     }
-    ~QtRunningProcess() override { end(m_process); }
+    ~QtRunningProcess() override { end(m_process, m_grace); }
 
     bool isRunning() const override { return m_process.state() != QProcess::NotRunning; }
 
@@ -99,12 +129,14 @@ public:
 
 private:
     QProcess m_process;
+    std::chrono::milliseconds m_grace;
 };
 
 } // namespace
 
 ProcessResult QtProcessRunner::execute(const ProcessCommand& command, std::stop_token stop) {
-    QProcess process;
+    auto owned = std::make_unique<QProcess>();
+    QProcess& process = *owned;
     configure(process, command);
     ProcessResult result;
     if (!launch(process, command)) {
@@ -112,21 +144,23 @@ ProcessResult QtProcessRunner::execute(const ProcessCommand& command, std::stop_
         result.error = process.errorString().toStdString();
         return result;
     }
-    const auto started = std::chrono::steady_clock::now();
+    // The deadline counts from the launch, whatever the child does with the terminate signal.
+    const auto deadline =
+        command.timeout ? std::optional(std::chrono::steady_clock::now() + *command.timeout) : std::nullopt;
     while (process.state() != QProcess::NotRunning) {
         auto slice = stopCheckInterval;
-        if (command.timeout) {
-            const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(
-                std::chrono::steady_clock::now() - started);
-            if (elapsed >= *command.timeout) {
-                end(process);
+        if (deadline) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                *deadline - std::chrono::steady_clock::now());
+            if (left.count() <= 0) {
+                endOffThePath(std::move(owned), m_terminationGrace);
                 result.status = ProcessResult::Status::timedOut;
                 return result;
             }
-            slice = std::min(slice, *command.timeout - elapsed);
+            slice = std::min(slice, left);
         }
         if (stop.stop_requested()) {
-            end(process);
+            endOffThePath(std::move(owned), m_terminationGrace);
             result.status = ProcessResult::Status::cancelled;
             return result;
         }
@@ -145,7 +179,7 @@ ProcessResult QtProcessRunner::execute(const ProcessCommand& command, std::stop_
 }
 
 std::unique_ptr<RunningProcess> QtProcessRunner::start(const ProcessCommand& command) {
-    return std::make_unique<QtRunningProcess>(command);
+    return std::make_unique<QtRunningProcess>(command, m_terminationGrace);
 }
 
 bool QtProcessRunner::startDetached(const ProcessCommand& command) {

@@ -6,7 +6,9 @@
 #include <QClipboard>
 #include <QCursor>
 #include <QEvent>
+#include <QMouseEvent>
 #include <QScreen>
+#include <QWindow>
 
 namespace CompanionApp {
 
@@ -41,22 +43,18 @@ MenuBarApp::MenuBarApp(Options options, QObject* parent)
     // on the icon while the panel is open only closes it.
     m_panel->setWindowFlags(Qt::Popup);
     m_panel->setAttribute(Qt::WA_NoMouseReplay);
+    m_panel->setAttribute(Qt::WA_ShowWithoutActivating);
     m_panel->installEventFilter(this);
+    // Sees the icon's mouse events before the tray turns them into activations.
+    qApp->installEventFilter(this);
     QApplication::setQuitOnLastWindowClosed(false);
 
     m_tray = std::make_unique<QSystemTrayIcon>(MenuBarIcon::forTray());
     m_tray->setToolTip(QString::fromLatin1(MenuBarIcon::accessibleName));
     connect(m_tray.get(), &QSystemTrayIcon::activated, this,
             [this](QSystemTrayIcon::ActivationReason reason) {
-                switch (reason) {
-                case QSystemTrayIcon::Trigger:
-                case QSystemTrayIcon::Context:
+                if (isClick(reason)) {
                     togglePanel();
-                    break;
-                case QSystemTrayIcon::DoubleClick:
-                case QSystemTrayIcon::MiddleClick:
-                case QSystemTrayIcon::Unknown:
-                    break;
                 }
             });
     m_tray->show();
@@ -68,6 +66,21 @@ MenuBarApp::~MenuBarApp() {
     m_panel.reset();
 }
 
+bool MenuBarApp::isClick(QSystemTrayIcon::ActivationReason reason) {
+    switch (reason) {
+    case QSystemTrayIcon::Trigger:
+    case QSystemTrayIcon::Context:
+    // An XEmbed tray and the macOS status item report a press that follows another within the
+    // double-click interval as this instead of a trigger: it is a click of its own, not an extra.
+    case QSystemTrayIcon::DoubleClick:
+        return true;
+    case QSystemTrayIcon::MiddleClick:
+    case QSystemTrayIcon::Unknown:
+        return false;
+    }
+    return false;
+}
+
 void MenuBarApp::togglePanel() {
     if (m_panel->isVisible()) {
         m_panel->hide();
@@ -76,15 +89,42 @@ void MenuBarApp::togglePanel() {
     placePanel();
     m_panel->show();
     m_panel->raise();
-    m_panel->activateWindow();
 }
 
 bool MenuBarApp::eventFilter(QObject* watched, QEvent* event) {
+    if (isSecondHalfOfClosingPress(watched, event)) {
+        return true;
+    }
     // The panel's height follows its content; it stays attached to the icon as it grows.
     if (watched == m_panel.get() && event->type() == QEvent::Resize && m_panel->isVisible()) {
         placePanel();
     }
     return QObject::eventFilter(watched, event);
+}
+
+bool MenuBarApp::isSecondHalfOfClosingPress(QObject* watched, QEvent* event) {
+    switch (event->type()) {
+    case QEvent::MouseButtonPress:
+        // While the panel is open it takes every press (its pointer grab) and closes on one outside it.
+        if (watched == m_panel.get() && m_panel->isVisible()) {
+            m_closingPressTime = static_cast<QMouseEvent*>(event)->timestamp();
+        }
+        return false;
+    case QEvent::MouseButtonDblClick: {
+        // When that press also completes a double click, Qt hands the double-click half of the very
+        // same press to the window under the pointer once the panel is gone: on the icon it would
+        // reopen the panel, toggling twice for one click.
+        const auto* click = static_cast<QMouseEvent*>(event);
+        const bool echo = m_closingPressTime.has_value() && click->timestamp() == *m_closingPressTime &&
+                          qobject_cast<QWindow*>(watched) != nullptr && watched != m_panel->windowHandle();
+        if (echo) {
+            m_closingPressTime.reset();
+        }
+        return echo;
+    }
+    default:
+        return false;
+    }
 }
 
 void MenuBarApp::placePanel() {

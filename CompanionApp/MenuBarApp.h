@@ -7,6 +7,7 @@
 #include <QSystemTrayIcon>
 
 #include <memory>
+#include <optional>
 
 namespace CompanionApp {
 
@@ -32,6 +33,10 @@ public:
     /// Absent when the desktop had no tray at start.
     QSystemTrayIcon* trayIcon() { return m_tray.get(); }
 
+    /// True when the tray reports what a person sees as one click on the icon: each such click toggles
+    /// the panel exactly once, however quickly it follows the previous one.
+    static bool isClick(QSystemTrayIcon::ActivationReason reason);
+
     /// Drops the panel under (or above) the icon, or closes it when it is open.
     void togglePanel();
 
@@ -40,10 +45,15 @@ protected:
 
 private:
     void placePanel();
+    /// True for the event that must not reach the icon because the press it belongs to already
+    /// closed the panel.
+    bool isSecondHalfOfClosingPress(QObject* watched, QEvent* event);
 
     std::unique_ptr<Companion::CompanionModel> m_model;
     std::unique_ptr<ContentView> m_panel;
     std::unique_ptr<QSystemTrayIcon> m_tray;
+    /// The time stamp of the last press the open panel took.
+    std::optional<quint64> m_closingPressTime;
 };
 
 } // namespace CompanionApp

@@ -200,6 +200,8 @@ void PairingServer::tryPort(std::size_t index) {
         const QAbstractSocket::SocketError error = listener->serverError();
         const std::string description = listener->errorString().toStdString();
         delete listener;
+        // A listener that failed still ends with the session, as one that ran does.
+        m_failedListenerPending = true;
         log("listener failed on " + std::to_string(port) + ": " + description);
         if (session != m_session) {
             return;
@@ -453,7 +455,7 @@ void PairingServer::teardown() {
         socket->abort();
         socket->deleteLater();
     }
-    if (listener) {
+    if (listener || std::exchange(m_failedListenerPending, false)) {
         log("listener stopped");
     }
     setAnnounced(false);

@@ -177,6 +177,8 @@ private:
     int m_codesDrawn = 0;
     std::unique_ptr<PairingHandler> m_handler;
     QPointer<QTcpServer> m_listener;
+    /// A listener of this session failed to open; the next teardown reports it stopped.
+    bool m_failedListenerPending = false;
     std::unique_ptr<Announcer> m_announcer;
     std::map<QTcpSocket*, Connection> m_connections;
     ExpiryTimer m_expiry;

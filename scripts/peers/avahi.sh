@@ -48,7 +48,7 @@ start() {
         mkdir -p /run/dbus
         rm -f /run/dbus/pid
         dbus-daemon --system --fork --print-pid > "$dir/dbus.pid"
-        for _ in $(seq 50); do
+        for _ in $(seq 600); do
             system_bus_answers && break
             sleep 0.1
         done
@@ -78,7 +78,7 @@ CONF
     ip netns exec "$namespace" avahi-daemon -f "$dir/avahi-daemon.conf" --no-drop-root --no-chroot --no-rlimits \
         > "$dir/avahi.log" 2>&1 &
     echo $! > "$dir/avahi.pid"
-    for _ in $(seq 100); do
+    for _ in $(seq 600); do
         [ "$(avahi_state)" = 2 ] && break
         sleep 0.1
     done
@@ -90,7 +90,7 @@ stop() {
     if [ -f "$dir/avahi.pid" ]; then
         pid=$(cat "$dir/avahi.pid")
         kill "$pid" 2>/dev/null || true
-        for _ in $(seq 50); do
+        for _ in $(seq 600); do
             kill -0 "$pid" 2>/dev/null || break
             sleep 0.1
         done

@@ -67,7 +67,7 @@ CONF
     /usr/sbin/sshd -t -f "$dir/sshd_config" || unavailable "sshd refuses its test configuration"
     rm -f "$dir/sshd.pid"
     /usr/sbin/sshd -f "$dir/sshd_config" -E "$dir/sshd.log"
-    for _ in $(seq 100); do
+    for _ in $(seq 600); do
         port_is_free "$port" || break
         sleep 0.1
     done

@@ -42,4 +42,14 @@ TEST(MenuBarAppTest, TogglingThePanelHidesAndShowsItAgain) {
     EXPECT_TRUE(app.panel().isVisible());
 }
 
+TEST(MenuBarAppTest, EveryActivationThatIsOneClickTogglesThePanel) {
+    // A press that follows another within the double-click interval arrives as DoubleClick: it is
+    // still one click, and dropping it lost every quick second click.
+    EXPECT_TRUE(CompanionApp::MenuBarApp::isClick(QSystemTrayIcon::Trigger));
+    EXPECT_TRUE(CompanionApp::MenuBarApp::isClick(QSystemTrayIcon::DoubleClick));
+    EXPECT_TRUE(CompanionApp::MenuBarApp::isClick(QSystemTrayIcon::Context));
+    EXPECT_FALSE(CompanionApp::MenuBarApp::isClick(QSystemTrayIcon::MiddleClick));
+    EXPECT_FALSE(CompanionApp::MenuBarApp::isClick(QSystemTrayIcon::Unknown));
+}
+
 } // namespace

@@ -1,4 +1,5 @@
 #include "Companion/linux/DBusNotificationCentre.h"
+#include "support/Patience.h"
 
 #include "support/NotificationsService.h"
 #include "support/PrivateSessionBus.h"
@@ -14,7 +15,7 @@ using TestSupport::NotificationsService;
 
 namespace {
 
-constexpr int generousWait = 10000;
+constexpr int generousWait = TestSupport::generousMilliseconds;
 
 class DBusNotificationCentreTest : public ::testing::Test {
 protected:

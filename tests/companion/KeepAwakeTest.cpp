@@ -1,5 +1,6 @@
 #include "Companion/KeepAwake.h"
 #include "Companion/QtProcessRunner.h"
+#include "support/Patience.h"
 
 #include "support/FakeProcessRunner.h"
 #include "support/TemporaryDirectory.h"
@@ -56,13 +57,7 @@ bool processExists(long long pid) {
 }
 
 bool waitUntilGone(long long pid) {
-    for (int attempt = 0; attempt < 500; ++attempt) {
-        if (!processExists(pid)) {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
+    return TestSupport::pollUntil([pid] { return !processExists(pid); });
 }
 
 } // namespace

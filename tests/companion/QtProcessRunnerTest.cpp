@@ -1,6 +1,7 @@
 #include "Companion/QtProcessRunner.h"
 
 #include "support/Executable.h"
+#include "support/Patience.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -25,16 +26,14 @@ std::string readFile(const std::filesystem::path& path) {
     return contents.str();
 }
 
-/// Waits (generously) until a file has content, for scripts that report their pid.
+/// Waits until a file has a whole line, for scripts that report their pid.
 std::string waitForContent(const std::filesystem::path& path) {
-    for (int attempt = 0; attempt < 500; ++attempt) {
-        auto text = readFile(path);
-        if (!text.empty() && text.back() == '\n') {
-            return text;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return {};
+    std::string text;
+    TestSupport::pollUntil([&] {
+        text = readFile(path);
+        return !text.empty() && text.back() == '\n';
+    });
+    return text;
 }
 
 bool processExists(long long pid) {
@@ -42,13 +41,7 @@ bool processExists(long long pid) {
 }
 
 bool waitUntilGone(long long pid) {
-    for (int attempt = 0; attempt < 500; ++attempt) {
-        if (!processExists(pid)) {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
+    return TestSupport::pollUntil([pid] { return !processExists(pid); });
 }
 
 } // namespace
@@ -115,6 +108,28 @@ TEST(QtProcessRunnerTest, TerminatesAChildThatOutlivesItsTimeout) {
     const auto pidText = waitForContent(pidFile);
     ASSERT_FALSE(pidText.empty());
     EXPECT_TRUE(waitUntilGone(std::stoll(pidText)));
+}
+
+TEST(QtProcessRunnerTest, ReturnsAtItsDeadlineEvenWhenTheChildIgnoresTheTerminateSignal) {
+    TestSupport::TemporaryDirectory directory;
+    const auto pidFile = directory / "pid";
+    const auto script =
+        TestSupport::writeScript(directory / "stubborn", "trap '' TERM\necho $$ > '" + pidFile.string() +
+                                                             "'\nwhile :; do /bin/sleep 1; done");
+    // A grace longer than any test: if the run waited for the child's end, it would never return.
+    QtProcessRunner runner(std::chrono::hours(1));
+    ProcessCommand command{script.string(), {}, ProcessCommand::Output::capture};
+    // Long enough for the shell to set its trap first, whatever the machine's load.
+    command.timeout = std::chrono::milliseconds(2000);
+    const auto result = runner.run(command);
+    EXPECT_EQ(result.status, ProcessResult::Status::timedOut);
+    const auto pidText = waitForContent(pidFile);
+    ASSERT_FALSE(pidText.empty());
+    const auto pid = std::stoll(pidText);
+    // Still in its grace, reaped off the caller's path; the test ends it rather than wait an hour.
+    EXPECT_TRUE(processExists(pid));
+    ::kill(static_cast<pid_t>(pid), SIGKILL);
+    EXPECT_TRUE(waitUntilGone(pid));
 }
 
 TEST(QtProcessRunnerTest, AStopRequestEndsTheChild) {

@@ -1,5 +1,6 @@
 #include "Companion/SystemActions.h"
 #include "Companion/QtProcessRunner.h"
+#include "support/Patience.h"
 
 #include "support/Executable.h"
 #include "support/FakeProcessRunner.h"
@@ -63,19 +64,13 @@ TEST_F(SystemActionsTest, RelayStatusOfAToolThatHangsIsAbsentWithinTheLimitAndTh
     const auto pidFile = m_directory / "pid";
     const auto tool =
         writeScript(m_directory / "drozak", "echo $$ > '" + pidFile.string() + "'\nexec /bin/sleep 60");
-    const auto began = std::chrono::steady_clock::now();
+    // The limit itself is the runner's deadline (checked with the exact command above); the runner
+    // returns at it however the tool treats the terminate signal. Here: absent, and the tool ended.
     const auto status = m_actions.drozakStatus(tool.string());
-    const auto elapsed = std::chrono::steady_clock::now() - began;
     EXPECT_FALSE(status.has_value());
-    // About two seconds; only "well before the tool would have ended" is asserted.
-    EXPECT_LT(elapsed, std::chrono::seconds(30));
     const auto pid = std::stoll(readFile(pidFile));
-    bool gone = false;
-    for (int attempt = 0; attempt < 300 && !gone; ++attempt) {
-        gone = ::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    EXPECT_TRUE(gone);
+    EXPECT_TRUE(
+        TestSupport::pollUntil([pid] { return ::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH; }));
 }
 
 TEST_F(SystemActionsTest, RelayStatusIsAbsentWhenTheToolPrintsValidJsonButExitsWithStatusOne) {

@@ -2,6 +2,7 @@
 #include "Companion/QtProcessRunner.h"
 #include "Companion/linux/DBusNotificationCentre.h"
 #include "CompanionCore/Tools.h"
+#include "support/Patience.h"
 
 #include "support/FakeClock.h"
 #include "support/FakeNotificationCentre.h"
@@ -28,7 +29,7 @@ using TestSupport::FakeProcessRunner;
 
 namespace {
 
-constexpr int generousWait = 10000;
+constexpr int generousWait = TestSupport::generousMilliseconds;
 constexpr std::chrono::milliseconds quickPolls{10};
 
 /// Waits until `notifier` has handled `count` more polls.

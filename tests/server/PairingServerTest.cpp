@@ -171,6 +171,36 @@ TEST_F(PairingServerTest, FailsWithNoFreePortWhenAllAreBusy) {
     EXPECT_TRUE(m_announcers->empty());
 }
 
+TEST_F(PairingServerTest, TheStopAfterNoFreePortReportsTheListenerStopped) {
+    const std::vector<std::uint16_t> busy = {occupy(), occupy(), occupy(), occupy()};
+    auto server = makeServer(options(busy));
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::failed));
+    server->stop();
+    EXPECT_EQ(messages(*server).back(), "listener stopped");
+    EXPECT_EQ(server->state(), PairingServer::State::idle());
+    // Reported once: a second stop has nothing left to end.
+    const auto count = server->events().size();
+    server->stop();
+    EXPECT_EQ(server->events().size(), count);
+}
+
+TEST_F(PairingServerTest, TheStartAfterAnotherListenerErrorReportsTheListenerStoppedFirst) {
+    auto serverOptions = options();
+    // An address this machine does not have: binding fails at once, and no packet leaves.
+    serverOptions.listenAddress = QHostAddress(QStringLiteral("192.0.2.1"));
+    auto server = makeServer(std::move(serverOptions));
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::failed));
+    ASSERT_TRUE(messages(*server).back().starts_with("listener failed on ")) << messages(*server).back();
+    const auto before = server->events().size();
+    server->start();
+    const auto lines = messages(*server);
+    ASSERT_GT(lines.size(), before + 1);
+    EXPECT_EQ(lines[before], "listener stopped");
+    EXPECT_EQ(lines[before + 1], "pairing requested");
+}
+
 TEST_F(PairingServerTest, ListsTheFixedPortsByDefault) {
     EXPECT_EQ(PairingServer::Options{}.ports, (std::vector<std::uint16_t>{52901, 52902, 52903, 52904}));
     EXPECT_EQ(PairingServer::Options{}.expiry, std::chrono::seconds(300));

@@ -7,6 +7,7 @@
 #include "support/FakeNotificationCentre.h"
 #include "support/FakeProcessRunner.h"
 #include "support/FakeSystemActions.h"
+#include "support/Patience.h"
 #include "support/TemporaryDirectory.h"
 
 #include <QHostAddress>
@@ -22,9 +23,7 @@
 
 namespace AppTestSupport {
 
-/// Bounds the waits for the model's worker and the event loop; only a broken build reaches it, and no
-/// test relies on anything happening within it.
-inline constexpr int generousMilliseconds = 30000;
+using TestSupport::generousMilliseconds;
 
 /// Which files the model and the panel take for installed tools; shared with the model's worker
 /// thread.

@@ -4,12 +4,13 @@
 #include <QObject>
 #include <QTimer>
 
+#include "support/Patience.h"
+
 #include <chrono>
 
 namespace TestSupport {
 
-/// A bound on waits that only a broken build reaches; no test relies on it passing quickly.
-inline constexpr std::chrono::milliseconds generousTimeout{30000};
+inline constexpr std::chrono::milliseconds generousTimeout = generousBound;
 
 /// Runs the event loop until `done()` holds, checking it each time `sender` emits `signal`. False
 /// when the bound passes first.

@@ -1,63 +1,22 @@
 #!/usr/bin/env bash
-# The companion on a real X display: starts a private X server (Xvfb) with an XEmbed tray (trayer),
-# starts the companion there, and checks that its icon appears in the tray, that a click on it drops
-# the panel just under the icon, that a second click closes it, and that "Salir" ends the program.
-# Screenshots of the whole screen are kept in the artifact folder.
+# The companion itself on a real X display with a tray (run inside with_x_tray.sh): its icon appears
+# in the tray, a click drops the panel just under the icon, a second click closes it, a third opens it
+# again, and "Salir" ends the program. Screenshots of the whole screen are kept in the artifact folder.
 #
-#   tray_click_test.sh COMPANION TRAY_PROBE DISPLAY_NUMBER ARTIFACT_FOLDER
-#
-# Exits 77 (skipped) when the X tools are missing, except on CI (CI=true), where that fails.
+#   with_x_tray.sh PROBE DISPLAY tray_click_test.sh COMPANION ARTIFACT_FOLDER
 set -euo pipefail
 
 companion=$1
-probe=$2
-display=":$3"
-artifacts=$4
-
-missing=()
-for tool in Xvfb trayer xdotool xdpyinfo import dbus-run-session; do
-    command -v "$tool" >/dev/null 2>&1 || missing+=("$tool")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-    echo "tray test: ${missing[*]} not installed (scripts/setup.sh installs them)"
-    if [ "${CI:-}" = true ]; then
-        exit 1
-    fi
-    echo "tray test: skipped"
-    exit 77
-fi
-
-# Everything below runs on a session bus of its own, so nothing reaches the user's session.
-if [ "${NUVEXA_TRAY_TEST_ON_PRIVATE_BUS:-}" != 1 ]; then
-    NUVEXA_TRAY_TEST_ON_PRIVATE_BUS=1 exec dbus-run-session -- "$0" "$@"
-fi
-
-if [ -e "/tmp/.X${display#:}-lock" ]; then
-    echo "tray test: display $display is already in use; choose another with -DNUVEXA_TRAY_TEST_DISPLAY=N"
-    exit 1
-fi
-
-work=$(mktemp -d "${TMPDIR:-/tmp}/nuvexa-tray-test.XXXXXX")
-mkdir -m 700 "$work/runtime" "$work/home"
+artifacts=$2
+work=$NUVEXA_TRAY_WORK
 mkdir -p "$artifacts"
-xvfb_pid=""
-trayer_pid=""
 companion_pid=""
 
 finish() {
-    local status=$?
-    for pid in "$companion_pid" "$trayer_pid" "$xvfb_pid"; do
-        if [ -n "$pid" ] && kill -0 "$pid" 2>/dev/null; then
-            kill "$pid" 2>/dev/null || true
-            wait "$pid" 2>/dev/null || true
-        fi
-    done
-    if [ $status -ne 0 ]; then
-        for log in "$work"/*.log; do
-            [ -s "$log" ] && { echo "--- $(basename "$log")"; cat "$log"; }
-        done
+    if [ -n "$companion_pid" ] && kill -0 "$companion_pid" 2>/dev/null; then
+        kill "$companion_pid" 2>/dev/null || true
+        wait "$companion_pid" 2>/dev/null || true
     fi
-    rm -rf "$work"
 }
 trap finish EXIT
 
@@ -71,7 +30,7 @@ fail() {
 wait_for() {
     local what=$1
     shift
-    for _ in $(seq 300); do
+    for _ in $(seq 600); do
         if "$@" >/dev/null 2>&1; then
             return 0
         fi
@@ -79,26 +38,6 @@ wait_for() {
     done
     fail "gave up waiting for $what"
 }
-
-export DISPLAY=$display
-export HOME=$work/home
-export XDG_RUNTIME_DIR=$work/runtime
-export XDG_STATE_HOME=$work/home/.local/state
-export QT_QPA_PLATFORM=xcb
-# The Spanish keys, whatever the machine's language.
-export LC_ALL=C.UTF-8 LANGUAGE=
-# Announcing needs the system bus; nothing in this test announces, so it is kept out of reach.
-export DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/nuvexa-no-system-bus
-
-Xvfb "$display" -screen 0 1024x768x24 -nolisten tcp >"$work/xvfb.log" 2>&1 &
-xvfb_pid=$!
-wait_for "the X server" xdpyinfo
-
-trayer --edge top --align right --widthtype request --height 28 --SetDockType true --transparent false \
-    >"$work/trayer.log" 2>&1 &
-trayer_pid=$!
-# The tray is usable once it owns the tray selection, which the probe checks as the companion will.
-wait_for "the tray" "$probe"
 
 "$companion" >"$work/companion.log" 2>&1 &
 companion_pid=$!
