@@ -216,7 +216,8 @@ Expected<std::string, Failure> normalize(std::string_view key, std::string_view 
     }
     std::string cleaned(comment);
     std::replace(cleaned.begin(), cleaned.end(), '\n', ' ');
-    const auto trimmed = Unicode::trim(cleaned, Unicode::isBlank);
+    // The phone chose the comment: nothing in it may steer a terminal that shows the file.
+    const auto trimmed = Unicode::displaySafe(Unicode::trim(cleaned, Unicode::isBlank));
 
     std::string line;
     line.reserve(pieces[0].size() + pieces[1].size() + trimmed.size() + 2);

@@ -23,7 +23,9 @@ inline constexpr std::array<std::string_view, 7> keyTypes = {
 };
 
 /// The key as one authorized_keys line (no line break): type, blank, base64 blob and, when the
-/// cleaned comment is not empty, blank and comment. The key's own comment is dropped.
+/// cleaned comment is not empty, blank and comment. The comment is cleaned by turning line feeds into
+/// blanks, trimming blanks and making it display-safe (`Unicode::displaySafe`). The key's own comment
+/// is dropped.
 Expected<std::string, Failure> normalize(std::string_view key, std::string_view comment);
 
 /// Adds `line` to the file at `path` unless a line with the same type and blob is there. Answers

@@ -35,7 +35,6 @@ void appendEscaped(std::string& out, std::string_view text, bool escapeQuotes) {
     static constexpr char hex[] = "0123456789ABCDEF";
     std::size_t pos = 0;
     while (pos < text.size()) {
-        const std::size_t start = pos;
         const char32_t c = Unicode::decodeAt(text, pos);
         switch (c) {
         case '\\':
@@ -60,13 +59,15 @@ void appendEscaped(std::string& out, std::string_view text, bool escapeQuotes) {
             out += "\\t";
             break;
         default:
-            if (c < 0x20 || c == 0x7F) {
+            if (Unicode::isUnsafeForDisplay(c)) {
                 out += "\\u{";
-                out += hex[(c >> 4) & 0xF];
-                out += hex[c & 0xF];
+                for (int shift = c > 0xFF ? 12 : 4; shift >= 0; shift -= 4) {
+                    out += hex[(c >> shift) & 0xF];
+                }
                 out += '}';
             } else {
-                out.append(text.substr(start, pos - start));
+                // Re-encoded, so an ill-formed byte is written as U+FFFD rather than as itself.
+                Unicode::appendUtf8(out, c);
             }
         }
     }
@@ -98,8 +99,9 @@ PairingHandler::Outcome PairingHandler::handle(const HttpRequest& request) {
         break;
     }
     // From here the code is spent, whatever happens to the key.
-    const std::string comment = std::string(commentPrefix) + pairing->device;
-    const auto line = AuthorizedKeys::normalize(pairing->publicKey, comment);
+    // The name reaches the key file, the log, terminals and the panel: one safe form for all of them.
+    std::string device = Unicode::displaySafe(pairing->device);
+    const auto line = AuthorizedKeys::normalize(pairing->publicKey, std::string(commentPrefix) + device);
     if (!line) {
         return Rejected{400, "not a public key"};
     }
@@ -111,7 +113,7 @@ PairingHandler::Outcome PairingHandler::handle(const HttpRequest& request) {
     }
     return Paired{PairingResponse{m_identity.user, m_identity.name, m_identity.sshPort, m_identity.hosts,
                                   m_identity.mosh, m_identity.tmux},
-                  installed};
+                  installed, std::move(device), *line};
 }
 
 std::string PairingHandler::reply(const Outcome& outcome) {

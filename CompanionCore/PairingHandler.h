@@ -33,6 +33,10 @@ public:
         PairingResponse response;
         /// False when the same key was already in the file.
         bool keyInstalled = false;
+        /// The phone's name as it was written after "nuvexa:": safe to show (`Unicode::displaySafe`).
+        std::string device;
+        /// The authorized_keys line that holds the key (without its line break).
+        std::string line;
         bool operator==(const Paired&) const = default;
     };
 

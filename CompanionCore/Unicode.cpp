@@ -7,8 +7,6 @@ namespace CompanionCore::Unicode {
 
 namespace {
 
-constexpr char32_t replacementCharacter = 0xFFFD;
-
 /// Length and validity of the sequence starting at `pos`; 0 when ill-formed.
 std::size_t sequenceLength(std::string_view bytes, std::size_t pos, char32_t& scalar) {
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[pos + i]); };
@@ -116,6 +114,27 @@ std::string sanitizedUtf8(std::string_view bytes) {
     std::size_t pos = 0;
     while (pos < bytes.size()) {
         appendUtf8(out, decodeAt(bytes, pos));
+    }
+    return out;
+}
+
+bool isUnsafeForDisplay(char32_t c) {
+    return c < 0x20 || (c >= 0x7F && c <= 0x9F) || c == 0x2028 || c == 0x2029 || c == 0x061C || c == 0x200E ||
+           c == 0x200F || (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+}
+
+std::string displaySafe(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    std::size_t pos = 0;
+    while (pos < text.size()) {
+        const char32_t c = decodeAt(text, pos);
+        if (c == '\n') {
+            out += ' ';
+        } else {
+            // An ill-formed byte has decoded as U+FFFD already, so it is written as that.
+            appendUtf8(out, isUnsafeForDisplay(c) ? replacementCharacter : c);
+        }
     }
     return out;
 }

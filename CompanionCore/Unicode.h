@@ -21,6 +21,19 @@ void appendUtf8(std::string& out, char32_t scalar);
 /// Replaces ill-formed sequences by U+FFFD.
 std::string sanitizedUtf8(std::string_view bytes);
 
+/// What stands, visibly, for a character that must never reach a file, the log, a terminal or the
+/// panel as itself.
+inline constexpr char32_t replacementCharacter = 0xFFFD;
+
+/// True for scalars that can steer a terminal or reorder the text around them: the C0 and C1
+/// controls, DEL, the line and paragraph separators, and the bidirectional marks, embeddings,
+/// overrides and isolates.
+bool isUnsafeForDisplay(char32_t c);
+
+/// `text` safe to write anywhere a person reads it: a line feed becomes a blank, every other unsafe
+/// scalar and every ill-formed sequence becomes U+FFFD. Everything else is kept byte for byte.
+std::string displaySafe(std::string_view text);
+
 /// Space separators (general category Zs) and the tab: white space that is not a line break.
 bool isBlank(char32_t c);
 

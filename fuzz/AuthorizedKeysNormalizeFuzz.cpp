@@ -72,8 +72,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const std::string_view cleanedComment = tail.empty() ? tail : tail.substr(1);
     std::string blanked(comment);
     std::replace(blanked.begin(), blanked.end(), '\n', ' ');
-    require(cleanedComment == Unicode::trim(blanked, Unicode::isBlank),
-            "the comment is the given one, line feeds blanked and blanks trimmed");
+    require(cleanedComment == Unicode::displaySafe(Unicode::trim(blanked, Unicode::isBlank)),
+            "the comment is the given one, line feeds blanked, blanks trimmed, made display-safe");
+    require(Unicode::displaySafe(line) == line, "nothing in a line can steer a terminal");
 
     require(AuthorizedKeys::normalize(line, comment) == normalized,
             "normalizing a normalized line changes nothing");

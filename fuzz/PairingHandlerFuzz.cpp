@@ -9,6 +9,7 @@
 #include "CompanionCore/PairingHandler.h"
 #include "CompanionCore/PairingRequest.h"
 #include "CompanionCore/PairingResponse.h"
+#include "CompanionCore/Unicode.h"
 #include "Invariant.h"
 
 #include <chrono>
@@ -164,14 +165,14 @@ PairingHandler::Outcome expectedOutcome(const HttpRequest& request) {
     if (pairing->code != codeDigits) {
         return PairingHandler::Rejected{403, "wrong code"};
     }
-    const auto line =
-        AuthorizedKeys::normalize(pairing->publicKey, std::string(commentPrefix) + pairing->device);
+    const std::string device = CompanionCore::Unicode::displaySafe(pairing->device);
+    const auto line = AuthorizedKeys::normalize(pairing->publicKey, std::string(commentPrefix) + device);
     if (!line) {
         return PairingHandler::Rejected{400, "not a public key"};
     }
     const auto id = identity();
     return PairingHandler::Paired{PairingResponse{id.user, id.name, id.sshPort, id.hosts, id.mosh, id.tmux},
-                                  !startsWithKey(AuthorizedKeys::keyIdentity(*line))};
+                                  !startsWithKey(AuthorizedKeys::keyIdentity(*line)), device, *line};
 }
 
 } // namespace

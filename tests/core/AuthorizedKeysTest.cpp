@@ -141,8 +141,17 @@ TEST(AuthorizedKeysTest, ALineFeedInTheCommentBecomesABlank) {
               "ssh-ed25519 " + blob + " nuvexa:Ana Phone");
 }
 
-TEST(AuthorizedKeysTest, TheCommentKeepsACarriageReturnAndLosesOuterBlanks) {
-    EXPECT_EQ(normalized("ssh-ed25519 " + blob, "  nuvexa:Ana\r\t"), "ssh-ed25519 " + blob + " nuvexa:Ana\r");
+TEST(AuthorizedKeysTest, TheCommentShowsACarriageReturnAsTheReplacementAndLosesOuterBlanks) {
+    EXPECT_EQ(normalized("ssh-ed25519 " + blob, "  nuvexa:Ana\r\t"),
+              "ssh-ed25519 " + blob + " nuvexa:Ana\xEF\xBF\xBD");
+}
+
+TEST(AuthorizedKeysTest, NoTerminalSequenceInTheCommentReachesTheLine) {
+    const auto line = normalized("ssh-ed25519 " + blob, "nuvexa:\x1B]0;X\x07\x1B[2J\xC2\x9B"
+                                                        "1m\xE2\x80\xAEgpj.exe");
+    EXPECT_EQ(line, "ssh-ed25519 " + blob +
+                        " nuvexa:\xEF\xBF\xBD]0;X\xEF\xBF\xBD\xEF\xBF\xBD[2J\xEF\xBF\xBD"
+                        "1m\xEF\xBF\xBDgpj.exe");
 }
 
 TEST(AuthorizedKeysTest, KeyIdentityIsTypeAndBlob) {

@@ -152,7 +152,8 @@ TEST_F(PairingHandlerTest, ThreeWrongCodesExpireTheCodeEvenForTheRightOne) {
 }
 
 TEST_F(PairingHandlerTest, TheRightCodeInstallsTheKeyAndAnswersWithTheIdentity) {
-    EXPECT_EQ(handler.handle(pairing(rightCode)), Outcome(Paired{studioResponse(), true}));
+    EXPECT_EQ(handler.handle(pairing(rightCode)),
+              Outcome(Paired{studioResponse(), true, "iPhone", "ssh-ed25519 " + blob + " nuvexa:iPhone"}));
     EXPECT_EQ(readFile(keys), "ssh-ed25519 " + blob + " nuvexa:iPhone\n");
     EXPECT_TRUE(handler.code().used());
 }
@@ -173,7 +174,8 @@ TEST_F(PairingHandlerTest, TheRightCodeWithAKeyAlreadyInTheFileLeavesItUnchanged
     fs::create_directory(home / ".ssh");
     const std::string existing = "ssh-ed25519 " + blob + " nuvexa:Old name\n";
     writeFile(keys, existing);
-    EXPECT_EQ(handler.handle(pairing(rightCode)), Outcome(Paired{studioResponse(), false}));
+    EXPECT_EQ(handler.handle(pairing(rightCode)),
+              Outcome(Paired{studioResponse(), false, "iPhone", "ssh-ed25519 " + blob + " nuvexa:iPhone"}));
     EXPECT_EQ(readFile(keys), existing);
 }
 
@@ -219,6 +221,14 @@ TEST_F(PairingHandlerTest, ALineFeedInTheDeviceNameIsWrittenAsABlank) {
     EXPECT_EQ(readFile(keys), "ssh-ed25519 " + blob + " nuvexa:Ana Phone\n");
 }
 
+TEST_F(PairingHandlerTest, ATerminalSequenceInTheDeviceNameReachesNeitherTheFileNorTheOutcome) {
+    const auto outcome = handler.handle(pairing(rightCode, phoneKey, "\x1B]0;X\x07\x1B[2JAna\xE2\x80\xAE"));
+    const std::string shown = "\xEF\xBF\xBD]0;X\xEF\xBF\xBD\xEF\xBF\xBD[2JAna\xEF\xBF\xBD";
+    ASSERT_TRUE(std::holds_alternative<Paired>(outcome));
+    EXPECT_EQ(std::get<Paired>(outcome).device, shown);
+    EXPECT_EQ(readFile(keys), "ssh-ed25519 " + blob + " nuvexa:" + shown + "\n");
+}
+
 TEST_F(PairingHandlerTest, TheDeviceNameIsWrittenUnchangedAfterThePrefix) {
     handler.handle(pairing(rightCode, phoneKey, "iPhone de Ana \xC3\xA9"));
     EXPECT_EQ(readFile(keys), "ssh-ed25519 " + blob + " nuvexa:iPhone de Ana \xC3\xA9\n");
@@ -250,7 +260,7 @@ TEST_F(PairingHandlerTest, RepliesToAPairingWithTheFullIdentity) {
     const PairingResponse response{"ana", "Ana's Mac/Studio", 2222, {"Studio.local", "192.168.1.20"}, true,
                                    false};
     EXPECT_EQ(
-        PairingHandler::reply(Paired{response, true}),
+        PairingHandler::reply(Paired{response, true, {}, {}}),
         "HTTP/1.1 200 OK\r\n"
         "Content-Type: application/json; charset=utf-8\r\n"
         "Content-Length: 121\r\n"
@@ -260,8 +270,8 @@ TEST_F(PairingHandlerTest, RepliesToAPairingWithTheFullIdentity) {
 }
 
 TEST_F(PairingHandlerTest, RepliesTheSameWhetherOrNotTheKeyWasNew) {
-    EXPECT_EQ(PairingHandler::reply(Paired{studioResponse(), false}),
-              PairingHandler::reply(Paired{studioResponse(), true}));
+    EXPECT_EQ(PairingHandler::reply(Paired{studioResponse(), false, {}, {}}),
+              PairingHandler::reply(Paired{studioResponse(), true, {}, {}}));
 }
 
 TEST_F(PairingHandlerTest, RepliesToASuccessfulHandleWithTheIdentityDocument) {
@@ -352,13 +362,13 @@ TEST_F(PairingHandlerTest, DescribesAnExhaustedCodeByItsName) {
 }
 
 TEST_F(PairingHandlerTest, DescribesAPairingWithTheQualifiedResponse) {
-    EXPECT_EQ(describe(Paired{studioResponse(), true}),
+    EXPECT_EQ(describe(Paired{studioResponse(), true, {}, {}}),
               R"(paired(CompanionCore.PairingResponse(user: "ana", name: "Studio", sshPort: 22, )"
               R"(hosts: ["Studio.local", "192.168.1.20"], mosh: true, tmux: false), keyInstalled: true))");
 }
 
 TEST_F(PairingHandlerTest, DescribesAnEmptyHostListAsEmptyBrackets) {
-    EXPECT_EQ(describe(Paired{PairingResponse{"u", "n", 2222, {}, false, true}, false}),
+    EXPECT_EQ(describe(Paired{PairingResponse{"u", "n", 2222, {}, false, true}, false, {}, {}}),
               R"(paired(CompanionCore.PairingResponse(user: "u", name: "n", sshPort: 2222, )"
               R"(hosts: [], mosh: false, tmux: true), keyInstalled: false))");
 }
@@ -371,7 +381,7 @@ TEST_F(PairingHandlerTest, DescribesAMessageWithItsSpecialCharactersEscaped) {
 }
 
 TEST_F(PairingHandlerTest, DescribesTextsInsideTheResponseEscaped) {
-    EXPECT_EQ(describe(Paired{PairingResponse{"a\"b", "c\nd", 22, {"e\\f"}, false, false}, true}),
+    EXPECT_EQ(describe(Paired{PairingResponse{"a\"b", "c\nd", 22, {"e\\f"}, false, false}, true, {}, {}}),
               R"(paired(CompanionCore.PairingResponse(user: "a\"b", name: "c\nd", sshPort: 22, )"
               R"(hosts: ["e\\f"], mosh: false, tmux: false), keyInstalled: true))");
 }
@@ -386,6 +396,18 @@ TEST_F(PairingHandlerTest, LogQuotedOfAnEmptyTextIsTwoQuotes) {
 
 TEST_F(PairingHandlerTest, EscapedControlsLeavesQuotesAlone) {
     EXPECT_EQ(escapedControls("Ana's \"phone\""), "Ana's \"phone\"");
+}
+
+TEST_F(PairingHandlerTest, EscapedControlsEscapesC1SeparatorsAndBidirectionalControls) {
+    EXPECT_EQ(escapedControls("a\xC2\x9B"
+                              "b\xE2\x80\xA8"
+                              "c\xE2\x80\xAE"
+                              "d\xE2\x81\xA6"),
+              R"(a\u{9B}b\u{2028}c\u{202E}d\u{2066})");
+}
+
+TEST_F(PairingHandlerTest, EscapedControlsWritesAnIllFormedByteAsTheReplacementCharacter) {
+    EXPECT_EQ(escapedControls("caf\xE9"), "caf\xEF\xBF\xBD");
 }
 
 TEST_F(PairingHandlerTest, EscapedControlsEscapesLineBreaksAndControls) {

@@ -160,3 +160,55 @@ TEST(UnicodeTest, LowercasesTheKelvinSignToLatinK) {
 TEST(UnicodeTest, LowercasesCapitalIWithDotToTwoScalars) {
     EXPECT_EQ(Unicode::lowercased("\xC4\xB0"), "i\xCC\x87");
 }
+
+namespace {
+const std::string replacement = "\xEF\xBF\xBD";
+} // namespace
+
+TEST(UnicodeTest, DisplaySafeKeepsOrdinaryTextByteForByte) {
+    const std::string text = "iPhone de Ana \xC3\xA9 \xF0\x9F\x98\x80 \xE3\x80\x80";
+    EXPECT_EQ(Unicode::displaySafe(text), text);
+}
+
+TEST(UnicodeTest, DisplaySafeTurnsALineFeedIntoABlank) {
+    EXPECT_EQ(Unicode::displaySafe("Ana\nPhone"), "Ana Phone");
+}
+
+TEST(UnicodeTest, DisplaySafeReplacesEveryC0ControlButTheLineFeedAndDelete) {
+    for (char32_t c = 0; c < 0x20; ++c) {
+        if (c == '\n') {
+            continue;
+        }
+        const std::string text{'a', static_cast<char>(c), 'b'};
+        EXPECT_EQ(Unicode::displaySafe(text), "a" + replacement + "b") << "U+" << static_cast<int>(c);
+    }
+    EXPECT_EQ(Unicode::displaySafe("a\x7F"
+                                   "b"),
+              "a" + replacement + "b");
+}
+
+TEST(UnicodeTest, DisplaySafeReplacesC1Controls) {
+    EXPECT_EQ(Unicode::displaySafe("\xC2\x80\xC2\x85\xC2\x9B\xC2\x9F"),
+              replacement + replacement + replacement + replacement);
+    EXPECT_EQ(Unicode::displaySafe("\xC2\xA0"), "\xC2\xA0"); // no-break space is not a control
+}
+
+TEST(UnicodeTest, DisplaySafeReplacesLineAndParagraphSeparatorsAndBidirectionalControls) {
+    // U+2028, U+2029, U+061C, U+200E, U+200F, U+202A to U+202E, U+2066 to U+2069.
+    for (const char* scalar : {"\xE2\x80\xA8", "\xE2\x80\xA9", "\xD8\x9C", "\xE2\x80\x8E", "\xE2\x80\x8F",
+                               "\xE2\x80\xAA", "\xE2\x80\xAB", "\xE2\x80\xAC", "\xE2\x80\xAD", "\xE2\x80\xAE",
+                               "\xE2\x81\xA6", "\xE2\x81\xA7", "\xE2\x81\xA8", "\xE2\x81\xA9"}) {
+        EXPECT_EQ(Unicode::displaySafe(std::string("x") + scalar + "y"), "x" + replacement + "y");
+    }
+    // The zero-width joiner next to them is part of ordinary emoji and stays.
+    EXPECT_EQ(Unicode::displaySafe("\xE2\x80\x8D"), "\xE2\x80\x8D");
+}
+
+TEST(UnicodeTest, DisplaySafeReplacesIllFormedBytes) {
+    EXPECT_EQ(Unicode::displaySafe("caf\xE9!"), "caf" + replacement + "!");
+}
+
+TEST(UnicodeTest, DisplaySafeDefusesATerminalTitleAndClearSequence) {
+    EXPECT_EQ(Unicode::displaySafe("\x1B]0;X\x07\x1B[2J"),
+              replacement + "]0;X" + replacement + replacement + "[2J");
+}
