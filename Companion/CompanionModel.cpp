@@ -3,7 +3,6 @@
 #include "Companion/HostIdentity.h"
 #include "CompanionCore/Addresses.h"
 
-#include <QDir>
 #include <QString>
 
 #include <algorithm>
@@ -49,14 +48,14 @@ CompanionModel::CompanionModel(Environment environment, QObject* parent)
         };
     }
     if (!m_environment.authorizedKeys) {
-        m_environment.authorizedKeys =
-            std::filesystem::path(QDir::homePath().toStdString()) / ".ssh/authorized_keys";
+        m_environment.authorizedKeys = HostIdentity::authorizedKeysFile();
     }
     m_worker.setMaxThreadCount(1);
 
     m_keepAwake =
         std::make_unique<KeepAwake>(m_systemActions->keepAwakeCommand(), m_systemActions->sharedRunner());
     m_tmuxNotifier = std::make_unique<TmuxNotifier>(m_environment.notifier);
+    m_pairingExpiry = m_environment.serverOptions.expiry;
     // The model owns the server and so outlives it: the provider may hold the model plainly.
     m_pairing = std::make_unique<CompanionCore::PairingServer>(
         [this] { return identity(); }, *m_environment.authorizedKeys, m_environment.serverOptions);

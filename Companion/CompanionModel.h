@@ -11,6 +11,7 @@
 #include <QObject>
 #include <QThreadPool>
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -77,6 +78,8 @@ public:
     void setLastError(std::optional<std::string> message);
 
     CompanionCore::PairingServer& pairing() { return *m_pairing; }
+    /// How long a pairing session waits for the phone once it listens.
+    std::chrono::milliseconds pairingExpiry() const { return m_pairingExpiry; }
     KeepAwake& keepAwake() { return *m_keepAwake; }
     TmuxNotifier& tmuxNotifier() { return *m_tmuxNotifier; }
     /// For the panel's own actions, such as turning the SSH server on.
@@ -153,6 +156,7 @@ private:
     std::unique_ptr<KeepAwake> m_keepAwake;
     std::unique_ptr<TmuxNotifier> m_tmuxNotifier;
     std::unique_ptr<CompanionCore::PairingServer> m_pairing;
+    std::chrono::milliseconds m_pairingExpiry;
 
     std::stop_source m_stop;
     /// One thread: jobs run in the order they were asked for.

@@ -2,6 +2,7 @@
 
 #include "Companion/NetworkInterfaces.h"
 #include "CompanionCore/Addresses.h"
+#include "CompanionCore/server/LogLocation.h"
 
 #include <climits>
 #include <cstdlib>
@@ -22,6 +23,10 @@ std::string userName() {
     }
     const char* name = std::getenv("USER");
     return name != nullptr ? name : "";
+}
+
+std::filesystem::path authorizedKeysFile() {
+    return CompanionCore::LogLocation::homeDirectory() / ".ssh" / "authorized_keys";
 }
 
 std::string hostName() {

@@ -18,6 +18,9 @@ inline constexpr int sshPort = 22;
 /// The login name of the effective user.
 std::string userName();
 
+/// The current user's authorized keys file: ".ssh/authorized_keys" in the home directory.
+std::filesystem::path authorizedKeysFile();
+
 /// The host name as the system reports it (gethostname).
 std::string hostName();
 

@@ -7,6 +7,19 @@ namespace CompanionApp::CompanionTexts {
 namespace {
 
 constexpr Text texts[] = {
+    {"Readiness", QT_TRANSLATE_NOOP("Readiness", "Inicio de sesión remoto (SSH)")},
+    {"Readiness", QT_TRANSLATE_NOOP("Readiness", "activado")},
+    {"Readiness", QT_TRANSLATE_NOOP("Readiness", "desactivado")},
+    {"Readiness", QT_TRANSLATE_NOOP("Readiness", "Activar…")},
+    {"Readiness", QT_TRANSLATE_NOOP("Readiness", "no instalado")},
+    {"Readiness", QT_TRANSLATE_NOOP("Readiness", "Instalar con Homebrew")},
+    //: mesh address
+    {"Readiness", QT_TRANSLATE_NOOP("Readiness", "conectado · %@")},
+    {"Readiness", QT_TRANSLATE_NOOP("Readiness", " · por relé")},
+    {"Readiness", QT_TRANSLATE_NOOP("Readiness", "no instalado · fuera de casa hace falta")},
+    {"Readiness", QT_TRANSLATE_NOOP("Readiness", "Descargar Drozak")},
+    {"Readiness", QT_TRANSLATE_NOOP("Readiness", "instalado, sin conexión")},
+    {"Readiness", QT_TRANSLATE_NOOP("Readiness", "Conectar")},
     {"SystemActions",
      QT_TRANSLATE_NOOP("SystemActions",
                        "No encuentro el servidor SSH. Instala el servidor OpenSSH y vuelve a pulsar.")},

@@ -9,6 +9,7 @@
 
 #include "Companion/CompanionModel.h"
 #include "Companion/HostIdentity.h"
+#include "Companion/Readiness.h"
 #include "CompanionCore/Tools.h"
 #include "CompanionCore/server/EventLog.h"
 
@@ -22,6 +23,8 @@
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QVBoxLayout>
+
+#include <array>
 
 namespace CompanionApp {
 
@@ -79,6 +82,7 @@ ContentView::ContentView(Companion::CompanionModel& model, Options options, QWid
     layout->addWidget(divider());
     m_pairingSection = new PairingSection(this);
     m_pairingSection->setObjectName(QStringLiteral("pairingSection"));
+    m_pairingSection->setExpiry(m_model.pairingExpiry());
     layout->addWidget(m_pairingSection);
     layout->addWidget(divider());
     layout->addWidget(buildFooter());
@@ -258,24 +262,14 @@ void ContentView::renderHeader() {
 }
 
 void ContentView::renderChecks() {
-    // Looked up once per render, as each appears in more than one row.
-    const QString notInstalled = tr("no instalado");
-    const QString installWithHomebrew = tr("Instalar con Homebrew");
-    const bool remoteLogin = m_model.remoteLogin();
-    m_remoteLoginRow->setContent({remoteLogin, tr("Inicio de sesión remoto (SSH)"),
-                                  remoteLogin ? tr("activado") : tr("desactivado"),
-                                  remoteLogin ? std::nullopt : std::optional<QString>(tr("Activar…")),
-                                  [this] { m_model.enableRemoteLogin(); }});
-    const auto& mosh = m_model.moshPath();
-    m_moshRow->setContent({mosh.has_value(), QStringLiteral("mosh-server"),
-                           mosh ? fromStd(*mosh) : notInstalled,
-                           mosh ? std::nullopt : std::optional<QString>(installWithHomebrew),
-                           [this] { m_model.installWithHomebrew(); }});
-    const auto& tmux = m_model.tmuxPath();
-    m_tmuxRow->setContent({tmux.has_value(), QStringLiteral("tmux"), tmux ? fromStd(*tmux) : notInstalled,
-                           tmux ? std::nullopt : std::optional<QString>(installWithHomebrew),
-                           [this] { m_model.installWithHomebrew(); }});
-    renderDrozakRow();
+    const auto checks = Companion::Readiness::checks(m_model);
+    const std::array<CheckRow*, 4> rows = {m_remoteLoginRow, m_moshRow, m_tmuxRow, m_drozakRow};
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        const auto& check = checks.at(i);
+        rows[i]->setContent(
+            {check.ok, check.title, check.detail, check.actionTitle,
+             [this, action = check.action] { Companion::Readiness::perform(m_model, action); }});
+    }
 
     m_keepAwakeSwitch->setText(tr("Mantener el Mac despierto"));
     {
@@ -291,30 +285,6 @@ void ContentView::renderChecks() {
     const auto& error = m_model.lastError();
     m_lastError->setText(error ? fromStd(*error) : QString());
     m_lastError->setVisible(error.has_value());
-}
-
-void ContentView::renderDrozakRow() {
-    CheckRow::Content row;
-    const auto mesh = m_model.meshAddress();
-    const auto& status = m_model.drozakStatus();
-    row.ok = mesh.has_value();
-    row.title = QStringLiteral("Drozak");
-    row.action = [this] { m_model.connectDrozak(); };
-    if (mesh) {
-        //: mesh address
-        row.detail = Translations::fill(tr("conectado · %@"), {fromStd(*mesh)});
-        if (status && status->relayConnected.value_or(false)) {
-            row.detail += tr(" · por relé");
-        }
-    } else if (!m_model.drozakPath()) {
-        row.detail = tr("no instalado · fuera de casa hace falta");
-        row.actionTitle = tr("Descargar Drozak");
-    } else {
-        const bool hasDetail = status && status->stateDetail && !status->stateDetail->empty();
-        row.detail = hasDetail ? fromStd(*status->stateDetail) : tr("instalado, sin conexión");
-        row.actionTitle = tr("Conectar");
-    }
-    m_drozakRow->setContent(std::move(row));
 }
 
 void ContentView::fitHeight() {

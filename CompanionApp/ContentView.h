@@ -85,7 +85,6 @@ private:
 
     void renderHeader();
     void renderChecks();
-    void renderDrozakRow();
     void fitHeight();
 
     Companion::CompanionModel& m_model;

@@ -41,6 +41,7 @@ QHBoxLayout* symbolLine(StatusSymbol* symbol, QLabel* text) {
 
 PairingSection::PairingSection(QWidget* parent)
     : QWidget(parent) {
+    setExpiry(CompanionCore::PairingServer::Options{}.expiry);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
@@ -54,6 +55,10 @@ PairingSection::PairingSection(QWidget* parent)
     buildPairedView();
     layout->addWidget(m_pairedView);
     render(CompanionCore::PairingServer::State::idle(), false, false);
+}
+
+void PairingSection::setExpiry(std::chrono::milliseconds expiry) {
+    m_expiryMinutes = static_cast<int>(std::chrono::ceil<std::chrono::minutes>(expiry).count());
 }
 
 void PairingSection::buildStartView() {
@@ -153,9 +158,9 @@ void PairingSection::render(const CompanionCore::PairingServer::State& state, bo
 
     m_codeCaption->setText(tr("Código para el iPhone"));
     m_code->setText(formattedCode(QString::fromStdString(state.digits)));
-    // The expiry is fixed text matching the code's lifetime, not a countdown.
-    m_portLine->setText(Translations::fill(tr("Esperando al iPhone en el puerto %d · caduca en 5 min"),
-                                           {QString::number(state.port)}));
+    // The session's whole lifetime, not a countdown.
+    m_portLine->setText(Translations::fill(tr("Esperando al iPhone en el puerto %d · caduca en %d min"),
+                                           {QString::number(state.port), QString::number(m_expiryMinutes)}));
     const Tone announcementTone = announced ? Tone::positive : Tone::secondary;
     m_announcementSymbol->setSymbol(announced ? StatusSymbol::Symbol::radioWaves
                                               : StatusSymbol::Symbol::hourglass,

@@ -5,6 +5,8 @@
 #include <QString>
 #include <QWidget>
 
+#include <chrono>
+
 class QLabel;
 class QPushButton;
 
@@ -26,6 +28,10 @@ public:
     /// Draws the section for `state`; `announced` picks the announcement line of the code view, and
     /// pairing can only be started while `remoteLogin` (the SSH server) is on.
     void render(const CompanionCore::PairingServer::State& state, bool announced, bool remoteLogin);
+
+    /// How long a session waits for the phone, which the waiting line states in whole minutes
+    /// (rounded up). The server's default until set.
+    void setExpiry(std::chrono::milliseconds expiry);
 
     /// The code as shown: its characters in order, with one blank before the fourth only.
     static QString formattedCode(const QString& digits);
@@ -63,6 +69,7 @@ private:
     QPushButton* m_startButton;
     QLabel* m_explanation;
     QLabel* m_failure;
+    int m_expiryMinutes = 0;
     BusyIndicator* m_progress;
     QWidget* m_codeView;
     QLabel* m_codeCaption;

@@ -1,7 +1,7 @@
 #include "cli/PairCommand.h"
 
 #include "Companion/HostIdentity.h"
-#include "CompanionCore/server/LogLocation.h"
+#include "Companion/SystemActions.h"
 #include "CompanionCore/server/PairingServer.h"
 #include "cli/KeyFingerprint.h"
 #include "cli/SignalNotifier.h"
@@ -10,7 +10,6 @@
 #include <QEventLoop>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTcpSocket>
 #include <QTimer>
 
 #include <cmath>
@@ -23,19 +22,6 @@ namespace Cli {
 namespace {
 
 using CompanionCore::PairingServer;
-
-constexpr quint16 sshPort = 22;
-/// Loopback refuses at once when nothing listens; this only bounds a stalled answer.
-constexpr int sshProbeMilliseconds = 1500;
-
-/// Whether something accepts connections on this machine's SSH port. Only loopback is asked.
-bool sshServerAnswers() {
-    QTcpSocket probe;
-    probe.connectToHost(QHostAddress(QHostAddress::LocalHost), sshPort);
-    const bool connected = probe.waitForConnected(sshProbeMilliseconds);
-    probe.abort();
-    return connected;
-}
 
 /// "123456" as people read it: "123 456".
 std::string spacedCode(const std::string& digits) {
@@ -237,13 +223,13 @@ int runPair(const QStringList& arguments) {
     if (parser.isSet(logFile)) {
         options.logFile = parser.value(logFile).toStdString();
     }
-    const std::filesystem::path keys =
-        parser.isSet(authorizedKeys)
-            ? std::filesystem::path(parser.value(authorizedKeys).toStdString())
-            : CompanionCore::LogLocation::homeDirectory() / ".ssh" / "authorized_keys";
+    const std::filesystem::path keys = parser.isSet(authorizedKeys)
+                                           ? std::filesystem::path(parser.value(authorizedKeys).toStdString())
+                                           : Companion::HostIdentity::authorizedKeysFile();
 
     const Report report(parser.isSet(json));
-    if (!sshServerAnswers()) {
+    // The same test as the readiness row, so the two front ends never disagree.
+    if (!Companion::makeSystemActions()->remoteLoginEnabled()) {
         report.warning("nothing answers on port 22 of this computer: the phone can pair, but cannot log in "
                        "until an SSH server runs");
     }

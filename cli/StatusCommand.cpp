@@ -1,7 +1,7 @@
 #include "cli/StatusCommand.h"
 
 #include "Companion/CompanionModel.h"
-#include "Companion/LocalizedFormat.h"
+#include "Companion/Readiness.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -44,28 +44,8 @@ struct Row {
     QString detail;
 };
 
-/// The relay row as the panel builds it.
-Row drozakRow(const Companion::CompanionModel& model) {
-    Row row{QStringLiteral("Drozak"), false, {}};
-    if (const auto mesh = model.meshAddress()) {
-        row.ok = true;
-        row.detail = Companion::LocalizedFormat::fill(translate("conectado · %@"), {text(*mesh)});
-        if (model.drozakStatus() && model.drozakStatus()->relayConnected == true) {
-            row.detail += translate(" · por relé");
-        }
-    } else if (!model.drozakPath()) {
-        row.detail = translate("no instalado · fuera de casa hace falta");
-    } else if (model.drozakStatus() && model.drozakStatus()->stateDetail &&
-               !model.drozakStatus()->stateDetail->empty()) {
-        row.detail = text(*model.drozakStatus()->stateDetail);
-    } else {
-        row.detail = translate("instalado, sin conexión");
-    }
-    return row;
-}
-
-Row toolRow(const QString& name, const std::optional<std::string>& path) {
-    return Row{name, path.has_value(), path ? text(*path) : translate("no instalado")};
+Row checkRow(const Companion::ReadinessCheck& check) {
+    return Row{check.title, check.ok, check.detail};
 }
 
 void write(const QString& output, std::FILE* stream) {
@@ -81,15 +61,13 @@ QString statusTable(const Companion::CompanionModel& model) {
         addresses.append(text(address));
     }
     const auto mesh = model.meshAddress();
-    const std::vector<Row> rows = {
-        Row{translate("Inicio de sesión remoto (SSH)"), model.remoteLogin(),
-            model.remoteLogin() ? translate("activado") : translate("desactivado")},
-        toolRow(QStringLiteral("mosh-server"), model.moshPath()),
-        toolRow(QStringLiteral("tmux"), model.tmuxPath()),
-        drozakRow(model),
-        Row{translate("Direcciones"), std::nullopt, addresses.join(QStringLiteral(", "))},
-        Row{translate("Dirección de malla"), std::nullopt, mesh ? text(*mesh) : translate("ninguna")},
-    };
+    std::vector<Row> rows;
+    for (const auto& check : Companion::Readiness::checks(model)) {
+        rows.push_back(checkRow(check));
+    }
+    rows.push_back(Row{translate("Direcciones"), std::nullopt, addresses.join(QStringLiteral(", "))});
+    rows.push_back(
+        Row{translate("Dirección de malla"), std::nullopt, mesh ? text(*mesh) : translate("ninguna")});
     qsizetype width = 0;
     for (const auto& row : rows) {
         width = std::max(width, row.label.size());

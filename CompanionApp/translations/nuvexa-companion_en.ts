@@ -29,57 +29,8 @@
         <translation>Home addresses only. Away from home you need Drozak or Tailscale on the Mac and on the iPhone; the mesh address will then appear here.</translation>
     </message>
     <message>
-        <source>no instalado</source>
-        <translation>not installed</translation>
-    </message>
-    <message>
-        <source>Instalar con Homebrew</source>
-        <translation>Install with Homebrew</translation>
-    </message>
-    <message>
-        <source>Inicio de sesión remoto (SSH)</source>
-        <translation>Remote Login (SSH)</translation>
-    </message>
-    <message>
-        <source>activado</source>
-        <translation>on</translation>
-    </message>
-    <message>
-        <source>desactivado</source>
-        <translation>off</translation>
-    </message>
-    <message>
-        <source>Activar…</source>
-        <translation>Turn On…</translation>
-    </message>
-    <message>
         <source>Mantener el Mac despierto</source>
         <translation>Keep the Mac awake</translation>
-    </message>
-    <message>
-        <source>conectado · %@</source>
-        <extracomment>mesh address</extracomment>
-        <translation>connected · %@</translation>
-    </message>
-    <message>
-        <source> · por relé</source>
-        <translation> · via relay</translation>
-    </message>
-    <message>
-        <source>no instalado · fuera de casa hace falta</source>
-        <translation>not installed · needed away from home</translation>
-    </message>
-    <message>
-        <source>Descargar Drozak</source>
-        <translation>Download Drozak</translation>
-    </message>
-    <message>
-        <source>instalado, sin conexión</source>
-        <translation>installed, not connected</translation>
-    </message>
-    <message>
-        <source>Conectar</source>
-        <translation>Connect</translation>
     </message>
 </context>
 <context>
@@ -97,8 +48,8 @@
         <translation>Code for the iPhone</translation>
     </message>
     <message>
-        <source>Esperando al iPhone en el puerto %d · caduca en 5 min</source>
-        <translation>Waiting for the iPhone on port %d · expires in 5 min</translation>
+        <source>Esperando al iPhone en el puerto %d · caduca en %d min</source>
+        <translation>Waiting for the iPhone on port %d · expires in %d min</translation>
     </message>
     <message>
         <source>Visible en la red local (Bonjour)</source>
@@ -146,6 +97,58 @@
     <message>
         <source>Sin permiso de notificaciones: el aviso solo se verá aquí.</source>
         <translation>Notifications are not allowed: the alert will only show here.</translation>
+    </message>
+</context>
+<context>
+    <name>Readiness</name>
+    <message>
+        <source>no instalado</source>
+        <translation>not installed</translation>
+    </message>
+    <message>
+        <source>Instalar con Homebrew</source>
+        <translation>Install with Homebrew</translation>
+    </message>
+    <message>
+        <source>Inicio de sesión remoto (SSH)</source>
+        <translation>Remote Login (SSH)</translation>
+    </message>
+    <message>
+        <source>activado</source>
+        <translation>on</translation>
+    </message>
+    <message>
+        <source>desactivado</source>
+        <translation>off</translation>
+    </message>
+    <message>
+        <source>Activar…</source>
+        <translation>Turn On…</translation>
+    </message>
+    <message>
+        <source>conectado · %@</source>
+        <extracomment>mesh address</extracomment>
+        <translation>connected · %@</translation>
+    </message>
+    <message>
+        <source> · por relé</source>
+        <translation> · via relay</translation>
+    </message>
+    <message>
+        <source>no instalado · fuera de casa hace falta</source>
+        <translation>not installed · needed away from home</translation>
+    </message>
+    <message>
+        <source>Descargar Drozak</source>
+        <translation>Download Drozak</translation>
+    </message>
+    <message>
+        <source>instalado, sin conexión</source>
+        <translation>installed, not connected</translation>
+    </message>
+    <message>
+        <source>Conectar</source>
+        <translation>Connect</translation>
     </message>
 </context>
 <context>

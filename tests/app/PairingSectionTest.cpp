@@ -14,6 +14,7 @@ namespace {
 using AppTestSupport::saveArtifact;
 using AppTestSupport::visibleElements;
 using State = CompanionCore::PairingServer::State;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 
 constexpr const char* explanation =
@@ -56,6 +57,14 @@ TEST(PairingSectionTest, PortIsWrittenInDecimalWithoutGrouping) {
                             "Esperando al iPhone en el puerto 52901 · caduca en 5 min {grey}",
                             "(hourglass) grey", "Anunciando en la red local… {grey}", "⟨Cancelar⟩"));
     saveArtifact(view.section);
+}
+
+TEST(PairingSectionTest, TheWaitingLineStatesTheSessionsOwnExpiryInWholeMinutes) {
+    Section view;
+    view.section.setExpiry(std::chrono::seconds(90));
+    view.section.render(State::waiting("012345", 52901), false, true);
+    EXPECT_THAT(visibleElements(view.section),
+                Contains("Esperando al iPhone en el puerto 52901 · caduca en 2 min {grey}"));
 }
 
 TEST(PairingSectionTest, AnnouncedCodeViewSaysItIsVisible) {

@@ -2,9 +2,8 @@
 #include "Companion/CompanionModel.h"
 
 #include "support/Executable.h"
-#include "support/FakeNotificationCentre.h"
-#include "support/FakeProcessRunner.h"
 #include "support/FakeSystemActions.h"
+#include "support/RefreshedModel.h"
 #include "support/TemporaryDirectory.h"
 
 #include <QJsonArray>
@@ -26,20 +25,7 @@ protected:
         m_actions->setAddresses({"192.168.1.5"});
     }
 
-    std::unique_ptr<CompanionModel> model() {
-        CompanionModel::Environment environment;
-        environment.systemActions = m_actions;
-        environment.searchPaths = std::vector<std::string>{m_tools.path().string()};
-        environment.hostName = [] { return std::string("studio"); };
-        environment.authorizedKeys = m_tools / "authorized_keys";
-        environment.serverOptions.logFile = m_tools / "companion.log";
-        environment.notifier.runner = std::make_shared<TestSupport::FakeProcessRunner>();
-        environment.notifier.notifications = std::make_shared<TestSupport::FakeNotificationCentre>();
-        auto result = std::make_unique<CompanionModel>(std::move(environment));
-        QSignalSpy refreshed(result.get(), &CompanionModel::refreshed);
-        EXPECT_TRUE(refreshed.wait(10000));
-        return result;
-    }
+    std::unique_ptr<CompanionModel> model() { return TestSupport::refreshedModel(m_actions, m_tools.path()); }
 
     TestSupport::TemporaryDirectory m_tools;
     std::shared_ptr<FakeSystemActions> m_actions;

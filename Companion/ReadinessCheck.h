@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QString>
+
+#include <optional>
+
+namespace Companion {
+
+/// One row of the computer's readiness for the phone, decided once and shown alike by the panel and
+/// the terminal front end.
+struct ReadinessCheck {
+    /// What the row's repair button asks of the model.
+    enum class Action { none, enableRemoteLogin, installTools, connectDrozak };
+
+    /// The check passed.
+    bool ok = false;
+    /// Name of the thing checked.
+    QString title;
+    /// One line of state.
+    QString detail;
+    /// Label of the repair button; absent when the row offers none.
+    std::optional<QString> actionTitle;
+    Action action = Action::none;
+
+    bool operator==(const ReadinessCheck&) const = default;
+};
+
+} // namespace Companion

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "Companion/CompanionModel.h"
+
+#include "support/FakeNotificationCentre.h"
+#include "support/FakeProcessRunner.h"
+#include "support/FakeSystemActions.h"
+#include "support/Patience.h"
+
+#include <QSignalSpy>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+
+namespace TestSupport {
+
+/// A model on fake system actions whose tools are looked up in `tools` only (which also holds its
+/// key and log files), once its first refresh has published every field.
+inline std::unique_ptr<Companion::CompanionModel> refreshedModel(std::shared_ptr<FakeSystemActions> actions,
+                                                                 const std::filesystem::path& tools) {
+    Companion::CompanionModel::Environment environment;
+    environment.systemActions = std::move(actions);
+    environment.searchPaths = std::vector<std::string>{tools.string()};
+    environment.hostName = [] { return std::string("studio"); };
+    environment.authorizedKeys = tools / "authorized_keys";
+    environment.serverOptions.logFile = tools / "companion.log";
+    environment.notifier.runner = std::make_shared<FakeProcessRunner>();
+    environment.notifier.notifications = std::make_shared<FakeNotificationCentre>();
+    auto model = std::make_unique<Companion::CompanionModel>(std::move(environment));
+    QSignalSpy refreshed(model.get(), &Companion::CompanionModel::refreshed);
+    EXPECT_TRUE(refreshed.wait(generousMilliseconds));
+    return model;
+}
+
+} // namespace TestSupport
