@@ -1,6 +1,7 @@
 #include "Companion/CompanionModel.h"
 
 #include "Companion/HostIdentity.h"
+#include "Companion/Text.h"
 #include "CompanionCore/Addresses.h"
 
 #include <QString>
@@ -8,14 +9,6 @@
 #include <algorithm>
 
 namespace Companion {
-
-namespace {
-
-std::string trimmed(const std::string& text) {
-    return QString::fromUtf8(text).trimmed().toStdString();
-}
-
-} // namespace
 
 CompanionModel::CompanionModel(QObject* parent)
     : CompanionModel(Environment{}, parent) {}
@@ -50,7 +43,6 @@ CompanionModel::CompanionModel(Environment environment, QObject* parent)
     if (!m_environment.authorizedKeys) {
         m_environment.authorizedKeys = HostIdentity::authorizedKeysFile();
     }
-    m_worker.setMaxThreadCount(1);
 
     m_keepAwake =
         std::make_unique<KeepAwake>(m_systemActions->keepAwakeCommand(), m_systemActions->sharedRunner());
@@ -64,8 +56,7 @@ CompanionModel::CompanionModel(Environment environment, QObject* parent)
 
 CompanionModel::~CompanionModel() {
     // A job still running (a slow tool) is asked to stop; none may outlive the model it reports to.
-    m_stop.request_stop();
-    m_worker.waitForDone();
+    m_worker.shutDown();
 }
 
 void CompanionModel::setLastError(std::optional<std::string> message) {
@@ -147,7 +138,7 @@ void CompanionModel::connectDrozak() {
         case ProcessResult::Status::crashed:
         case ProcessResult::Status::timedOut:
             if (!result.succeeded()) {
-                error = "drozak connect: " + trimmed(result.output);
+                error = "drozak connect: " + Text::trimmed(result.output);
             }
             break;
         }
@@ -199,18 +190,11 @@ std::vector<std::string> CompanionModel::hostList(const std::vector<std::string>
 }
 
 void CompanionModel::enqueue(std::function<void(std::stop_token)> job) {
-    // The destructor waits for the worker, so `this` outlives every job.
-    m_worker.start([job = std::move(job), stop = m_stop.get_token()] {
-        if (!stop.stop_requested()) {
-            job(stop);
-        }
-    });
+    m_worker.enqueue(std::move(job));
 }
 
 void CompanionModel::publish(std::function<void(CompanionModel&)> change) {
-    // Queued to the model's own thread; Qt drops it if the model is gone by then.
-    QMetaObject::invokeMethod(
-        this, [this, change = std::move(change)] { change(*this); }, Qt::QueuedConnection);
+    m_worker.publish([this, change = std::move(change)] { change(*this); });
 }
 
 void CompanionModel::setRemoteLogin(bool on) {

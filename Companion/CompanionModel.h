@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Companion/KeepAwake.h"
+#include "Companion/SerialWorker.h"
 #include "Companion/SystemActions.h"
 #include "Companion/TmuxNotifier.h"
 #include "CompanionCore/DrozakStatus.h"
@@ -9,7 +10,6 @@
 #include "CompanionCore/server/PairingServer.h"
 
 #include <QObject>
-#include <QThreadPool>
 
 #include <chrono>
 #include <filesystem>
@@ -158,9 +158,7 @@ private:
     std::unique_ptr<CompanionCore::PairingServer> m_pairing;
     std::chrono::milliseconds m_pairingExpiry;
 
-    std::stop_source m_stop;
-    /// One thread: jobs run in the order they were asked for.
-    QThreadPool m_worker;
+    SerialWorker m_worker{*this};
 };
 
 } // namespace Companion

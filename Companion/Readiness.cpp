@@ -2,6 +2,7 @@
 
 #include "Companion/CompanionModel.h"
 #include "Companion/LocalizedFormat.h"
+#include "Companion/Text.h"
 
 #include <QCoreApplication>
 
@@ -11,9 +12,7 @@ namespace {
 
 using Action = ReadinessCheck::Action;
 
-QString translate(const char* text) {
-    return QCoreApplication::translate("Readiness", text);
-}
+constexpr Text::TranslationContext translate{"Readiness"};
 
 QString fromStd(const std::string& text) {
     return QString::fromStdString(text);

@@ -25,14 +25,12 @@ TmuxNotifier::TmuxNotifier(Options options, QObject* parent)
     if (!m_options.runner) {
         m_options.runner = std::make_shared<QtProcessRunner>();
     }
-    m_worker.setMaxThreadCount(1);
     m_timer.setSingleShot(true);
     connect(&m_timer, &QTimer::timeout, this, &TmuxNotifier::poll);
 }
 
 TmuxNotifier::~TmuxNotifier() {
-    m_stop.request_stop();
-    m_worker.waitForDone();
+    m_worker.shutDown();
 }
 
 ProcessCommand TmuxNotifier::pollCommand(const std::string& tmux) {
@@ -81,14 +79,10 @@ void TmuxNotifier::poll() {
         return;
     }
     m_pollInFlight = true;
-    // The destructor waits for the worker, so `this` outlives every job; a queued answer that finds
-    // the notifier gone is dropped by Qt.
-    m_worker.start([this, runner = m_options.runner, command = pollCommand(*tmux), stop = m_stop.get_token(),
-                    generation = m_generation] {
+    m_worker.enqueue([this, runner = m_options.runner, command = pollCommand(*tmux),
+                      generation = m_generation](std::stop_token stop) {
         auto result = runner->run(command, stop);
-        QMetaObject::invokeMethod(
-            this, [this, generation, result = std::move(result)] { handlePoll(generation, result); },
-            Qt::QueuedConnection);
+        m_worker.publish([this, generation, result = std::move(result)] { handlePoll(generation, result); });
     });
 }
 

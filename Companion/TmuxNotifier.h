@@ -2,11 +2,11 @@
 
 #include "Companion/NotificationCentre.h"
 #include "Companion/ProcessRunner.h"
+#include "Companion/SerialWorker.h"
 #include "CompanionCore/CommandWatch.h"
 #include "CompanionCore/Timestamp.h"
 
 #include <QObject>
-#include <QThreadPool>
 #include <QTimer>
 
 #include <chrono>
@@ -100,8 +100,7 @@ private:
     unsigned m_generation = 0;
     bool m_pollInFlight = false;
     QTimer m_timer;
-    std::stop_source m_stop;
-    QThreadPool m_worker;
+    SerialWorker m_worker{*this};
 };
 
 } // namespace Companion

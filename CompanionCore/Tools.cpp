@@ -33,4 +33,14 @@ std::optional<std::string> locate(std::string_view name, const ExecutableTest& i
     return std::nullopt;
 }
 
+bool Lookup::executable(const std::string& path) const {
+    return isExecutable ? isExecutable(path) : isExecutableFile(path);
+}
+
+std::optional<std::string> Lookup::locate(std::string_view name) const {
+    return Tools::locate(
+        name, [this](const std::string& path) { return executable(path); },
+        searchPaths ? *searchPaths : Tools::searchPaths());
+}
+
 } // namespace CompanionCore::Tools

@@ -27,4 +27,15 @@ std::optional<std::string> locate(std::string_view name,
                                   const ExecutableTest& isExecutable = isExecutableFile,
                                   const std::vector<std::string>& paths = searchPaths());
 
+/// How a component looks for programs, for tests to replace; each empty member means the real one.
+struct Lookup {
+    ExecutableTest isExecutable;
+    std::optional<std::vector<std::string>> searchPaths;
+
+    /// Whether `path` is executable by this lookup's test.
+    bool executable(const std::string& path) const;
+    /// `Tools::locate` with this lookup's test and directories.
+    std::optional<std::string> locate(std::string_view name) const;
+};
+
 } // namespace CompanionCore::Tools

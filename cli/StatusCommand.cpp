@@ -2,6 +2,7 @@
 
 #include "Companion/CompanionModel.h"
 #include "Companion/Readiness.h"
+#include "Companion/Text.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -21,9 +22,7 @@ constexpr const char* usage = "Uso: nuvexa-companion-cli status [--json]\n";
 /// Blanks between the label column and the marks.
 constexpr int columnGap = 2;
 
-QString translate(const char* text) {
-    return QCoreApplication::translate("StatusCommand", text);
-}
+constexpr Companion::Text::TranslationContext translate{"StatusCommand"};
 
 QString text(const std::string& value) {
     return QString::fromStdString(value);

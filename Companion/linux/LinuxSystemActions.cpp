@@ -1,6 +1,7 @@
 #include "Companion/linux/LinuxSystemActions.h"
 
 #include "Companion/LocalizedFormat.h"
+#include "Companion/Text.h"
 
 #include <QCoreApplication>
 #include <QString>
@@ -49,13 +50,7 @@ const std::vector<DesktopTerminals>& desktopTerminals() {
     return table;
 }
 
-QString translate(const char* text) {
-    return QCoreApplication::translate("SystemActions", text);
-}
-
-std::string trimmed(const std::string& text) {
-    return QString::fromUtf8(text).trimmed().toStdString();
-}
+constexpr Text::TranslationContext translate{"SystemActions"};
 
 std::vector<std::string> split(std::string_view text, char separator) {
     std::vector<std::string> pieces;
@@ -91,12 +86,6 @@ LinuxSystemActions::LinuxSystemActions(std::shared_ptr<ProcessRunner> runner)
 LinuxSystemActions::LinuxSystemActions(std::shared_ptr<ProcessRunner> runner, Options options)
     : SystemActions(std::move(runner))
     , m_options(std::move(options)) {
-    if (!m_options.isExecutable) {
-        m_options.isExecutable = CompanionCore::Tools::isExecutableFile;
-    }
-    if (!m_options.searchPaths) {
-        m_options.searchPaths = CompanionCore::Tools::searchPaths();
-    }
     if (!m_options.environment) {
         m_options.environment = [](const std::string& name) -> std::optional<std::string> {
             const char* value = std::getenv(name.c_str());
@@ -209,7 +198,7 @@ std::optional<std::string> LinuxSystemActions::setRemoteLogin(bool on) {
         return "pkexec: " + result.error;
     }
     // pkexec's own message (the dialog was dismissed, not authorised) or systemctl's.
-    const auto output = trimmed(result.output);
+    const auto output = Text::trimmed(result.output);
     if (!output.empty()) {
         return output;
     }
@@ -240,7 +229,7 @@ std::optional<ProcessCommand> LinuxSystemActions::terminalCommand(const std::str
     if (const auto chosen = environment("TERMINAL"); chosen && !chosen->empty()) {
         std::optional<std::string> path;
         if (chosen->front() == '/') {
-            if (m_options.isExecutable(*chosen)) {
+            if (m_options.executable(*chosen)) {
                 path = *chosen;
             }
         } else if (chosen->find('/') == std::string::npos) {
@@ -314,12 +303,9 @@ std::optional<std::string> LinuxSystemActions::installCommandLine(const std::vec
         if (!locate(manager.name)) {
             continue;
         }
-        std::string line(manager.install);
-        for (const auto& package : packages) {
-            line += ' ';
-            line += package;
-        }
-        return line;
+        std::vector<std::string> words{std::string(manager.install)};
+        words.insert(words.end(), packages.begin(), packages.end());
+        return Text::joined(words, " ");
     }
     return std::nullopt;
 }
@@ -350,7 +336,7 @@ bool LinuxSystemActions::openUrl(const std::string& url) {
 }
 
 std::optional<std::string> LinuxSystemActions::locate(std::string_view name) const {
-    return CompanionCore::Tools::locate(name, m_options.isExecutable, *m_options.searchPaths);
+    return m_options.locate(name);
 }
 
 std::optional<std::string> LinuxSystemActions::environment(const std::string& name) const {

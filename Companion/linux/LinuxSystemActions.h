@@ -23,9 +23,7 @@ public:
     using Environment = std::function<std::optional<std::string>(const std::string& name)>;
 
     /// Everything the backend reads from the system; each empty member means the real one.
-    struct Options {
-        CompanionCore::Tools::ExecutableTest isExecutable;
-        std::optional<std::vector<std::string>> searchPaths;
+    struct Options : CompanionCore::Tools::Lookup {
         Environment environment;
         /// The kernel's tables of TCP sockets ("/proc/net/tcp", "/proc/net/tcp6").
         std::optional<std::vector<std::filesystem::path>> socketTables;

@@ -1,6 +1,7 @@
 #include "Companion/macos/MacSystemActions.h"
 
 #include "Companion/LocalizedFormat.h"
+#include "Companion/Text.h"
 
 #include <QCoreApplication>
 #include <QRegularExpression>
@@ -10,9 +11,7 @@ namespace Companion {
 
 namespace {
 
-QString translate(const char* text) {
-    return QCoreApplication::translate("SystemActions", text);
-}
+constexpr Text::TranslationContext translate{"SystemActions"};
 
 } // namespace
 
@@ -21,14 +20,7 @@ MacSystemActions::MacSystemActions(std::shared_ptr<ProcessRunner> runner)
 
 MacSystemActions::MacSystemActions(std::shared_ptr<ProcessRunner> runner, Options options)
     : SystemActions(std::move(runner))
-    , m_options(std::move(options)) {
-    if (!m_options.isExecutable) {
-        m_options.isExecutable = CompanionCore::Tools::isExecutableFile;
-    }
-    if (!m_options.searchPaths) {
-        m_options.searchPaths = CompanionCore::Tools::searchPaths();
-    }
-}
+    , m_options(std::move(options)) {}
 
 std::string MacSystemActions::remoteLoginScript(bool on) {
     return std::string("do shell script \"/usr/sbin/systemsetup -setremotelogin ") + (on ? "on" : "off") +
@@ -98,16 +90,13 @@ std::optional<std::string> MacSystemActions::openTerminal(const std::string& com
 }
 
 std::optional<std::string> MacSystemActions::installCommandLine(const std::vector<std::string>& packages) {
-    if (!CompanionCore::Tools::locate("brew", m_options.isExecutable, *m_options.searchPaths)) {
+    if (!m_options.locate("brew")) {
         return std::nullopt;
     }
     // The bare word: Terminal's shell finds brew on its own search path.
-    std::string line = "brew install";
-    for (const auto& package : packages) {
-        line += ' ';
-        line += package;
-    }
-    return line;
+    std::vector<std::string> words{"brew", "install"};
+    words.insert(words.end(), packages.begin(), packages.end());
+    return Text::joined(words, " ");
 }
 
 std::string MacSystemActions::packageManagerMissingMessage() const {

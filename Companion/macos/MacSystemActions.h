@@ -16,10 +16,7 @@ namespace Companion {
 /// through osascript, so the runner sees their exact text.
 class MacSystemActions : public SystemActions {
 public:
-    struct Options {
-        CompanionCore::Tools::ExecutableTest isExecutable;
-        std::optional<std::vector<std::string>> searchPaths;
-    };
+    using Options = CompanionCore::Tools::Lookup;
 
     static constexpr std::string_view osascript = "/usr/bin/osascript";
     static constexpr std::string_view terminalApplication = "/System/Applications/Utilities/Terminal.app";

@@ -114,3 +114,17 @@ TEST(ToolsTest, TheDownloadPageIsAnHttpsDownloadsPath) {
     EXPECT_TRUE(Tools::drozakDownload.starts_with("https://"));
     EXPECT_TRUE(Tools::drozakDownload.ends_with("/downloads"));
 }
+
+TEST(ToolsTest, ALookupWithNothingSetUsesTheRealTestAndDirectories) {
+    const CompanionCore::Tools::Lookup lookup;
+    EXPECT_EQ(lookup.locate("sh"), CompanionCore::Tools::locate("sh"));
+    EXPECT_TRUE(lookup.executable("/bin/sh"));
+}
+
+TEST(ToolsTest, ALookupSearchesItsOwnDirectoriesWithItsOwnTest) {
+    CompanionCore::Tools::Lookup lookup;
+    lookup.searchPaths = std::vector<std::string>{"/first", "/second"};
+    lookup.isExecutable = [](const std::string& path) { return path == "/second/tool"; };
+    EXPECT_EQ(lookup.locate("tool"), "/second/tool");
+    EXPECT_EQ(lookup.locate("sh"), std::nullopt);
+}
