@@ -194,7 +194,10 @@ int runPair(const QStringList& arguments) {
         return usage(parser.errorText());
     }
     if (parser.isSet(help)) {
-        std::fputs(qPrintable(parser.helpText()), stdout);
+        // The parser knows the program, not the command.
+        std::fputs(qPrintable(parser.helpText().replace(QStringLiteral("Usage: nuvexa-companion-cli "),
+                                                        QStringLiteral("Usage: nuvexa-companion-cli pair "))),
+                   stdout);
         return pairedExit;
     }
     if (!parser.positionalArguments().isEmpty()) {

@@ -5,10 +5,15 @@
 #include <QCoreApplication>
 
 #include <cstdio>
+#include <vector>
 
 int main(int argc, char* argv[]) {
-    QCoreApplication application(argc, argv);
-    QCoreApplication::setApplicationName("nuvexa-companion-cli");
+    // Help and errors name the program as people type it, not by the path it was started from.
+    static char programName[] = "nuvexa-companion-cli";
+    std::vector<char*> launchArguments(argv, argv + argc);
+    launchArguments[0] = programName;
+    QCoreApplication application(argc, launchArguments.data());
+    QCoreApplication::setApplicationName(programName);
     QCoreApplication::setApplicationVersion(NUVEXA_VERSION);
 
     QCommandLineParser parser;

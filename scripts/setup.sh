@@ -1,19 +1,39 @@
 #!/usr/bin/env bash
-# Installs everything the companion needs to build, run and be tested.
+# Installs what the companion needs to build and run; with --tests, also what its tests need (the
+# test command asks for that, the run command does not, so a user's machine gets no test tools).
 # Safe to run again: package managers skip what is already there.
+#
+#   scripts/setup.sh [--tests]
 set -euo pipefail
 
+with_tests=false
+case "${1:-}" in
+  "") ;;
+  --tests) with_tests=true ;;
+  *) echo "setup: unknown argument $1 (only --tests)" >&2; exit 2 ;;
+esac
+
+# Building and running, and packaging the release build (dpkg-dev finds the package's dependencies).
 debian_packages=(
-  build-essential cmake ninja-build pkg-config git clang clang-format libclang-rt-dev
+  build-essential cmake ninja-build pkg-config dpkg-dev
   qt6-base-dev qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools qt6-qpa-plugins libqt6dbus6 libqt6svg6
-  nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev
-  libavahi-compat-libdnssd-dev libavahi-client-dev avahi-daemon avahi-utils
-  dbus dbus-x11 openssh-server openssh-client iproute2 procps tmux mosh
+  nlohmann-json3-dev libavahi-compat-libdnssd-dev libavahi-client-dev
+)
+# The tests, their real peers (sshd, Avahi, D-Bus, tmux, an X server with a tray) and the package checks.
+debian_test_packages=(
+  git clang clang-format libclang-rt-dev libgtest-dev libgmock-dev libbenchmark-dev
+  avahi-daemon avahi-utils dbus dbus-x11 openssh-server openssh-client iproute2 procps tmux mosh
   xvfb x11-utils x11-xserver-utils xdotool imagemagick trayer dunst libnotify-bin
-  fonts-dejavu-core
+  fonts-dejavu-core lintian desktop-file-utils appstream man-db groff-base
 )
 
-brew_packages=(cmake ninja qt nlohmann-json googletest google-benchmark llvm tmux mosh)
+brew_packages=(cmake ninja qt nlohmann-json)
+brew_test_packages=(googletest google-benchmark llvm tmux mosh)
+
+if $with_tests; then
+  debian_packages+=("${debian_test_packages[@]}")
+  brew_packages+=("${brew_test_packages[@]}")
+fi
 
 case "$(uname -s)" in
   Linux)

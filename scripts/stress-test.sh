@@ -24,7 +24,7 @@ while [ $# -gt 0 ]; do
 done
 
 if $setup; then
-    scripts/setup.sh
+    scripts/setup.sh --tests
 fi
 for preset in dev asan; do
     cmake --preset "$preset" >/dev/null

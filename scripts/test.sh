@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # Sets up the machine, then builds and runs every test: the development build, the same suite under
 # the address and undefined-behaviour sanitizers, the fuzz corpora replayed as tests in both, a short
-# bounded run of each fuzzer when clang's fuzzer runtime is present, and the formatting check.
+# bounded run of each fuzzer when clang's fuzzer runtime is present, the Debian package built,
+# checked, installed and started, and the formatting check.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/setup.sh
+scripts/setup.sh --tests
 
 cmake --preset dev
 cmake --build --preset dev
@@ -21,6 +22,11 @@ if scripts/fuzz.sh --available; then
     scripts/fuzz.sh build/fuzz "${NUVEXA_FUZZ_SECONDS:-20}"
 else
     echo "test: clang's fuzzer runtime is missing; the corpora were replayed, no fuzzing run"
+fi
+
+if [ "$(uname -s)" = Linux ]; then
+    package=$(scripts/package.sh | tail -n 1)
+    tests/package/package_test.sh "$package"
 fi
 
 cmake --build --preset dev --target format-check

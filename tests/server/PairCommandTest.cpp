@@ -63,6 +63,14 @@ TEST_F(PairCommandTest, PrintsHelpForItselfAndForPair) {
     EXPECT_NE(pair.output.find("--no-announce"), std::string::npos);
 }
 
+TEST_F(PairCommandTest, HelpNamesTheProgramNotThePathItWasStartedFrom) {
+    // Started by its full path in the build tree, as a script would.
+    const auto top = TestSupport::runProgram(cli, {"--help"});
+    EXPECT_TRUE(top.output.starts_with("Usage: nuvexa-companion-cli [options] command\n")) << top.output;
+    const auto pair = TestSupport::runProgram(cli, {"pair", "--help"});
+    EXPECT_TRUE(pair.output.starts_with("Usage: nuvexa-companion-cli pair [options]\n")) << pair.output;
+}
+
 TEST_F(PairCommandTest, RefusesUnknownCommandsAndOptions) {
     EXPECT_EQ(TestSupport::runProgram(cli, {}).exitCode, Cli::usageExit);
     EXPECT_EQ(TestSupport::runProgram(cli, {"dance"}).exitCode, Cli::usageExit);
