@@ -111,9 +111,7 @@ PairingHandler::Outcome PairingHandler::handle(const HttpRequest& request) {
     } catch (const std::exception& error) {
         return Rejected{500, std::string("could not write authorized_keys: ") + error.what()};
     }
-    return Paired{PairingResponse{m_identity.user, m_identity.name, m_identity.sshPort, m_identity.hosts,
-                                  m_identity.mosh, m_identity.tmux},
-                  installed, std::move(device), *line};
+    return Paired{m_identity, installed, std::move(device), *line};
 }
 
 std::string PairingHandler::reply(const Outcome& outcome) {

@@ -16,17 +16,8 @@ namespace CompanionCore {
 /// and pairs at most one phone; it does no networking.
 class PairingHandler {
 public:
-    /// What a successful pairing tells the phone.
-    struct Identity {
-        std::string user;
-        std::string name;
-        int sshPort = 22;
-        std::vector<std::string> hosts;
-        bool mosh = false;
-        bool tmux = false;
-
-        bool operator==(const Identity&) const = default;
-    };
+    /// What a successful pairing tells the phone: the very record the 200 answer carries.
+    using Identity = PairingResponse;
 
     /// The code was right and the key is in the file.
     struct Paired {

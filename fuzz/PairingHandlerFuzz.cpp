@@ -170,9 +170,8 @@ PairingHandler::Outcome expectedOutcome(const HttpRequest& request) {
     if (!line) {
         return PairingHandler::Rejected{400, "not a public key"};
     }
-    const auto id = identity();
-    return PairingHandler::Paired{PairingResponse{id.user, id.name, id.sshPort, id.hosts, id.mosh, id.tmux},
-                                  !startsWithKey(AuthorizedKeys::keyIdentity(*line)), device, *line};
+    return PairingHandler::Paired{identity(), !startsWithKey(AuthorizedKeys::keyIdentity(*line)), device,
+                                  *line};
 }
 
 } // namespace
