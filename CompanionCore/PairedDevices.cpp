@@ -1,0 +1,132 @@
+#include "CompanionCore/PairedDevices.h"
+
+#include "CompanionCore/Unicode.h"
+
+#include <map>
+#include <optional>
+
+namespace CompanionCore::PairedDevices {
+
+namespace {
+
+bool isSeparator(char c) {
+    return c == ' ' || c == '\t';
+}
+
+std::string_view skipSeparators(std::string_view text) {
+    while (!text.empty() && isSeparator(text.front())) {
+        text.remove_prefix(1);
+    }
+    return text;
+}
+
+/// The next field and what follows it; a double-quoted stretch (in options) may hold separators.
+std::pair<std::string_view, std::string_view> nextField(std::string_view text) {
+    bool quoted = false;
+    std::size_t end = 0;
+    for (; end < text.size(); ++end) {
+        const char c = text[end];
+        if (c == '\\' && quoted && end + 1 < text.size()) {
+            ++end;
+        } else if (c == '"') {
+            quoted = !quoted;
+        } else if (!quoted && isSeparator(c)) {
+            break;
+        }
+    }
+    return {text.substr(0, end), skipSeparators(text.substr(end))};
+}
+
+/// What looks like a key type: the names the SSH server knows all start like this.
+bool isKeyType(std::string_view field) {
+    return field.starts_with("ssh-") || field.starts_with("ecdsa-sha2-") || field.starts_with("sk-");
+}
+
+struct KeyLine {
+    std::string_view type;
+    std::string_view blob;
+    std::string_view comment;
+};
+
+/// The key of one line (without its line end), or nothing for a line without one.
+std::optional<KeyLine> parse(std::string_view line) {
+    line = skipSeparators(line);
+    if (line.empty() || line.front() == '#') {
+        return std::nullopt;
+    }
+    auto [first, rest] = nextField(line);
+    if (!isKeyType(first)) {
+        // Options come first; the key follows them.
+        std::tie(first, rest) = nextField(rest);
+        if (!isKeyType(first)) {
+            return std::nullopt;
+        }
+    }
+    const auto [blob, comment] = nextField(rest);
+    if (blob.empty()) {
+        return std::nullopt;
+    }
+    return KeyLine{first, blob, comment};
+}
+
+/// Calls `visit(line, lineEnd)` for each line: the line without its end, and the end itself ("\n",
+/// "\r\n" or nothing for a last line without one).
+template <typename Visitor>
+void forEachLine(std::string_view text, Visitor visit) {
+    while (!text.empty()) {
+        const std::size_t feed = text.find('\n');
+        std::string_view line = text.substr(0, feed);
+        std::string_view end = feed == std::string_view::npos ? std::string_view() : text.substr(feed, 1);
+        if (!line.empty() && line.back() == '\r') {
+            line.remove_suffix(1);
+            end = text.substr(line.size(), end.size() + 1);
+        }
+        visit(line, end);
+        text.remove_prefix(line.size() + end.size());
+    }
+}
+
+} // namespace
+
+Listing list(std::string_view fileText) {
+    Listing listing;
+    std::size_t number = 0;
+    forEachLine(fileText, [&](std::string_view line, std::string_view) {
+        ++number;
+        const auto key = parse(line);
+        if (!key) {
+            return;
+        }
+        if (!key->comment.starts_with(commentPrefix)) {
+            ++listing.otherKeys;
+            return;
+        }
+        const auto name = Unicode::trim(key->comment.substr(commentPrefix.size()), Unicode::isBlank);
+        listing.devices.push_back(PairedDevice{Unicode::displaySafe(name), std::string(key->type),
+                                               std::string(key->blob), number, false});
+    });
+    std::map<std::string, std::size_t> latest;
+    for (std::size_t i = 0; i < listing.devices.size(); ++i) {
+        latest[listing.devices[i].name] = i;
+    }
+    for (std::size_t i = 0; i < listing.devices.size(); ++i) {
+        listing.devices[i].older = latest[listing.devices[i].name] != i;
+    }
+    return listing;
+}
+
+std::string withoutDevice(std::string_view fileText, std::string_view keyType, std::string_view blob) {
+    std::string kept;
+    kept.reserve(fileText.size());
+    forEachLine(fileText, [&](std::string_view line, std::string_view end) {
+        const auto key = parse(line);
+        const bool revoked =
+            key && key->type == keyType && key->blob == blob && key->comment.starts_with(commentPrefix);
+        if (!revoked) {
+            kept.append(line).append(end);
+        }
+    });
+    return kept;
+}
+
+} // namespace CompanionCore::PairedDevices

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "CompanionCore/PairedDevice.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// The phones that pairing has let in, read from the authorized keys file itself: there is no list
+/// of our own that could disagree with what the SSH server reads.
+namespace CompanionCore::PairedDevices {
+
+/// What the comment of a paired phone's line starts with.
+inline constexpr std::string_view commentPrefix = "nuvexa:";
+
+struct Listing {
+    /// The phones' lines, in file order.
+    std::vector<PairedDevice> devices;
+    /// Lines holding some other key; counted, never shown.
+    std::size_t otherKeys = 0;
+
+    bool operator==(const Listing&) const = default;
+};
+
+/// Reads the file's text as the SSH server does: blank lines and lines starting with "#" hold no key,
+/// options may come before the key, fields are separated by blanks or tabs, a carriage return before
+/// the line feed is not part of the line. Any byte sequence is accepted.
+Listing list(std::string_view fileText);
+
+/// `fileText` without the phone lines that hold the key `keyType` `blob`. Every other byte stays as
+/// it was: other keys, options, comments, blank lines, line ends, bytes that are not UTF-8, a
+/// missing final line feed.
+std::string withoutDevice(std::string_view fileText, std::string_view keyType, std::string_view blob);
+
+} // namespace CompanionCore::PairedDevices
