@@ -1,5 +1,6 @@
 #include "CompanionCore/AuthorizedKeys.h"
 
+#include "CompanionCore/SshPublicKey.h"
 #include "CompanionCore/Unicode.h"
 
 #include <algorithm>
@@ -211,7 +212,8 @@ Expected<std::string, Failure> normalize(std::string_view key, std::string_view 
     if (std::find(keyTypes.begin(), keyTypes.end(), pieces[0]) == keyTypes.end()) {
         return Failure::notAPublicKey;
     }
-    if (!isStandardBase64(pieces[1])) {
+    // A key the SSH server cannot use would spend the code and still keep the phone out.
+    if (!isStandardBase64(pieces[1]) || !SshPublicKey::isUsable(pieces[0], pieces[1])) {
         return Failure::notAPublicKey;
     }
     std::string cleaned(comment);

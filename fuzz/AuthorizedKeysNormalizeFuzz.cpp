@@ -2,6 +2,7 @@
 // comment (no NUL means an empty comment). Checks the outcome against the key's own pieces.
 
 #include "CompanionCore/AuthorizedKeys.h"
+#include "CompanionCore/SshPublicKey.h"
 #include "CompanionCore/Unicode.h"
 #include "Invariant.h"
 
@@ -47,10 +48,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const std::string_view comment = separator == std::string_view::npos ? "" : input.substr(separator + 1);
 
     const auto pieces = Unicode::splitOnWhitespace(key);
-    const bool acceptable = pieces.size() >= 2 && isKeyType(pieces[0]) && isStandardBase64(pieces[1]);
+    const bool acceptable = pieces.size() >= 2 && isKeyType(pieces[0]) && isStandardBase64(pieces[1]) &&
+                            CompanionCore::SshPublicKey::isUsable(pieces[0], pieces[1]);
     const auto normalized = AuthorizedKeys::normalize(key, comment);
     require(normalized.hasValue() == acceptable,
-            "a key is accepted exactly when type and blob are well formed");
+            "a key is accepted exactly when type and blob are well formed and the server can use it");
     if (!normalized) {
         require(normalized.failure() == AuthorizedKeys::Failure::notAPublicKey,
                 "a refusal says not a public key");

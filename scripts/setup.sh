@@ -17,7 +17,7 @@ esac
 debian_packages=(
   build-essential cmake ninja-build pkg-config dpkg-dev
   qt6-base-dev qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools qt6-qpa-plugins libqt6dbus6 libqt6svg6
-  nlohmann-json3-dev libavahi-compat-libdnssd-dev libavahi-client-dev
+  nlohmann-json3-dev libavahi-compat-libdnssd-dev libavahi-client-dev libssh-dev
 )
 # The tests, their real peers (sshd, Avahi, D-Bus, tmux, an X server with a tray) and the package checks.
 debian_test_packages=(
@@ -27,7 +27,7 @@ debian_test_packages=(
   fonts-dejavu-core lintian desktop-file-utils appstream man-db groff-base
 )
 
-brew_packages=(cmake ninja qt nlohmann-json)
+brew_packages=(cmake ninja qt nlohmann-json libssh)
 brew_test_packages=(googletest google-benchmark llvm tmux mosh)
 
 if $with_tests; then

@@ -1,5 +1,6 @@
 #include "CompanionCore/AuthorizedKeys.h"
 
+#include "support/SampleKeys.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -77,10 +78,36 @@ TEST(AuthorizedKeysTest, NormalizesAcrossUnicodeWhitespace) {
               "ssh-ed25519 " + blob + " c");
 }
 
-TEST(AuthorizedKeysTest, AcceptsEveryListedKeyType) {
-    for (const auto type : AuthorizedKeys::keyTypes) {
-        EXPECT_EQ(normalized(std::string(type) + " " + blob, ""), std::string(type) + " " + blob);
+TEST(AuthorizedKeysTest, AcceptsARealKeyOfEveryListedType) {
+    namespace Keys = TestSupport::SampleKeys;
+    const std::vector<std::pair<std::string_view, std::string>> keys = {
+        {"ssh-ed25519", Keys::ed25519},
+        {"ssh-rsa", Keys::rsa},
+        {"ecdsa-sha2-nistp256", Keys::ecdsa256},
+        {"ecdsa-sha2-nistp384", Keys::ecdsa384},
+        {"ecdsa-sha2-nistp521", Keys::ecdsa521},
+        {"sk-ssh-ed25519@openssh.com", Keys::skEd25519},
+        {"sk-ecdsa-sha2-nistp256@openssh.com", Keys::skEcdsa256},
+    };
+    ASSERT_EQ(keys.size(), AuthorizedKeys::keyTypes.size());
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+        EXPECT_EQ(keys[i].first, AuthorizedKeys::keyTypes[i]);
+        const std::string key = std::string(keys[i].first) + " " + keys[i].second;
+        EXPECT_EQ(normalized(key, ""), key);
     }
+}
+
+TEST(AuthorizedKeysTest, RefusesATypeFollowedByABlobThatHoldsNoKey) {
+    EXPECT_TRUE(refused("ssh-ed25519 AAAA"));
+}
+
+TEST(AuthorizedKeysTest, RefusesARealKeyWithALineFeedInsideItsBase64) {
+    const std::string& key = TestSupport::SampleKeys::rsa;
+    EXPECT_TRUE(refused("ssh-rsa " + key.substr(0, 100) + "\n" + key.substr(100)));
+}
+
+TEST(AuthorizedKeysTest, RefusesAnRsaKeyLabelledEd25519) {
+    EXPECT_TRUE(refused("ssh-ed25519 " + TestSupport::SampleKeys::rsa));
 }
 
 TEST(AuthorizedKeysTest, RefusesADsaKey) {
@@ -117,9 +144,13 @@ TEST(AuthorizedKeysTest, RefusesABlobOfOnlyPadding) {
     EXPECT_TRUE(refused("ssh-ed25519 ===="));
 }
 
-TEST(AuthorizedKeysTest, AcceptsABlobWithRequiredPadding) {
-    EXPECT_EQ(normalized("ssh-rsa AB+/Aw==", ""), "ssh-rsa AB+/Aw==");
-    EXPECT_EQ(normalized("ssh-rsa AB+/AwE=", ""), "ssh-rsa AB+/AwE=");
+TEST(AuthorizedKeysTest, AcceptsBlobsEndingInTheRequiredPadding) {
+    const std::string one = "ecdsa-sha2-nistp256 " + TestSupport::SampleKeys::ecdsa256;
+    const std::string two = "ecdsa-sha2-nistp384 " + TestSupport::SampleKeys::ecdsa384;
+    ASSERT_TRUE(one.ends_with("=") && !one.ends_with("=="));
+    ASSERT_TRUE(two.ends_with("=="));
+    EXPECT_EQ(normalized(one, ""), one);
+    EXPECT_EQ(normalized(two, ""), two);
 }
 
 TEST(AuthorizedKeysTest, RefusesAKeyOfFewerThanTwoPieces) {

@@ -170,6 +170,13 @@ TEST_F(PairingHandlerTest, TheRightCodeWithAnUnknownKeyTypeIsNotAPublicKeyAndUse
     EXPECT_FALSE(fs::exists(keys));
 }
 
+TEST_F(PairingHandlerTest, TheRightCodeWithAKeyTheServerCannotUseIsNotAPublicKeyAndWritesNothing) {
+    const HttpRequest empty = pairing(rightCode, "ssh-ed25519 AAAA");
+    EXPECT_EQ(handler.handle(empty), Outcome(Rejected{400, "not a public key"}));
+    EXPECT_EQ(handler.handle(empty), Outcome(Exhausted{}));
+    EXPECT_FALSE(fs::exists(keys));
+}
+
 TEST_F(PairingHandlerTest, TheRightCodeWithAKeyAlreadyInTheFileLeavesItUnchanged) {
     fs::create_directory(home / ".ssh");
     const std::string existing = "ssh-ed25519 " + blob + " nuvexa:Old name\n";
