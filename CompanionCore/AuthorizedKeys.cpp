@@ -1,23 +1,17 @@
 #include "CompanionCore/AuthorizedKeys.h"
 
+#include "CompanionCore/KeyFileSession.h"
 #include "CompanionCore/SshPublicKey.h"
 #include "CompanionCore/Unicode.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <system_error>
-#include <unistd.h>
 #include <vector>
 
 namespace CompanionCore::AuthorizedKeys {
 
 namespace {
-
-constexpr mode_t directoryMode = 0700;
-constexpr mode_t fileMode = 0600;
-constexpr int maximumLinkDepth = 40;
 
 bool isBase64Character(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
@@ -35,104 +29,6 @@ bool isStandardBase64(std::string_view text) {
     return std::all_of(text.begin(), text.end() - static_cast<std::ptrdiff_t>(padding), isBase64Character);
 }
 
-[[noreturn]] void fail(int error, const std::string& what) {
-    throw std::system_error(error, std::generic_category(), what);
-}
-
-/// A descriptor closed on every path out.
-class Descriptor {
-public:
-    explicit Descriptor(int fd)
-        : m_fd(fd) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (m_fd >= 0) {
-            ::close(m_fd);
-        }
-    }
-    int get() const { return m_fd; }
-    /// Closes now and reports the close's own failure.
-    int close() {
-        const int result = ::close(m_fd);
-        m_fd = -1;
-        return result;
-    }
-
-private:
-    int m_fd;
-};
-
-void createDirectories(const std::filesystem::path& directory) {
-    if (directory.empty()) {
-        return;
-    }
-    struct stat info {};
-    if (::lstat(directory.c_str(), &info) == 0) {
-        return; // Whatever is there is left alone, permissions included.
-    }
-    if (errno != ENOENT) {
-        fail(errno, "cannot inspect " + directory.string());
-    }
-    if (directory.has_parent_path() && directory.parent_path() != directory) {
-        createDirectories(directory.parent_path());
-    }
-    if (::mkdir(directory.c_str(), directoryMode) != 0) {
-        if (errno == EEXIST) {
-            return; // Made by someone else meanwhile: theirs to keep as it is.
-        }
-        fail(errno, "cannot create " + directory.string());
-    }
-    // The umask may have taken bits away; the SSH directory must be exactly 0700.
-    if (::chmod(directory.c_str(), directoryMode) != 0) {
-        fail(errno, "cannot set permissions of " + directory.string());
-    }
-}
-
-/// The file that really receives the content: the final target when `path` is a symbolic link.
-std::filesystem::path resolvedTarget(std::filesystem::path path) {
-    for (int depth = 0; depth < maximumLinkDepth; ++depth) {
-        struct stat info {};
-        if (::lstat(path.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) {
-            return path;
-        }
-        std::error_code error;
-        const auto target = std::filesystem::read_symlink(path, error);
-        if (error) {
-            fail(error.value(), "cannot read link " + path.string());
-        }
-        path = target.is_absolute() ? target : path.parent_path() / target;
-    }
-    fail(ELOOP, "cannot resolve " + path.string());
-}
-
-/// The whole file as bytes; empty only when the file does not exist.
-std::string readExisting(const std::filesystem::path& path) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        if (errno == ENOENT) {
-            return {};
-        }
-        fail(errno, "cannot read " + path.string());
-    }
-    Descriptor file(fd);
-    std::string content;
-    char chunk[8192];
-    for (;;) {
-        const ssize_t count = ::read(file.get(), chunk, sizeof chunk);
-        if (count < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            fail(errno, "cannot read " + path.string());
-        }
-        if (count == 0) {
-            return content;
-        }
-        content.append(chunk, static_cast<std::size_t>(count));
-    }
-}
-
 bool containsIdentity(std::string_view text, const std::string& identity) {
     std::size_t start = 0;
     while (start <= text.size()) {
@@ -147,59 +43,6 @@ bool containsIdentity(std::string_view text, const std::string& identity) {
         start = end + 1;
     }
     return false;
-}
-
-void writeAll(int fd, std::string_view bytes, const std::filesystem::path& path) {
-    while (!bytes.empty()) {
-        const ssize_t count = ::write(fd, bytes.data(), bytes.size());
-        if (count < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            fail(errno, "cannot write " + path.string());
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-}
-
-/// Replaces `target` by `content` so that a reader sees the old file or the new one, never a part.
-void replaceAtomically(const std::filesystem::path& target, std::string_view content) {
-    const auto directory = target.parent_path();
-    std::string temporaryName = ".";
-    temporaryName += target.filename().string();
-    temporaryName += ".XXXXXX";
-    std::string temporary = (directory / temporaryName).string();
-    // mkstemp creates the file 0600, so the key material is never open to group or others.
-    const int fd = ::mkstemp(temporary.data());
-    if (fd < 0) {
-        fail(errno, "cannot create a temporary file in " + directory.string());
-    }
-    Descriptor file(fd);
-    try {
-        if (::fchmod(file.get(), fileMode) != 0) {
-            fail(errno, "cannot set permissions of " + temporary);
-        }
-        writeAll(file.get(), content, temporary);
-        if (::fsync(file.get()) != 0) {
-            fail(errno, "cannot flush " + temporary);
-        }
-        if (file.close() != 0) {
-            fail(errno, "cannot close " + temporary);
-        }
-        if (::rename(temporary.c_str(), target.c_str()) != 0) {
-            fail(errno, "cannot replace " + target.string());
-        }
-    } catch (...) {
-        ::unlink(temporary.c_str());
-        throw;
-    }
-    // The rename is durable only once the directory itself is flushed; a failure here leaves the new
-    // content in place, so it is not reported as a failed write.
-    const int directoryFd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (directoryFd >= 0) {
-        ::fsync(directoryFd);
-        ::close(directoryFd);
-    }
 }
 
 } // namespace
@@ -243,19 +86,51 @@ std::string keyIdentity(std::string_view line) {
 }
 
 bool install(std::string_view line, const std::filesystem::path& path) {
-    createDirectories(path.parent_path());
-    const auto target = resolvedTarget(path);
-    const std::string existing = readExisting(target);
-    if (containsIdentity(existing, keyIdentity(line))) {
-        return false;
+    KeyFileSession session(path);
+    const std::string identity = keyIdentity(line);
+    for (int round = 0; round < KeyFileSession::maximumRounds; ++round) {
+        const auto snapshot = session.read();
+        if (containsIdentity(snapshot.content, identity)) {
+            return false;
+        }
+        std::string addition;
+        if (!snapshot.content.empty() && snapshot.content.back() != '\n') {
+            addition += '\n';
+        }
+        addition.append(line).append("\n");
+        switch (session.append(addition, snapshot)) {
+        case KeyFileSession::AppendResult::appended:
+            return true;
+        case KeyFileSession::AppendResult::changed:
+            continue;
+        case KeyFileSession::AppendResult::notWritable:
+            // A file its owner made read-only: replaced whole, keeping that mode and owner.
+            if (session.replace(snapshot.content + addition, snapshot)) {
+                return true;
+            }
+            continue;
+        }
     }
-    std::string content = existing;
-    if (!content.empty() && content.back() != '\n') {
-        content += '\n';
+    throw std::system_error(EAGAIN, std::generic_category(), session.target().string() + " keeps changing");
+}
+
+bool rewrite(const std::filesystem::path& path, const std::function<std::string(std::string_view)>& edit) {
+    KeyFileSession session(path);
+    for (int round = 0; round < KeyFileSession::maximumRounds; ++round) {
+        const auto snapshot = session.read();
+        const std::string content = edit(snapshot.content);
+        if (content == snapshot.content) {
+            return false;
+        }
+        if (session.replace(content, snapshot)) {
+            return true;
+        }
     }
-    content.append(line).append("\n");
-    replaceAtomically(target, content);
-    return true;
+    throw std::system_error(EAGAIN, std::generic_category(), session.target().string() + " keeps changing");
+}
+
+std::string read(const std::filesystem::path& path) {
+    return KeyFileSession(path).read().content;
 }
 
 } // namespace CompanionCore::AuthorizedKeys

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -31,12 +32,22 @@ Expected<std::string, Failure> normalize(std::string_view key, std::string_view 
 /// Adds `line` to the file at `path` unless a line with the same type and blob is there. Answers
 /// true when added, false when already present (the file is then not touched).
 ///
-/// Only a file that does not exist counts as empty; the existing bytes are kept as they are and no
-/// existing line is ever altered. The file is replaced atomically by a 0600 temporary written in its
-/// own directory (a symbolic link stays and its target is replaced), synced before the rename, with
-/// the directory synced after it. Throws std::system_error, carrying the system's message, when the
-/// directory, the file or its permissions cannot be read or written; the file is then unchanged.
+/// The line is appended in place, so no line another writer added is ever lost, and the file keeps
+/// its owner, its hard links and its mode (less group and other write, which the SSH server refuses);
+/// a missing file is created 0600 (and its folder 0700). Only a file its owner made read-only is
+/// replaced whole, through a private temporary. Writers of ours exclude each other (see
+/// `KeyFileSession`). Throws std::system_error, carrying the system's message, when the directory or
+/// the file cannot be read or written, or is no regular file of at most `KeyFileSession::maximumSize`
+/// bytes; the file is then unchanged.
 bool install(std::string_view line, const std::filesystem::path& path);
+
+/// Replaces the file's content by `edit(content)` under the same exclusion as `install`, through a
+/// private temporary renamed over it; the edit is run again on a file another writer changed
+/// meanwhile. False, and nothing written, when the edit changes nothing.
+bool rewrite(const std::filesystem::path& path, const std::function<std::string(std::string_view)>& edit);
+
+/// The file's content as `install` reads it; empty when it does not exist.
+std::string read(const std::filesystem::path& path);
 
 /// The part of a line that identifies a key: its first two white-space separated pieces joined by
 /// a blank (or the single piece of a one-piece line).

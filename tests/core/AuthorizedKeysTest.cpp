@@ -1,4 +1,5 @@
 #include "CompanionCore/AuthorizedKeys.h"
+#include "CompanionCore/KeyFileSession.h"
 
 #include "support/SampleKeys.h"
 #include "support/TemporaryDirectory.h"
@@ -290,12 +291,109 @@ TEST(AuthorizedKeysTest, ExistingKeysAreNeverRemovedOrAltered) {
     EXPECT_EQ(readFile(home.keys), existing + "\n" + line + "\n");
 }
 
-TEST(AuthorizedKeysTest, AnAddedKeyLeavesTheFilePrivate) {
+TEST(AuthorizedKeysTest, AnAddedKeyKeepsEveryModeTheSshServerAccepts) {
+    for (const unsigned mode : {0600u, 0640u, 0644u, 0400u}) {
+        Home home;
+        writeFile(home.keys, "ssh-ed25519 " + otherBlob + "\n");
+        fs::permissions(home.keys, static_cast<fs::perms>(mode));
+        EXPECT_TRUE(AuthorizedKeys::install(line, home.keys));
+        EXPECT_EQ(modeOf(home.keys), mode) << std::oct << mode;
+        EXPECT_EQ(readFile(home.keys), "ssh-ed25519 " + otherBlob + "\n" + line + "\n");
+    }
+}
+
+TEST(AuthorizedKeysTest, AnAddedKeyTakesAwayOnlyTheWriteBitsTheSshServerRefuses) {
+    for (const auto& [before, after] :
+         {std::pair{0666u, 0644u}, std::pair{0664u, 0644u}, std::pair{0622u, 0600u}}) {
+        Home home;
+        writeFile(home.keys, "ssh-ed25519 " + otherBlob + "\n");
+        fs::permissions(home.keys, static_cast<fs::perms>(before));
+        EXPECT_TRUE(AuthorizedKeys::install(line, home.keys));
+        EXPECT_EQ(modeOf(home.keys), after) << std::oct << before;
+    }
+}
+
+TEST(AuthorizedKeysTest, AnAddedKeyKeepsTheFilesOwner) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only root can hand a file to another owner";
+    }
     Home home;
     writeFile(home.keys, "ssh-ed25519 " + otherBlob + "\n");
-    fs::permissions(home.keys, static_cast<fs::perms>(0644));
+    ASSERT_EQ(::chown(home.keys.c_str(), 65534, 65534), 0);
     EXPECT_TRUE(AuthorizedKeys::install(line, home.keys));
-    EXPECT_EQ(modeOf(home.keys), 0600u);
+    struct stat info {};
+    ASSERT_EQ(::stat(home.keys.c_str(), &info), 0);
+    EXPECT_EQ(info.st_uid, 65534u);
+    EXPECT_EQ(info.st_gid, 65534u);
+}
+
+TEST(AuthorizedKeysTest, AReadOnlyFileIsReplacedWithItsModeAndOwner) {
+    if (::geteuid() == 0) {
+        GTEST_SKIP() << "permissions do not restrict root: the file is written in place";
+    }
+    Home home;
+    writeFile(home.keys, "ssh-ed25519 " + otherBlob + "\n");
+    fs::permissions(home.keys, static_cast<fs::perms>(0400));
+    EXPECT_TRUE(AuthorizedKeys::install(line, home.keys));
+    EXPECT_EQ(modeOf(home.keys), 0400u);
+    EXPECT_EQ(readFile(home.keys), "ssh-ed25519 " + otherBlob + "\n" + line + "\n");
+    EXPECT_EQ(entriesOf(home.ssh), std::set<std::string>{"authorized_keys"});
+}
+
+TEST(AuthorizedKeysTest, AnAddedKeyKeepsAHardLink) {
+    Home home;
+    writeFile(home.keys, "ssh-ed25519 " + otherBlob + "\n");
+    const fs::path twin = home.root / "twin";
+    fs::create_hard_link(home.keys, twin);
+    struct stat before {};
+    ASSERT_EQ(::stat(home.keys.c_str(), &before), 0);
+    EXPECT_TRUE(AuthorizedKeys::install(line, home.keys));
+    struct stat after {};
+    ASSERT_EQ(::stat(home.keys.c_str(), &after), 0);
+    EXPECT_EQ(after.st_ino, before.st_ino);
+    EXPECT_EQ(after.st_nlink, 2u);
+    EXPECT_EQ(readFile(twin), readFile(home.keys));
+}
+
+TEST(AuthorizedKeysTest, AStaleTemporaryOfOursIsRemovedAndNothingElse) {
+    Home home;
+    writeFile(home.keys, "ssh-ed25519 " + otherBlob + "\n");
+    writeFile(home.ssh / ".authorized_keys.a1B2c3", "half a file");
+    writeFile(home.ssh / ".authorized_keys.toolong7", "someone else's");
+    writeFile(home.ssh / "known_hosts", "kept");
+    fs::create_directory(home.ssh / ".authorized_keys.dir123");
+    EXPECT_TRUE(AuthorizedKeys::install(line, home.keys));
+    EXPECT_EQ(entriesOf(home.ssh), (std::set<std::string>{"authorized_keys", ".authorized_keys.toolong7",
+                                                          "known_hosts", ".authorized_keys.dir123"}));
+}
+
+TEST(AuthorizedKeysTest, AFifoInPlaceOfTheFileIsRefusedWithoutWaiting) {
+    Home home;
+    ASSERT_EQ(::mkfifo(home.keys.c_str(), 0600), 0);
+    try {
+        AuthorizedKeys::install(line, home.keys);
+        FAIL() << "no error thrown";
+    } catch (const std::system_error& error) {
+        EXPECT_NE(std::string(error.what()).find("is not a regular file"), std::string::npos) << error.what();
+    }
+}
+
+TEST(AuthorizedKeysTest, ALinkToADeviceIsRefusedWithoutReadingIt) {
+    Home home;
+    fs::create_symlink("/dev/zero", home.keys);
+    EXPECT_THROW(AuthorizedKeys::install(line, home.keys), std::system_error);
+    EXPECT_TRUE(fs::is_symlink(home.keys));
+}
+
+TEST(AuthorizedKeysTest, AFileLargerThanTheBoundIsRefusedAndLeftAlone) {
+    Home home;
+    {
+        std::ofstream out(home.keys, std::ios::binary);
+        out.seekp(static_cast<std::streamoff>(KeyFileSession::maximumSize));
+        out.put('\n');
+    }
+    EXPECT_THROW(AuthorizedKeys::install(line, home.keys), std::system_error);
+    EXPECT_EQ(fs::file_size(home.keys), KeyFileSession::maximumSize + 1);
 }
 
 TEST(AuthorizedKeysTest, AFileThatIsNotUtf8KeepsEveryByteAndGainsTheLine) {
@@ -375,7 +473,7 @@ TEST(AuthorizedKeysTest, AnUnreadableFileThrowsAndIsLeftAlone) {
     EXPECT_EQ(entriesOf(home.ssh), std::set<std::string>{"authorized_keys"});
 }
 
-TEST(AuthorizedKeysTest, AReadOnlyDirectoryThrowsAndLeavesNoTemporaryFile) {
+TEST(AuthorizedKeysTest, AReadOnlyDirectoryStillTakesAnAppendToItsFile) {
     if (::geteuid() == 0) {
         GTEST_SKIP() << "permissions do not restrict root";
     }
@@ -383,8 +481,19 @@ TEST(AuthorizedKeysTest, AReadOnlyDirectoryThrowsAndLeavesNoTemporaryFile) {
     const std::string existing = "ssh-ed25519 " + otherBlob + "\n";
     writeFile(home.keys, existing);
     fs::permissions(home.ssh, static_cast<fs::perms>(0500));
+    EXPECT_TRUE(AuthorizedKeys::install(line, home.keys));
+    fs::permissions(home.ssh, static_cast<fs::perms>(0700));
+    EXPECT_EQ(readFile(home.keys), existing + line + "\n");
+    EXPECT_EQ(entriesOf(home.ssh), std::set<std::string>{"authorized_keys"});
+}
+
+TEST(AuthorizedKeysTest, AReadOnlyDirectoryWithoutTheFileThrowsAndLeavesNothing) {
+    if (::geteuid() == 0) {
+        GTEST_SKIP() << "permissions do not restrict root";
+    }
+    Home home;
+    fs::permissions(home.ssh, static_cast<fs::perms>(0500));
     EXPECT_THROW(AuthorizedKeys::install(line, home.keys), std::system_error);
     fs::permissions(home.ssh, static_cast<fs::perms>(0700));
-    EXPECT_EQ(readFile(home.keys), existing);
-    EXPECT_EQ(entriesOf(home.ssh), std::set<std::string>{"authorized_keys"});
+    EXPECT_TRUE(entriesOf(home.ssh).empty());
 }

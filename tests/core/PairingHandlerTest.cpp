@@ -11,6 +11,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 using namespace CompanionCore;
@@ -175,6 +176,16 @@ TEST_F(PairingHandlerTest, TheRightCodeWithAKeyTheServerCannotUseIsNotAPublicKey
     EXPECT_EQ(handler.handle(empty), Outcome(Rejected{400, "not a public key"}));
     EXPECT_EQ(handler.handle(empty), Outcome(Exhausted{}));
     EXPECT_FALSE(fs::exists(keys));
+}
+
+TEST_F(PairingHandlerTest, AFifoInPlaceOfTheKeyFileIsAClear500NotAHang) {
+    fs::create_directory(home / ".ssh");
+    ASSERT_EQ(::mkfifo(keys.c_str(), 0600), 0);
+    const auto outcome = handler.handle(pairing(rightCode));
+    ASSERT_TRUE(std::holds_alternative<Rejected>(outcome));
+    EXPECT_EQ(std::get<Rejected>(outcome).status, 500);
+    EXPECT_EQ(std::get<Rejected>(outcome).message, "could not write authorized_keys: " + keys.string() +
+                                                       " is not a regular file: Invalid argument");
 }
 
 TEST_F(PairingHandlerTest, TheRightCodeWithAKeyAlreadyInTheFileLeavesItUnchanged) {

@@ -1,0 +1,310 @@
+#include "CompanionCore/KeyFileSession.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace CompanionCore {
+
+namespace {
+
+constexpr mode_t directoryMode = 0700;
+constexpr mode_t newFileMode = 0600;
+/// The bits the SSH server's StrictModes refuses on the file: group and other write.
+constexpr mode_t refusedBits = 022;
+constexpr int maximumLinkDepth = 40;
+/// "XXXXXX" in the temporary's name, as mkstemp fills it.
+constexpr std::size_t temporarySuffixLength = 6;
+
+[[noreturn]] void fail(int error, const std::string& what) {
+    throw std::system_error(error, std::generic_category(), what);
+}
+
+/// A descriptor closed on every path out.
+class Descriptor {
+public:
+    explicit Descriptor(int fd)
+        : m_fd(fd) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() {
+        if (m_fd >= 0) {
+            ::close(m_fd);
+        }
+    }
+    int get() const { return m_fd; }
+    /// Closes now and reports the close's own failure.
+    int close() {
+        const int result = ::close(m_fd);
+        m_fd = -1;
+        return result;
+    }
+
+private:
+    int m_fd;
+};
+
+void createDirectories(const std::filesystem::path& directory) {
+    if (directory.empty()) {
+        return;
+    }
+    struct stat info {};
+    if (::lstat(directory.c_str(), &info) == 0) {
+        return; // Whatever is there is left alone, permissions included.
+    }
+    if (errno != ENOENT) {
+        fail(errno, "cannot inspect " + directory.string());
+    }
+    if (directory.has_parent_path() && directory.parent_path() != directory) {
+        createDirectories(directory.parent_path());
+    }
+    if (::mkdir(directory.c_str(), directoryMode) != 0) {
+        if (errno == EEXIST) {
+            return; // Made by someone else meanwhile: theirs to keep as it is.
+        }
+        fail(errno, "cannot create " + directory.string());
+    }
+    // The umask may have taken bits away; the SSH directory must be exactly 0700.
+    if (::chmod(directory.c_str(), directoryMode) != 0) {
+        fail(errno, "cannot set permissions of " + directory.string());
+    }
+}
+
+/// The file that really receives the content: the final target when `path` is a symbolic link.
+std::filesystem::path resolvedTarget(std::filesystem::path path) {
+    for (int depth = 0; depth < maximumLinkDepth; ++depth) {
+        struct stat info {};
+        if (::lstat(path.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) {
+            return path;
+        }
+        std::error_code error;
+        const auto target = std::filesystem::read_symlink(path, error);
+        if (error) {
+            fail(error.value(), "cannot read link " + path.string());
+        }
+        path = target.is_absolute() ? target : path.parent_path() / target;
+    }
+    fail(ELOOP, "cannot resolve " + path.string());
+}
+
+void writeAll(int fd, std::string_view bytes, const std::string& path) {
+    while (!bytes.empty()) {
+        const ssize_t count = ::write(fd, bytes.data(), bytes.size());
+        if (count < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            fail(errno, "cannot write " + path);
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+}
+
+/// Checks what an open descriptor is before anything is read from it or written to it.
+struct stat regularFileInfo(int fd, const std::filesystem::path& path) {
+    struct stat info {};
+    if (::fstat(fd, &info) != 0) {
+        fail(errno, "cannot inspect " + path.string());
+    }
+    if (!S_ISREG(info.st_mode)) {
+        fail(EINVAL, path.string() + " is not a regular file");
+    }
+    if (static_cast<std::uintmax_t>(info.st_size) > KeyFileSession::maximumSize) {
+        fail(EFBIG,
+             path.string() + " is larger than " + std::to_string(KeyFileSession::maximumSize) + " bytes");
+    }
+    return info;
+}
+
+bool sameFile(const struct stat& a, const struct stat& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+           a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+}
+
+std::string temporaryPrefix(const std::filesystem::path& target) {
+    return "." + target.filename().string() + ".";
+}
+
+} // namespace
+
+KeyFileSession::KeyFileSession(const std::filesystem::path& path) {
+    createDirectories(path.parent_path());
+    m_target = resolvedTarget(path);
+    const auto directory =
+        m_target.parent_path().empty() ? std::filesystem::path(".") : m_target.parent_path();
+    m_directory = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (m_directory < 0) {
+        fail(errno, "cannot open " + directory.string());
+    }
+    while (::flock(m_directory, LOCK_EX) != 0) {
+        if (errno != EINTR) {
+            const int error = errno;
+            ::close(m_directory);
+            fail(error, "cannot lock " + directory.string());
+        }
+    }
+    removeStaleTemporaries();
+}
+
+KeyFileSession::~KeyFileSession() {
+    // Closing the descriptor releases the lock.
+    ::close(m_directory);
+}
+
+void KeyFileSession::removeStaleTemporaries() const {
+    // Under the lock no writer of ours is between mkstemp and rename: every temporary is a leftover.
+    const std::string prefix = temporaryPrefix(m_target);
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(
+             m_target.parent_path().empty() ? "." : m_target.parent_path(), error)) {
+        const std::string name = entry.path().filename().string();
+        if (name.size() != prefix.size() + temporarySuffixLength || !name.starts_with(prefix)) {
+            continue;
+        }
+        struct stat info {};
+        if (::lstat(entry.path().c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
+            info.st_uid == ::geteuid()) {
+            ::unlink(entry.path().c_str());
+        }
+    }
+}
+
+KeyFileSession::Snapshot KeyFileSession::read() const {
+    Snapshot snapshot;
+    // Non-blocking, so a FIFO in the file's place cannot hold the open; it is refused just after.
+    const int fd = ::open(m_target.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0) {
+        if (errno == ENOENT) {
+            return snapshot;
+        }
+        fail(errno, "cannot read " + m_target.string());
+    }
+    Descriptor file(fd);
+    snapshot.info = regularFileInfo(file.get(), m_target);
+    snapshot.exists = true;
+    char chunk[8192];
+    for (;;) {
+        const ssize_t count = ::read(file.get(), chunk, sizeof chunk);
+        if (count < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            fail(errno, "cannot read " + m_target.string());
+        }
+        if (count == 0) {
+            return snapshot;
+        }
+        snapshot.content.append(chunk, static_cast<std::size_t>(count));
+        if (snapshot.content.size() > maximumSize) {
+            fail(EFBIG, m_target.string() + " is larger than " + std::to_string(maximumSize) + " bytes");
+        }
+    }
+}
+
+KeyFileSession::AppendResult KeyFileSession::append(std::string_view bytes, const Snapshot& basis) {
+    if (!basis.exists) {
+        const int fd =
+            ::open(m_target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, newFileMode);
+        if (fd < 0) {
+            if (errno == EEXIST) {
+                return AppendResult::changed;
+            }
+            fail(errno, "cannot create " + m_target.string());
+        }
+        Descriptor file(fd);
+        // The umask may have taken bits away; the key file must be exactly 0600.
+        if (::fchmod(file.get(), newFileMode) != 0) {
+            fail(errno, "cannot set permissions of " + m_target.string());
+        }
+        writeAll(file.get(), bytes, m_target.string());
+        if (::fsync(file.get()) != 0 || file.close() != 0) {
+            fail(errno, "cannot flush " + m_target.string());
+        }
+        flushDirectory();
+        return AppendResult::appended;
+    }
+    const int fd = ::open(m_target.c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0) {
+        if (errno == EACCES || errno == EPERM) {
+            return AppendResult::notWritable;
+        }
+        if (errno == ENOENT) {
+            return AppendResult::changed;
+        }
+        fail(errno, "cannot open " + m_target.string());
+    }
+    Descriptor file(fd);
+    const struct stat info = regularFileInfo(file.get(), m_target);
+    if (!sameFile(info, basis.info)) {
+        return AppendResult::changed;
+    }
+    if ((info.st_mode & refusedBits) != 0 && ::fchmod(file.get(), info.st_mode & 07777 & ~refusedBits) != 0) {
+        fail(errno, "cannot set permissions of " + m_target.string());
+    }
+    // One write with O_APPEND: whatever another appender added meanwhile stays before it.
+    writeAll(file.get(), bytes, m_target.string());
+    if (::fsync(file.get()) != 0 || file.close() != 0) {
+        fail(errno, "cannot flush " + m_target.string());
+    }
+    return AppendResult::appended;
+}
+
+bool KeyFileSession::replace(std::string_view content, const Snapshot& basis) {
+    const auto directory =
+        m_target.parent_path().empty() ? std::filesystem::path(".") : m_target.parent_path();
+    std::string temporary = (directory / (temporaryPrefix(m_target) + "XXXXXX")).string();
+    // mkstemp creates the file 0600, so the key material is never open to group or others.
+    const int fd = ::mkstemp(temporary.data());
+    if (fd < 0) {
+        fail(errno, "cannot create a temporary file in " + directory.string());
+    }
+    Descriptor file(fd);
+    try {
+        writeAll(file.get(), content, temporary);
+        const mode_t mode = basis.exists ? (basis.info.st_mode & 07777 & ~refusedBits) : newFileMode;
+        if (::fchmod(file.get(), mode) != 0) {
+            fail(errno, "cannot set permissions of " + temporary);
+        }
+        if (basis.exists && (basis.info.st_uid != ::geteuid() || basis.info.st_gid != ::getegid()) &&
+            ::fchown(file.get(), basis.info.st_uid, basis.info.st_gid) != 0) {
+            // Only its owner (or root) may give the file away; taking it over silently is worse.
+            fail(errno, "cannot keep the owner of " + m_target.string());
+        }
+        if (::fsync(file.get()) != 0) {
+            fail(errno, "cannot flush " + temporary);
+        }
+        if (file.close() != 0) {
+            fail(errno, "cannot close " + temporary);
+        }
+        if (!isUnchanged(basis)) {
+            ::unlink(temporary.c_str());
+            return false;
+        }
+        if (::rename(temporary.c_str(), m_target.c_str()) != 0) {
+            fail(errno, "cannot replace " + m_target.string());
+        }
+    } catch (...) {
+        ::unlink(temporary.c_str());
+        throw;
+    }
+    flushDirectory();
+    return true;
+}
+
+bool KeyFileSession::isUnchanged(const Snapshot& basis) const {
+    struct stat now {};
+    if (::stat(m_target.c_str(), &now) != 0) {
+        return errno == ENOENT && !basis.exists;
+    }
+    return basis.exists && sameFile(now, basis.info);
+}
+
+void KeyFileSession::flushDirectory() const {
+    // A new name is durable only once the directory itself is flushed; a failure here leaves the new
+    // content in place, so it is not reported as a failed write.
+    ::fsync(m_directory);
+}
+
+} // namespace CompanionCore

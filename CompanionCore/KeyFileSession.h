@@ -1,0 +1,68 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace CompanionCore {
+
+/// One change of the authorized keys file, with every other writer of ours kept out for its whole
+/// length: the session takes an exclusive lock on the directory that holds the file (a symbolic link
+/// is followed to its target), so two companions, or a pairing and a revoke, never overlap. Tools that
+/// only append (`>>`) take no lock; the session never replaces content that changed since it read it.
+///
+/// Every failure throws std::system_error carrying the system's message and the path.
+class KeyFileSession {
+public:
+    /// The largest file read; a bigger one is not an authorized keys file anybody wrote by hand.
+    static constexpr std::size_t maximumSize = 16 * 1024 * 1024;
+    /// How often a change is tried again when another writer changed the file meanwhile.
+    static constexpr int maximumRounds = 8;
+
+    /// The file as it was read.
+    struct Snapshot {
+        bool exists = false;
+        std::string content;
+        struct stat info {};
+    };
+
+    /// Resolves links, creates the missing folders (0700), takes the lock and removes our own
+    /// temporaries left behind by a writer that was killed.
+    explicit KeyFileSession(const std::filesystem::path& path);
+    KeyFileSession(const KeyFileSession&) = delete;
+    KeyFileSession& operator=(const KeyFileSession&) = delete;
+    ~KeyFileSession();
+
+    /// The file's content; a file that does not exist reads as empty. Only a regular file of at most
+    /// `maximumSize` bytes is read: a FIFO or a device is refused without blocking.
+    Snapshot read() const;
+
+    enum class AppendResult { appended, notWritable, changed };
+    /// Appends `bytes` to the file in place, which keeps its owner, its mode (bits the SSH server
+    /// refuses, group and other write, are taken away) and its hard links; creates it (0600) when it
+    /// does not exist. `notWritable` when this user may not write it in place, `changed` when it is
+    /// not as `basis` read it; nothing is written then.
+    AppendResult append(std::string_view bytes, const Snapshot& basis);
+
+    /// Replaces the whole file by `content` so that a reader sees the old file or the new one: a
+    /// private temporary in the same folder, flushed, renamed over the file, the folder flushed. The
+    /// file keeps its owner and its mode (less the bits the SSH server refuses). False, and nothing
+    /// changed, when the file is not as `basis` read it.
+    bool replace(std::string_view content, const Snapshot& basis);
+
+    /// The file that receives the content.
+    const std::filesystem::path& target() const { return m_target; }
+
+private:
+    void removeStaleTemporaries() const;
+    bool isUnchanged(const Snapshot& basis) const;
+    void flushDirectory() const;
+
+    std::filesystem::path m_target;
+    int m_directory = -1;
+};
+
+} // namespace CompanionCore
