@@ -20,6 +20,9 @@ public:
     /// Bytes gathered so far.
     std::size_t size() const { return m_bytes.size(); }
 
+    /// Whether the head (request line and headers, up to the blank line) has arrived.
+    bool headComplete() const { return m_head.has_value(); }
+
 private:
     std::string m_bytes;
     std::size_t m_searchedUpTo = 0;

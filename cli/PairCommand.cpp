@@ -108,6 +108,18 @@ public:
         }
     }
 
+    /// The code was right but the key could not be installed: the code is spent, so waiting on is
+    /// pointless until the cause is fixed.
+    void installFailed(const std::string& message) const {
+        if (m_json) {
+            object({{"type", "state"}, {"state", "failed"}, {"message", text(message)}});
+            return;
+        }
+        say("Pairing failed: " + message);
+        say("The code is used up. Fix what the message names (the key file or its folder), then run "
+            "nuvexa-companion-cli pair again for a new code.");
+    }
+
     void ended(const std::string& why) const {
         if (!m_json) {
             say(why);
@@ -275,6 +287,11 @@ int runPair(const QStringList& arguments) {
         case PairingServer::State::Kind::starting:
             return;
         }
+    });
+    QObject::connect(&server, &PairingServer::requestFailed, &loop, [&](const std::string& message) {
+        report.installFailed(message);
+        finish(notPairedExit, "");
+        server.stop();
     });
     QObject::connect(&interruptions, &SignalNotifier::received, &loop, [&] {
         finish(interruptedExit, "Pairing cancelled.");

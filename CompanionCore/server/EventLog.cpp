@@ -67,13 +67,33 @@ void EventLog::append(const std::string& line) const {
         return;
     }
     constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC;
-    int fd = ::open(m_file.c_str(), flags, fileMode);
+    // Non-blocking, so a FIFO in the log's place cannot hold the server up.
+    int fd = ::open(m_file.c_str(), flags | O_NONBLOCK | O_NOCTTY, fileMode);
     if (fd < 0 && errno == ENOENT) {
         createFolder(m_file.parent_path());
-        fd = ::open(m_file.c_str(), flags, fileMode);
+        fd = ::open(m_file.c_str(), flags | O_NONBLOCK | O_NOCTTY, fileMode);
     }
     if (fd < 0) {
         return;
+    }
+    struct stat info {};
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+        ::close(fd);
+        return;
+    }
+    // A log made readable by others (by hand, or by an older version) is taken back at once.
+    if ((info.st_mode & 07777) != fileMode) {
+        ::fchmod(fd, fileMode);
+    }
+    if (static_cast<std::uintmax_t>(info.st_size) >= maximumFileSize) {
+        ::close(fd);
+        const std::filesystem::path previous = m_file.string() + ".1";
+        ::rename(m_file.c_str(), previous.c_str());
+        fd = ::open(m_file.c_str(), flags | O_NONBLOCK | O_NOCTTY, fileMode);
+        if (fd < 0) {
+            return;
+        }
+        ::fchmod(fd, fileMode);
     }
     const std::string bytes = line + '\n';
     std::size_t written = 0;

@@ -3,6 +3,7 @@
 #include "CompanionCore/Timestamp.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <filesystem>
 #include <string>
@@ -16,13 +17,17 @@ class EventLog {
 public:
     /// Lines kept in memory.
     static constexpr std::size_t kept = 50;
+    /// The file's size at which it is moved aside to `file` + ".1" (replacing an older one) and
+    /// begun anew, so the log never grows without bound.
+    static constexpr std::uintmax_t maximumFileSize = 1024 * 1024;
 
     /// Nothing is touched on disk until the first line.
     explicit EventLog(std::filesystem::path file, Clock now = systemNow);
 
     /// Stamps `message` with the current time, keeps the line and appends it to the file, creating
-    /// the file (0600) and any missing folder (0700) on the way. File errors are swallowed: the line
-    /// is in memory all the same. Answers the stamped line.
+    /// the file and any missing folder (0700) on the way. The file is made private (0600) every time it
+    /// is opened, as its lines hold the live code. File errors are swallowed: the line is in memory all
+    /// the same. Answers the stamped line.
     const std::string& add(std::string_view message);
 
     /// The newest lines, oldest first, without line ends.

@@ -1,26 +1,26 @@
 #include "CompanionCore/server/PairingServer.h"
 
 #include "CompanionCore/AuthorizedKeys.h"
-#include "CompanionCore/PairingRequest.h"
 #include "CompanionCore/PairingTxt.h"
+#include "CompanionCore/SshPublicKey.h"
 #include "CompanionCore/server/LogLocation.h"
 #include "CompanionCore/server/NullAnnouncer.h"
+#include "CompanionCore/server/PeerGroup.h"
 #include "CompanionCore/server/TxtLimits.h"
 
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTimer>
 
+#include <algorithm>
 #include <string_view>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 namespace CompanionCore {
 
 namespace {
 
-/// Kept for a body that the handler accepted yet does not decode, which should never happen.
-constexpr std::string_view fallbackDevice = "iPhone";
-constexpr std::string_view keyCommentPrefix = "nuvexa:";
 /// Room for a burst of connections: those beyond the limits are accepted and closed at once by the
 /// server rather than left to wait, unanswered, in the kernel's queue.
 constexpr int listenBacklog = 128;
@@ -33,6 +33,21 @@ struct Overloaded : Cases... {
 };
 template <typename... Cases>
 Overloaded(Cases...) -> Overloaded<Cases...>;
+
+ConnectionAdmission::Id idOf(const QTcpSocket* socket) {
+    return reinterpret_cast<std::uintptr_t>(socket);
+}
+
+/// "SHA256:…" of the key in an authorized_keys line, or a word saying there is none.
+std::string fingerprintOf(const std::string& line) {
+    const std::string identity = AuthorizedKeys::keyIdentity(line);
+    const auto blank = identity.find(' ');
+    const auto fingerprint = blank == std::string::npos
+                                 ? std::nullopt
+                                 : SshPublicKey::fingerprint(std::string_view(identity).substr(0, blank),
+                                                             std::string_view(identity).substr(blank + 1));
+    return fingerprint.value_or("(unknown)");
+}
 
 /// IPv4 peers of a dual-stack listener arrive as ::ffff:a.b.c.d; count them as the IPv4 address.
 QHostAddress peerOf(const QTcpSocket& socket) {
@@ -62,7 +77,15 @@ std::string hostList(const std::vector<std::string>& hosts) {
 /// UTF-8, so a 0xC2 byte always starts a character.
 std::string loggable(std::string_view text) {
     static constexpr char hex[] = "0123456789ABCDEF";
-    const std::string escaped = escapedControls(text);
+    std::string escaped = escapedControls(text);
+    if (escaped.size() > PairingServer::maxLoggedFieldBytes) {
+        // Cut at a character boundary, and say how much there was.
+        std::size_t cut = PairingServer::maxLoggedFieldBytes;
+        while (cut > 0 && (static_cast<unsigned char>(escaped[cut]) & 0xC0) == 0x80) {
+            --cut;
+        }
+        escaped = escaped.substr(0, cut) + "\u2026 (" + std::to_string(text.size()) + " bytes)";
+    }
     std::string out;
     for (std::size_t i = 0; i < escaped.size(); ++i) {
         const auto next = i + 1 < escaped.size() ? static_cast<unsigned char>(escaped[i + 1]) : 0;
@@ -120,6 +143,7 @@ PairingServer::PairingServer(IdentityProvider identity, std::filesystem::path au
     , m_authorizedKeys(std::move(authorizedKeys))
     , m_options(std::move(options))
     , m_log(m_options.logFile.empty() ? defaultLogFile() : m_options.logFile, m_options.clock)
+    , m_admission(m_options.connectionLimits)
     , m_expiry(m_options.expiryClock, m_options.expiryCheckInterval, this) {
     if (!m_options.announcer) {
         m_options.announcer = makeNullAnnouncer;
@@ -285,11 +309,12 @@ void PairingServer::accept() {
         // Sockets outlive the listener, to finish delivering their reply.
         socket->setParent(this);
         const QHostAddress peer = peerOf(*socket);
-        std::size_t fromPeer = 0;
-        for (const auto& [other, connection] : m_connections) {
-            fromPeer += connection.peer == peer ? 1 : 0;
+        const auto decision = m_admission.admit(
+            idOf(socket), peerGroup(peer), [this](ConnectionAdmission::Id id) { return pendingBytes(id); });
+        if (decision.evicted) {
+            drop(reinterpret_cast<QTcpSocket*>(*decision.evicted));
         }
-        if (m_connections.size() >= maxConnections || fromPeer >= maxConnectionsPerPeer) {
+        if (!decision.admitted) {
             socket->abort();
             socket->deleteLater();
             continue;
@@ -299,6 +324,7 @@ void PairingServer::accept() {
         Connection& connection = m_connections[socket];
         connection.socket = socket;
         connection.peer = peer;
+        connection.peerPort = socket->peerPort();
         connect(socket, &QTcpSocket::readyRead, this, [this, socket] { receive(socket); });
         connect(socket, &QTcpSocket::disconnected, this, [this, socket] { forget(socket); });
         connect(socket, &QAbstractSocket::errorOccurred, this, [this, socket] {
@@ -306,7 +332,23 @@ void PairingServer::accept() {
                 forget(socket);
             }
         });
-        // Counted from acceptance: a peer that dribbles still runs out of time.
+        // Counted from acceptance: a peer that dribbles still runs out of time, and much sooner when
+        // it has not even finished the head.
+        QTimer::singleShot(m_options.headTimeout, socket, [this, socket] {
+            if (m_connections.count(socket) == 0) {
+                return;
+            }
+            // Bytes that arrived before the deadline count, even when the loop has not read them yet.
+            if (pendingBytes(idOf(socket)) > 0) {
+                socket->waitForReadyRead(0);
+                receive(socket);
+            }
+            if (const auto found = m_connections.find(socket); found != m_connections.end() &&
+                                                               !found->second.answered &&
+                                                               !found->second.buffer.headComplete()) {
+                drop(socket);
+            }
+        });
         QTimer::singleShot(m_options.requestTimeout, socket, [this, socket] {
             if (const auto found = m_connections.find(socket);
                 found != m_connections.end() && !found->second.answered) {
@@ -332,6 +374,7 @@ void PairingServer::receive(QTcpSocket* socket) {
     Connection& connection = found->second;
     while (socket->bytesAvailable() > 0) {
         const QByteArray chunk = socket->read(static_cast<qint64>(readChunkBytes));
+        m_admission.delivered(idOf(socket), static_cast<std::size_t>(chunk.size()));
         if (connection.buffer.size() + static_cast<std::size_t>(chunk.size()) > maxRequestBytes) {
             drop(socket);
             return;
@@ -349,9 +392,14 @@ void PairingServer::answer(const HttpRequest& request, QTcpSocket* socket) {
         return;
     }
     const PairingHandler::Outcome outcome = m_handler->handle(request);
+    const Connection& connection = m_connections.at(socket);
+    const std::string peer = "request from " + connection.peer.toString().toStdString() + " port " +
+                             std::to_string(connection.peerPort);
     deliver(socket, PairingHandler::reply(outcome));
 
     const std::uint64_t session = m_session;
+    // Who asked, on a line of its own, so guesses and pairings can be traced to an address.
+    log(peer);
     // Method and path are the peer's bytes: their control characters must not forge log lines.
     log("request " + loggable(request.method) + " " + loggable(request.path) + " \u2192 " +
         describe(outcome));
@@ -359,29 +407,28 @@ void PairingServer::answer(const HttpRequest& request, QTcpSocket* socket) {
         return;
     }
     std::visit(Overloaded{
-                   [&](const PairingHandler::Paired&) {
-                       const auto pairing = PairingRequest::decode(request.body);
-                       const std::string device = pairing ? pairing->device : std::string(fallbackDevice);
-                       m_lastPairedKey.reset();
-                       if (pairing) {
-                           const auto line = AuthorizedKeys::normalize(
-                               pairing->publicKey, std::string(keyCommentPrefix) + device);
-                           if (line) {
-                               m_lastPairedKey = *line;
-                           }
+                   [&](const PairingHandler::Paired& paired) {
+                       log("paired " + logQuoted(paired.device) + " with key " + fingerprintOf(paired.line));
+                       if (session != m_session) {
+                           return;
                        }
-                       m_pairedDevices.push_back(device);
+                       m_lastPairedKey = paired.line;
+                       m_pairedDevices.push_back(paired.device);
                        emit pairedDevicesChanged();
                        if (session != m_session) {
                            return;
                        }
-                       setState(State::paired(device));
+                       setState(State::paired(paired.device));
                        if (session != m_session) {
                            return;
                        }
                        stop();
                    },
-                   [](const PairingHandler::Rejected&) {},
+                   [&](const PairingHandler::Rejected& rejected) {
+                       if (rejected.status >= 500) {
+                           emit requestFailed(rejected.message);
+                       }
+                   },
                    [&](const PairingHandler::Exhausted&) { restartAfterExhaustion(); },
                },
                outcome);
@@ -389,6 +436,7 @@ void PairingServer::answer(const HttpRequest& request, QTcpSocket* socket) {
 
 void PairingServer::deliver(QTcpSocket* socket, const std::string& reply) {
     m_connections.at(socket).answered = true;
+    m_admission.answered(idOf(socket));
     connect(socket, &QTcpSocket::bytesWritten, this, [this, socket] { finishSending(socket); });
     socket->write(reply.data(), static_cast<qint64>(reply.size()));
     // Hand the bytes to the system now, so they leave even if the server goes away right after.
@@ -417,11 +465,24 @@ void PairingServer::finishSending(QTcpSocket* socket) {
 
 void PairingServer::drop(QTcpSocket* socket) {
     m_connections.erase(socket);
+    m_admission.remove(idOf(socket));
     socket->abort();
     socket->deleteLater();
 }
 
+std::size_t PairingServer::pendingBytes(ConnectionAdmission::Id id) const {
+    const auto found = m_connections.find(reinterpret_cast<QTcpSocket*>(id));
+    if (found == m_connections.end()) {
+        return 0;
+    }
+    int waiting = 0;
+    ::ioctl(static_cast<int>(found->first->socketDescriptor()), FIONREAD, &waiting);
+    return static_cast<std::size_t>(found->first->bytesAvailable()) +
+           static_cast<std::size_t>(std::max(waiting, 0));
+}
+
 void PairingServer::forget(QTcpSocket* socket) {
+    m_admission.remove(idOf(socket));
     if (m_connections.erase(socket) != 0) {
         socket->deleteLater();
     }
@@ -443,6 +504,7 @@ void PairingServer::teardown() {
             ++entry; // Left to finish delivering its reply.
         } else {
             reading.push_back(entry->first);
+            m_admission.remove(idOf(entry->first));
             entry = m_connections.erase(entry);
         }
     }

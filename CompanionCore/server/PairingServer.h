@@ -4,6 +4,7 @@
 #include "CompanionCore/PairingHandler.h"
 #include "CompanionCore/Timestamp.h"
 #include "CompanionCore/server/Announcer.h"
+#include "CompanionCore/server/ConnectionAdmission.h"
 #include "CompanionCore/server/DnsSdAnnouncer.h"
 #include "CompanionCore/server/EventLog.h"
 #include "CompanionCore/server/ExpiryTimer.h"
@@ -41,6 +42,11 @@ struct PairingServerOptions {
     std::chrono::milliseconds expiryCheckInterval = ExpiryTimer::defaultCheckInterval;
     /// How long a connection may take to deliver a complete request, and then to take its reply.
     std::chrono::milliseconds requestTimeout = std::chrono::seconds(10);
+    /// How long a connection may take to deliver the head of its request: a phone sends it at once,
+    /// a connection that dribbles it only holds a place.
+    std::chrono::milliseconds headTimeout = std::chrono::seconds(2);
+    /// How many connections the server holds, from one peer group and in all.
+    ConnectionAdmission::Limits connectionLimits;
     /// The clock of the codes and of the log's timestamps.
     Clock clock = systemNow;
     /// Makes the announcer of each listener; an empty factory announces nothing.
@@ -87,9 +93,9 @@ public:
 
     /// Codes drawn by one `start()` before the session gives up on a guessing peer.
     static constexpr int maxCodesPerStart = 3;
-    /// Connections held at once from one peer address, and in all.
-    static constexpr std::size_t maxConnectionsPerPeer = 4;
-    static constexpr std::size_t maxConnections = 32;
+    /// The longest method or path written to the log; the rest is cut, so unauthenticated bytes
+    /// cannot grow the log by more than a line's worth.
+    static constexpr std::size_t maxLoggedFieldBytes = 256;
     /// Bytes a connection may send without completing a request.
     static constexpr std::size_t maxRequestBytes = 65536;
     /// Bytes taken from a socket at a time.
@@ -129,11 +135,15 @@ signals:
     void pairedDevicesChanged();
     void announcedChanged();
     void eventsChanged();
+    /// A request failed on this side after its code was spent (status 500): the phone cannot pair
+    /// with this code, and retrying will not help until `message`'s cause is fixed.
+    void requestFailed(const std::string& message);
 
 private:
     struct Connection {
         QTcpSocket* socket = nullptr;
         QHostAddress peer;
+        quint16 peerPort = 0;
         HttpRequestBuffer buffer;
         /// Set once the reply is on its way; the socket then only drains and closes.
         bool answered = false;
@@ -152,6 +162,8 @@ private:
     void finishSending(QTcpSocket* socket);
     void drop(QTcpSocket* socket);
     void forget(QTcpSocket* socket);
+    /// Bytes of a held connection that have arrived but are not read yet.
+    std::size_t pendingBytes(ConnectionAdmission::Id id) const;
     void armExpiry();
     void teardown();
     void restartAfterExhaustion();
@@ -181,6 +193,7 @@ private:
     bool m_failedListenerPending = false;
     std::unique_ptr<Announcer> m_announcer;
     std::map<QTcpSocket*, Connection> m_connections;
+    ConnectionAdmission m_admission;
     ExpiryTimer m_expiry;
 };
 

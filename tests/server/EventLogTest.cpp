@@ -164,3 +164,42 @@ TEST(EventLogTest, EnsureExistsAnswersFalseWhenTheFolderCannotBeMade) {
 TEST(EventLogTest, EnsureExistsAnEmptyPathIsNoLog) {
     EXPECT_FALSE(EventLog::ensureExists({}));
 }
+
+TEST(EventLogTest, AnExistingLogReadableByOthersIsMadePrivateOnTheNextLine) {
+    TestSupport::TemporaryDirectory folder;
+    std::ofstream(folder / "log") << "old\n";
+    std::filesystem::permissions(folder / "log", static_cast<std::filesystem::perms>(0644));
+    EventLog log(folder / "log");
+    log.add("listening on 52901, code 123456");
+    EXPECT_EQ(modeOf(folder / "log"), 0600u);
+    EXPECT_TRUE(content(folder / "log").starts_with("old\n"));
+}
+
+TEST(EventLogTest, AFullLogIsMovedAsideAndBegunAnew) {
+    TestSupport::TemporaryDirectory folder;
+    TestSupport::FakeClock clock;
+    {
+        std::ofstream old(folder / "log.1");
+        old << "the oldest lines\n";
+        std::ofstream full(folder / "log");
+        full << std::string(EventLog::maximumFileSize - 1, 'x') << '\n';
+    }
+    std::filesystem::permissions(folder / "log", static_cast<std::filesystem::perms>(0644));
+    EventLog log(folder / "log", clock.function());
+    log.add("next");
+    EXPECT_EQ(content(folder / "log"), "2023-11-14T22:13:20Z next\n");
+    EXPECT_EQ(modeOf(folder / "log"), 0600u);
+    EXPECT_EQ(std::filesystem::file_size(folder / "log.1"), EventLog::maximumFileSize);
+    EXPECT_EQ(modeOf(folder / "log.1"), 0600u) << "the previous file keeps no lines readable by others";
+}
+
+TEST(EventLogTest, TheFileNeverGrowsFarPastItsBound) {
+    TestSupport::TemporaryDirectory folder;
+    EventLog log(folder / "log");
+    const std::string line(1000, 'y');
+    for (std::size_t i = 0; i < 3 * EventLog::maximumFileSize / line.size(); ++i) {
+        log.add(line);
+    }
+    EXPECT_LE(std::filesystem::file_size(folder / "log"), EventLog::maximumFileSize + line.size() + 32);
+    EXPECT_LE(std::filesystem::file_size(folder / "log.1"), EventLog::maximumFileSize + line.size() + 32);
+}

@@ -210,3 +210,45 @@ TEST_F(PairCommandTest, AMissingSshServerIsAWarningNotARefusal) {
 }
 
 } // namespace
+
+TEST_F(PairCommandTest, AKeyThatCannotBeWrittenEndsTheSessionWithWhatToDo) {
+    // A folder where the key file should be: the right code is spent and the install fails.
+    std::filesystem::create_directories(m_home / "authorized_keys");
+    CliSession session(cli, isolated({"--json"}));
+    const auto waiting = session.waitForJson("state", "waiting");
+    ASSERT_TRUE(waiting.has_value()) << session.errors();
+    const QByteArray response =
+        TestSupport::exchange(static_cast<quint16>(waiting->value("port").toInt()),
+                              TestSupport::pairingRequest(waiting->value("code").toString().toStdString(),
+                                                          TestSupport::sampleEd25519Key, "Ana's phone"));
+    EXPECT_EQ(TestSupport::statusOf(response), 500);
+    const auto failed = session.waitForJson("state", "failed");
+    ASSERT_TRUE(failed.has_value());
+    EXPECT_TRUE(failed->value("message").toString().startsWith("could not write authorized_keys: "));
+    EXPECT_EQ(session.waitForExit(), Cli::notPairedExit);
+}
+
+TEST_F(PairCommandTest, AKeyThatCannotBeWrittenTellsAPersonToFixItAndStartAgain) {
+    std::filesystem::create_directories(m_home / "authorized_keys");
+    CliSession session(cli, isolated());
+    const auto code =
+        session.waitForLine([](const std::string& line) { return line.starts_with("Pairing code: "); });
+    ASSERT_TRUE(code.has_value()) << session.errors();
+    const auto portLine =
+        session.waitForLine([](const std::string& line) { return line.starts_with("Port: "); });
+    ASSERT_TRUE(portLine.has_value());
+    std::string digits = code->substr(std::string("Pairing code: ").size());
+    digits.erase(3, 1);
+    TestSupport::exchange(static_cast<quint16>(std::stoi(portLine->substr(6))),
+                          TestSupport::pairingRequest(digits, TestSupport::sampleEd25519Key, "Ana's phone"));
+    EXPECT_EQ(session.waitForExit(), Cli::notPairedExit);
+    const auto& lines = session.lines();
+    EXPECT_NE(std::find_if(lines.begin(), lines.end(),
+                           [](const std::string& line) {
+                               return line.starts_with("Pairing failed: could not write authorized_keys: ");
+                           }),
+              lines.end());
+    EXPECT_NE(std::find_if(lines.begin(), lines.end(),
+                           [](const std::string& line) { return line.starts_with("The code is used up."); }),
+              lines.end());
+}

@@ -23,12 +23,17 @@ using Kind = PairingServer::State::Kind;
 /// A server holding connections from several loopback addresses; everything on the test's loop.
 class PairingServerAbuseTest : public testing::Test {
 protected:
+    /// Small, so a test can fill the table with a few dozen connections.
+    static constexpr std::size_t totalLimit = 32;
+
     void SetUp() override {
         PairingServer::Options options;
         options.ports = {0};
         options.expiry = std::chrono::minutes(10);
         // Long enough that only the limits, never the clock, decide what happens here.
         options.requestTimeout = std::chrono::minutes(10);
+        options.headTimeout = std::chrono::minutes(10);
+        options.connectionLimits = {4, totalLimit};
         options.announcer = nullptr;
         options.logFile = m_home / "log";
         m_server = std::make_unique<PairingServer>(
@@ -62,39 +67,69 @@ protected:
     quint16 m_port = 0;
 };
 
-TEST_F(PairingServerAbuseTest, ClosesAFifthConnectionFromOneAddressAtOnce) {
+TEST_F(PairingServerAbuseTest, AFifthConnectionFromOneAddressTakesThePlaceOfItsIdlestOne) {
     const QHostAddress attacker("127.0.0.2");
     auto held = open(4, attacker);
     ASSERT_TRUE(spinUntil([&] { return m_server->openConnections() == 4; }));
+    // All but the second have started a request: the second has delivered least.
+    for (std::size_t i : {0u, 2u, 3u}) {
+        held[i]->send("POST /pair HTTP/1.1\r\n");
+    }
+    ASSERT_TRUE(spinUntil([&] { return m_server->openConnections() == 4; }));
     PhoneClient fifth(m_port, attacker);
-    EXPECT_TRUE(fifth.waitClosed().isEmpty());
-    EXPECT_EQ(stillOpen(held), 4);
-    EXPECT_EQ(m_server->openConnections(), 4u);
+    ASSERT_TRUE(fifth.waitConnected());
+    EXPECT_TRUE(held[1]->waitClosed().isEmpty());
+    EXPECT_TRUE(spinUntil([&] { return m_server->openConnections() == 4; }));
+    EXPECT_EQ(stillOpen(held), 3);
+    EXPECT_FALSE(fifth.isClosed());
 
-    // Another address is still served.
+    // Another address has its own share.
     PhoneClient other(m_port, QHostAddress("127.0.0.3"));
     ASSERT_TRUE(other.waitConnected());
     EXPECT_TRUE(spinUntil([&] { return m_server->openConnections() == 5; }));
 }
 
-TEST_F(PairingServerAbuseTest, ClosesTheThirtyThirdConnectionAtOnce) {
+TEST_F(PairingServerAbuseTest, AFullTableDropsTheConnectionThatDeliveredLeastForANewcomer) {
     std::vector<std::unique_ptr<PhoneClient>> held;
     for (int host = 2; host < 10; ++host) {
         auto four = open(4, QHostAddress(QString("127.0.0.%1").arg(host)));
         std::move(four.begin(), four.end(), std::back_inserter(held));
     }
-    ASSERT_TRUE(spinUntil([&] { return m_server->openConnections() == 32; }));
-    PhoneClient extra(m_port, QHostAddress("127.0.0.10"));
-    EXPECT_TRUE(extra.waitClosed().isEmpty());
-    EXPECT_EQ(stillOpen(held), 32);
+    ASSERT_TRUE(spinUntil([&] { return m_server->openConnections() == totalLimit; }));
+    // Every connection but one has sent part of a head.
+    for (std::size_t i = 0; i < held.size(); ++i) {
+        if (i != 17) {
+            held[i]->send("GET / HTTP/1.1\r\n");
+        }
+    }
+    ASSERT_TRUE(spinUntil([&] { return m_server->openConnections() == totalLimit; }));
+    PhoneClient newcomer(m_port, QHostAddress("127.0.0.10"));
+    ASSERT_TRUE(newcomer.waitConnected());
+    EXPECT_TRUE(held[17]->waitClosed().isEmpty());
+    EXPECT_EQ(stillOpen(held), static_cast<int>(totalLimit) - 1);
+    EXPECT_TRUE(spinUntil([&] { return m_server->openConnections() == totalLimit; }));
+    EXPECT_FALSE(newcomer.isClosed());
+}
 
-    // A slot freed is a slot for the next one.
-    held.front()->socket().abort();
-    ASSERT_TRUE(spinUntil([&] { return m_server->openConnections() == 31; }));
-    PhoneClient next(m_port, QHostAddress("127.0.0.10"));
-    ASSERT_TRUE(next.waitConnected());
-    EXPECT_TRUE(spinUntil([&] { return m_server->openConnections() == 32; }));
-    EXPECT_FALSE(next.isClosed());
+TEST_F(PairingServerAbuseTest, AnHonestPhonePairsWhileEightAddressesHoldFourSlowConnectionsEach) {
+    // A full table of dribblers: the phone's connection takes the place of one of them and its whole
+    // request arrives at once.
+    std::vector<std::unique_ptr<PhoneClient>> dribblers;
+    for (int host = 2; host < 10; ++host) {
+        auto four = open(4, QHostAddress(QString("127.0.0.%1").arg(host)));
+        std::move(four.begin(), four.end(), std::back_inserter(dribblers));
+    }
+    ASSERT_TRUE(spinUntil([&] { return m_server->openConnections() == totalLimit; }));
+    for (auto& dribbler : dribblers) {
+        dribbler->send("POST /pair HTTP/1.1\r\nX-");
+    }
+    const auto waiting = m_server->state();
+    const QByteArray response = TestSupport::exchange(
+        waiting.port,
+        TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Honest phone"),
+        QHostAddress("127.0.0.1"));
+    EXPECT_EQ(TestSupport::statusOf(response), 200);
+    EXPECT_EQ(m_server->state(), PairingServer::State::paired("Honest phone"));
 }
 
 TEST_F(PairingServerAbuseTest, AnHonestPhonePairsDespiteTwoHundredIdlersAndADribbler) {
@@ -105,14 +140,16 @@ TEST_F(PairingServerAbuseTest, AnHonestPhonePairsDespiteTwoHundredIdlersAndADrib
                      [&] { mostHeld = std::max(mostHeld, m_server->openConnections()); });
     watch.start(std::chrono::milliseconds(1));
 
-    // The dribbler comes first, so it is one of the four the server keeps.
+    // The dribbler has started its request before the idlers come, so it is one of the four the
+    // server keeps: the idlers have delivered nothing and take each other's places.
     PhoneClient dribbler(m_port, attacker);
     ASSERT_TRUE(dribbler.waitConnected());
     ASSERT_TRUE(spinUntil([&] { return m_server->openConnections() == 1; }));
+    dribbler.send("POST /pair HTTP/1.1\r\nX");
     QTimer drip;
-    int dripped = 0;
+    int dripped = 1;
     QObject::connect(&drip, &QTimer::timeout, [&] {
-        dribbler.send(dripped == 0 ? QByteArray("POST /pair HTTP/1.1\r\nX") : QByteArray("x"));
+        dribbler.send("x");
         ++dripped;
     });
     drip.start(std::chrono::milliseconds(2));

@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
 #include <csignal>
@@ -729,3 +730,97 @@ TEST_F(PairingServerTest, AnObserverMayStopTheServerFromInsideASignal) {
 }
 
 } // namespace
+
+namespace {
+
+class PairingServerLogTest : public PairingServerTest {};
+
+} // namespace
+
+TEST_F(PairingServerLogTest, EachRequestIsPrecededByALineNamingThePeer) {
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    PhoneClient client(server->state().port);
+    ASSERT_TRUE(client.waitConnected());
+    const auto port = client.socket().localPort();
+    client.send("GET /status HTTP/1.1\r\n\r\n");
+    client.waitClosed();
+    const auto lines = messages(*server);
+    ASSERT_GE(lines.size(), 2u);
+    EXPECT_EQ(lines[lines.size() - 2], "request from 127.0.0.1 port " + std::to_string(port));
+    EXPECT_EQ(lines.back(), "request GET /status \u2192 rejected(status: 404, message: \"not found\")");
+}
+
+TEST_F(PairingServerLogTest, APairingLogsThePhoneAndItsKeyFingerprint) {
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    const auto waiting = server->state();
+    TestSupport::exchange(waiting.port, TestSupport::pairingRequest(
+                                            waiting.digits, TestSupport::sampleEd25519Key, "Ana's phone"));
+    ASSERT_TRUE(waitForKind(*server, Kind::paired));
+    const auto lines = messages(*server);
+    EXPECT_NE(
+        std::find(lines.begin(), lines.end(),
+                  std::string("paired \"Ana\\'s phone\" with key ") + TestSupport::sampleEd25519Fingerprint),
+        lines.end())
+        << testing::PrintToString(lines);
+}
+
+TEST_F(PairingServerLogTest, AHugePathWritesOneShortLine) {
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    const QByteArray request = "GET /" + QByteArray(65000, 'a') + " HTTP/1.1\r\n\r\n";
+    PhoneClient client(server->state().port);
+    ASSERT_TRUE(client.waitConnected());
+    client.send(request);
+    client.waitClosed();
+    ASSERT_TRUE(waitUntil(server.get(), &PairingServer::eventsChanged,
+                          [&] { return messages(*server).back().starts_with("request GET /"); }));
+    const std::string line = messages(*server).back();
+    EXPECT_LT(line.size(), 2 * PairingServer::maxLoggedFieldBytes);
+    EXPECT_NE(line.find("\u2026 (65001 bytes) \u2192 rejected(status: 404"), std::string::npos) << line;
+    EXPECT_LT(std::filesystem::file_size(m_home / "log" / "nuvexa-companion.log"), 4096u);
+}
+
+TEST_F(PairingServerLogTest, AFailedInstallReportsTheFailureOnce) {
+    // A plain file where the key folder should be: the install fails after the code is spent.
+    std::ofstream(m_home / ".ssh") << "in the way";
+    auto server = makeServer(options());
+    std::vector<std::string> failures;
+    QObject::connect(server.get(), &PairingServer::requestFailed,
+                     [&](const std::string& message) { failures.push_back(message); });
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    const auto waiting = server->state();
+    TestSupport::exchange(waiting.port,
+                          TestSupport::pairingRequest("000000", TestSupport::sampleEd25519Key, "x"));
+    EXPECT_TRUE(failures.empty()) << "a wrong code is no failure of ours";
+    const QByteArray response = TestSupport::exchange(
+        waiting.port, TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "x"));
+    EXPECT_EQ(TestSupport::statusOf(response), 500);
+    ASSERT_EQ(failures.size(), 1u);
+    EXPECT_TRUE(failures[0].starts_with("could not write authorized_keys: ")) << failures[0];
+}
+
+TEST_F(PairingServerLogTest, AConnectionThatHasNotFinishedItsHeadIsDroppedAtTheHeadDeadline) {
+    auto serverOptions = options();
+    // Short, but no outcome depends on it: the head deadline fires in the order the connections
+    // came, so when the second one is cut off, the first one's deadline has passed as well.
+    serverOptions.headTimeout = std::chrono::milliseconds(200);
+    auto server = makeServer(std::move(serverOptions));
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    PhoneClient slowBody(server->state().port);
+    ASSERT_TRUE(slowBody.waitConnected());
+    slowBody.send("POST /pair HTTP/1.1\r\nContent-Length: 100\r\n\r\n{");
+    ASSERT_TRUE(TestSupport::spinUntil([&] { return server->openConnections() == 1; }));
+    PhoneClient slowHead(server->state().port);
+    ASSERT_TRUE(slowHead.waitConnected());
+    slowHead.send("POST /pair HTTP/1.1\r\nX-Slow: ");
+    EXPECT_TRUE(slowHead.waitClosed().isEmpty());
+    EXPECT_FALSE(slowBody.isClosed()) << "a complete head has the whole request deadline";
+    EXPECT_EQ(server->openConnections(), 1u);
+}
