@@ -72,34 +72,19 @@ std::string hostList(const std::vector<std::string>& hosts) {
     return text + "]";
 }
 
-/// The peer's method or path as the log shows it: every control character escaped, those of C1
-/// (U+0080 to U+009F, which some terminals obey as escape sequences) included. The head is valid
-/// UTF-8, so a 0xC2 byte always starts a character.
+/// The peer's method or path as the log shows it: every character that could steer a terminal
+/// escaped, and no longer than `maxLoggedFieldBytes`, with the length it had.
 std::string loggable(std::string_view text) {
-    static constexpr char hex[] = "0123456789ABCDEF";
     std::string escaped = escapedControls(text);
     if (escaped.size() > PairingServer::maxLoggedFieldBytes) {
-        // Cut at a character boundary, and say how much there was.
+        // Cut at a character boundary.
         std::size_t cut = PairingServer::maxLoggedFieldBytes;
         while (cut > 0 && (static_cast<unsigned char>(escaped[cut]) & 0xC0) == 0x80) {
             --cut;
         }
         escaped = escaped.substr(0, cut) + "\u2026 (" + std::to_string(text.size()) + " bytes)";
     }
-    std::string out;
-    for (std::size_t i = 0; i < escaped.size(); ++i) {
-        const auto next = i + 1 < escaped.size() ? static_cast<unsigned char>(escaped[i + 1]) : 0;
-        if (static_cast<unsigned char>(escaped[i]) == 0xC2 && next >= 0x80 && next <= 0x9F) {
-            out += "\\u{";
-            out += hex[next >> 4];
-            out += hex[next & 0xF];
-            out += '}';
-            ++i;
-        } else {
-            out += escaped[i];
-        }
-    }
-    return out;
+    return escaped;
 }
 
 } // namespace
