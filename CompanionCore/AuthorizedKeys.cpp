@@ -130,7 +130,7 @@ bool rewrite(const std::filesystem::path& path, const std::function<std::string(
 }
 
 std::string read(const std::filesystem::path& path) {
-    return KeyFileSession(path).read().content;
+    return KeyFileSession::readFile(path).content;
 }
 
 } // namespace CompanionCore::AuthorizedKeys

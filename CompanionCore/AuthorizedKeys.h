@@ -46,7 +46,8 @@ bool install(std::string_view line, const std::filesystem::path& path);
 /// meanwhile. False, and nothing written, when the edit changes nothing.
 bool rewrite(const std::filesystem::path& path, const std::function<std::string(std::string_view)>& edit);
 
-/// The file's content as `install` reads it; empty when it does not exist.
+/// The file's content as `install` reads it (a bounded regular file, or a link to one); empty when
+/// it does not exist. Takes no lock and creates nothing.
 std::string read(const std::filesystem::path& path);
 
 /// The part of a line that identifies a key: its first two white-space separated pieces joined by

@@ -172,17 +172,21 @@ void KeyFileSession::removeStaleTemporaries() const {
 }
 
 KeyFileSession::Snapshot KeyFileSession::read() const {
+    return readFile(m_target);
+}
+
+KeyFileSession::Snapshot KeyFileSession::readFile(const std::filesystem::path& path) {
     Snapshot snapshot;
     // Non-blocking, so a FIFO in the file's place cannot hold the open; it is refused just after.
-    const int fd = ::open(m_target.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (fd < 0) {
         if (errno == ENOENT) {
             return snapshot;
         }
-        fail(errno, "cannot read " + m_target.string());
+        fail(errno, "cannot read " + path.string());
     }
     Descriptor file(fd);
-    snapshot.info = regularFileInfo(file.get(), m_target);
+    snapshot.info = regularFileInfo(file.get(), path);
     snapshot.exists = true;
     char chunk[8192];
     for (;;) {
@@ -191,14 +195,14 @@ KeyFileSession::Snapshot KeyFileSession::read() const {
             if (errno == EINTR) {
                 continue;
             }
-            fail(errno, "cannot read " + m_target.string());
+            fail(errno, "cannot read " + path.string());
         }
         if (count == 0) {
             return snapshot;
         }
         snapshot.content.append(chunk, static_cast<std::size_t>(count));
         if (snapshot.content.size() > maximumSize) {
-            fail(EFBIG, m_target.string() + " is larger than " + std::to_string(maximumSize) + " bytes");
+            fail(EFBIG, path.string() + " is larger than " + std::to_string(maximumSize) + " bytes");
         }
     }
 }

@@ -40,6 +40,9 @@ public:
     /// `maximumSize` bytes is read: a FIFO or a device is refused without blocking.
     Snapshot read() const;
 
+    /// What `read` answers, for a reader that changes nothing: no lock, no folder created.
+    static Snapshot readFile(const std::filesystem::path& path);
+
     enum class AppendResult { appended, notWritable, changed };
     /// Appends `bytes` to the file in place, which keeps its owner, its mode (bits the SSH server
     /// refuses, group and other write, are taken away) and its hard links; creates it (0600) when it

@@ -1,5 +1,6 @@
 #include "CompanionCore/PairedDevices.h"
 
+#include "CompanionCore/SshPublicKey.h"
 #include "CompanionCore/Unicode.h"
 
 #include <map>
@@ -113,6 +114,23 @@ Listing list(std::string_view fileText) {
         listing.devices[i].older = latest[listing.devices[i].name] != i;
     }
     return listing;
+}
+
+std::optional<std::string> fingerprintOf(const PairedDevice& device) {
+    return SshPublicKey::fingerprint(device.keyType, device.blob);
+}
+
+std::vector<PairedDevice> matching(const Listing& listing, std::string_view query) {
+    constexpr std::string_view prefix = "SHA256:";
+    const std::string fingerprint =
+        query.starts_with(prefix) ? std::string(query) : std::string(prefix) + std::string(query);
+    std::vector<PairedDevice> found;
+    for (const auto& device : listing.devices) {
+        if (device.name == query || (!query.empty() && fingerprintOf(device) == fingerprint)) {
+            found.push_back(device);
+        }
+    }
+    return found;
 }
 
 std::string withoutDevice(std::string_view fileText, std::string_view keyType, std::string_view blob) {

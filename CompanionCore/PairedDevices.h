@@ -3,6 +3,7 @@
 #include "CompanionCore/PairedDevice.h"
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +28,13 @@ struct Listing {
 /// options may come before the key, fields are separated by blanks or tabs, a carriage return before
 /// the line feed is not part of the line. Any byte sequence is accepted.
 Listing list(std::string_view fileText);
+
+/// The phones `query` names: by name, exactly, or by key fingerprint as `ssh-keygen -l` prints it
+/// ("SHA256:…"; the prefix may be left out).
+std::vector<PairedDevice> matching(const Listing& listing, std::string_view query);
+
+/// The key's fingerprint ("SHA256:…"), or nothing for a key the SSH server could not use.
+std::optional<std::string> fingerprintOf(const PairedDevice& device);
 
 /// `fileText` without the phone lines that hold the key `keyType` `blob`. Every other byte stays as
 /// it was: other keys, options, comments, blank lines, line ends, bytes that are not UTF-8, a

@@ -1,3 +1,4 @@
+#include "cli/DevicesCommand.h"
 #include "cli/PairCommand.h"
 #include "cli/StatusCommand.h"
 
@@ -21,8 +22,10 @@ int main(int argc, char* argv[]) {
         "Makes this computer reachable from the nuvexa phone app, from a terminal.");
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addPositionalArgument("command", "pair    Run one pairing session in this terminal.\n"
-                                            "status  Show whether this computer is ready for the phone.");
+    parser.addPositionalArgument("command", "pair     Run one pairing session in this terminal.\n"
+                                            "status   Show whether this computer is ready for the phone.\n"
+                                            "devices  List the phones that can log in.\n"
+                                            "revoke   Take a phone's access away.");
     // Everything after the command belongs to the command.
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
     if (!parser.parse(QCoreApplication::arguments())) {
@@ -46,6 +49,12 @@ int main(int argc, char* argv[]) {
     }
     if (command == "status") {
         return Cli::runStatus(arguments);
+    }
+    if (command == "devices") {
+        return Cli::runDevices(arguments);
+    }
+    if (command == "revoke") {
+        return Cli::runRevoke(arguments);
     }
     std::fprintf(stderr, "nuvexa-companion-cli: unknown command %s\n", qPrintable(command));
     return Cli::usageExit;

@@ -104,3 +104,21 @@ TEST(PairedDevicesTest, WithoutDeviceOfAnAbsentKeyChangesNothing) {
     const std::string text = "ssh-ed25519 " + ed + " nuvexa:iPhone\n";
     EXPECT_EQ(withoutDevice(text, "ssh-rsa", rsa), text);
 }
+
+TEST(PairedDevicesTest, MatchesByExactNameOrByFingerprintWithOrWithoutItsPrefix) {
+    const std::string text = "ssh-ed25519 " + ed + " nuvexa:iPhone\nssh-rsa " + rsa + " nuvexa:iPad\n";
+    const auto listing = list(text);
+    const auto fingerprint = fingerprintOf(listing.devices.at(0));
+    ASSERT_TRUE(fingerprint.has_value());
+    EXPECT_EQ(matching(listing, "iPhone"), (std::vector{device("iPhone", "ssh-ed25519", ed, 1)}));
+    EXPECT_EQ(matching(listing, *fingerprint), (std::vector{device("iPhone", "ssh-ed25519", ed, 1)}));
+    EXPECT_EQ(matching(listing, fingerprint->substr(7)),
+              (std::vector{device("iPhone", "ssh-ed25519", ed, 1)}));
+    EXPECT_TRUE(matching(listing, "iphone").empty());
+    EXPECT_TRUE(matching(listing, "").empty());
+}
+
+TEST(PairedDevicesTest, ANameHeldByTwoKeysMatchesBoth) {
+    const std::string text = "ssh-rsa " + rsa + " nuvexa:iPhone\nssh-ed25519 " + ed + " nuvexa:iPhone\n";
+    EXPECT_EQ(matching(list(text), "iPhone").size(), 2u);
+}

@@ -142,4 +142,27 @@ TEST_F(SshEndToEndTest, TheCommandLineRunAsTheUserPairsAndItsKeyLogsIn) {
     EXPECT_EQ(in.exitCode, 0) << in.output;
 }
 
+TEST_F(SshEndToEndTest, ARevokedPhoneCanNoLongerLogInAndAnotherKeyStillCan) {
+    const std::string phone = generateKey("phone", "ed25519", "256");
+    const std::string other = generateKey("other", "ecdsa", "256");
+    pairInProcess(other, "Other phone");
+    pairInProcess(phone, "Lost phone");
+    ASSERT_EQ(login("phone").exitCode, 0);
+
+    const auto keys = QString::fromStdString((m_home / ".ssh" / "authorized_keys").string());
+    const auto revoked =
+        TestSupport::runProgram(cli, {"revoke", "Lost phone", "--yes", "--authorized-keys", keys});
+    ASSERT_EQ(revoked.exitCode, 0) << revoked.output;
+
+    EXPECT_NE(login("phone").exitCode, 0) << "the revoked key is refused by the SSH server";
+    const auto in = login("other");
+    EXPECT_EQ(in.exitCode, 0) << in.output;
+    struct stat info {};
+    ASSERT_EQ(::stat(keys.toStdString().c_str(), &info), 0);
+    EXPECT_EQ(info.st_uid, ::getpwnam(m_user.c_str())->pw_uid) << "the file stays the user's";
+    const auto listed = TestSupport::runProgram(cli, {"devices", "--authorized-keys", keys});
+    EXPECT_EQ(listed.output.find("Lost phone"), std::string::npos) << listed.output;
+    EXPECT_NE(listed.output.find("Other phone"), std::string::npos) << listed.output;
+}
+
 } // namespace

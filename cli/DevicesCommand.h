@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QStringList>
+
+namespace Cli {
+
+/// Exit statuses of `devices` and `revoke`.
+inline constexpr int devicesDoneExit = 0;
+/// Nothing matched, the user said no, or the key file could not be read or written.
+inline constexpr int devicesRefusedExit = 1;
+inline constexpr int devicesUsageExit = 2;
+
+/// `nuvexa-companion-cli devices [--json]`: the phones that can log in, read from the authorized
+/// keys file: name, key type, SHA-256 fingerprint and line number, the older of two keys under one
+/// name marked. Other keys are only counted. `arguments` are those after "devices".
+int runDevices(const QStringList& arguments);
+
+/// `nuvexa-companion-cli revoke NAME|FINGERPRINT [--yes]`: removes exactly that phone's lines from
+/// the authorized keys file. A name held by more than one key is refused with the matches listed.
+/// Without --yes it asks on a terminal, and refuses where it cannot ask.
+int runRevoke(const QStringList& arguments);
+
+} // namespace Cli

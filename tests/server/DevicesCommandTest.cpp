@@ -1,0 +1,160 @@
+#include "cli/DevicesCommand.h"
+
+#include "server/support/Programs.h"
+#include "support/SampleKeys.h"
+#include "support/TemporaryDirectory.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+// The terminal front end's `devices` and `revoke`, run as the program itself on a key file of the
+// test's own.
+namespace {
+
+namespace Keys = TestSupport::SampleKeys;
+
+const QString cli = NUVEXA_CLI;
+
+const std::string phoneLine = "ssh-ed25519 " + Keys::ed25519 + " nuvexa:iPhone de Ana";
+const std::string tabletLine = "ssh-rsa " + Keys::rsa + " nuvexa:iPad";
+const std::string laptopLine = "ecdsa-sha2-nistp256 " + Keys::ecdsa256 + " ana@laptop";
+
+class DevicesCommandTest : public testing::Test {
+protected:
+    void write(const std::string& text) { std::ofstream(m_keys, std::ios::binary) << text; }
+
+    std::string content() const {
+        std::ifstream in(m_keys, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+
+    TestSupport::ProgramResult run(QStringList arguments) const {
+        return TestSupport::runProgram(cli, arguments << "--authorized-keys"
+                                                      << QString::fromStdString(m_keys.string()));
+    }
+
+    TestSupport::TemporaryDirectory m_home;
+    std::filesystem::path m_keys = m_home / "authorized_keys";
+};
+
+} // namespace
+
+TEST_F(DevicesCommandTest, ListsEachPhoneWithTypeFingerprintAndLineAndOnlyCountsOtherKeys) {
+    write(laptopLine + "\n" + phoneLine + "\n" + tabletLine + "\n");
+    const auto result = run({"devices"});
+    EXPECT_EQ(result.exitCode, Cli::devicesDoneExit);
+    EXPECT_EQ(result.output, "iPhone de Ana  ssh-ed25519  " + Keys::ed25519Fingerprint + "  line 2\n" +
+                                 "iPad  ssh-rsa  " + Keys::rsaFingerprint + "  line 3\n" +
+                                 "1 other key in the file.\n");
+    EXPECT_EQ(result.output.find("laptop"), std::string::npos);
+}
+
+TEST_F(DevicesCommandTest, TheJsonListsTheSameAndMarksTheOlderKeyOfAName) {
+    write(tabletLine + "\n" + "ssh-ed25519 " + Keys::ed25519 + " nuvexa:iPad\n");
+    const auto result = run({"devices", "--json"});
+    ASSERT_EQ(result.exitCode, Cli::devicesDoneExit) << result.output;
+    const auto json = QJsonDocument::fromJson(QByteArray::fromStdString(result.output)).object();
+    const auto devices = json.value("devices").toArray();
+    ASSERT_EQ(devices.size(), 2);
+    EXPECT_EQ(devices[0].toObject().value("fingerprint").toString().toStdString(), Keys::rsaFingerprint);
+    EXPECT_EQ(devices[0].toObject().value("type").toString(), "ssh-rsa");
+    EXPECT_EQ(devices[0].toObject().value("line").toInt(), 1);
+    EXPECT_TRUE(devices[0].toObject().value("older").toBool());
+    EXPECT_FALSE(devices[1].toObject().value("older").toBool());
+    EXPECT_EQ(json.value("otherKeys").toInt(), 0);
+}
+
+TEST_F(DevicesCommandTest, AMissingFileHasNoPhones) {
+    const auto result = run({"devices"});
+    EXPECT_EQ(result.exitCode, Cli::devicesDoneExit);
+    EXPECT_EQ(result.output, "No phone is paired.\n");
+    EXPECT_FALSE(std::filesystem::exists(m_keys)) << "listing creates nothing";
+}
+
+TEST_F(DevicesCommandTest, AnUnreadableKeyFileIsAClearError) {
+    std::filesystem::create_directory(m_keys);
+    const auto result = run({"devices"});
+    EXPECT_EQ(result.exitCode, Cli::devicesRefusedExit);
+    EXPECT_NE(result.output.find("is not a regular file"), std::string::npos) << result.output;
+}
+
+TEST_F(DevicesCommandTest, RevokeByNameRemovesExactlyThatLine) {
+    const std::string before = "# mine\r\n" + laptopLine + "\r\n";
+    write(before + phoneLine + "\n" + tabletLine);
+    const auto result = run({"revoke", "iPhone de Ana", "--yes"});
+    EXPECT_EQ(result.exitCode, Cli::devicesDoneExit) << result.output;
+    EXPECT_EQ(content(), before + tabletLine);
+}
+
+TEST_F(DevicesCommandTest, RevokeByFingerprintRemovesThatKeyAmongTwoOfOneName) {
+    write(tabletLine + "\n" + "ssh-ed25519 " + Keys::ed25519 + " nuvexa:iPad\n");
+    const auto ambiguous = run({"revoke", "iPad", "--yes"});
+    EXPECT_EQ(ambiguous.exitCode, Cli::devicesRefusedExit);
+    EXPECT_NE(ambiguous.output.find(Keys::rsaFingerprint), std::string::npos) << "the matches are listed";
+    EXPECT_NE(ambiguous.output.find(Keys::ed25519Fingerprint), std::string::npos);
+    const auto result = run({"revoke", QString::fromStdString(Keys::rsaFingerprint), "--yes"});
+    EXPECT_EQ(result.exitCode, Cli::devicesDoneExit) << result.output;
+    EXPECT_EQ(content(), "ssh-ed25519 " + Keys::ed25519 + " nuvexa:iPad\n");
+}
+
+TEST_F(DevicesCommandTest, RevokeOfAnUnknownPhoneChangesNothing) {
+    write(phoneLine + "\n");
+    const auto result = run({"revoke", "iPad", "--yes"});
+    EXPECT_EQ(result.exitCode, Cli::devicesRefusedExit);
+    EXPECT_EQ(content(), phoneLine + "\n");
+}
+
+TEST_F(DevicesCommandTest, RevokeWithoutYesWhereItCannotAskRefuses) {
+    write(phoneLine + "\n");
+    const auto result = run({"revoke", "iPhone de Ana"});
+    EXPECT_EQ(result.exitCode, Cli::devicesRefusedExit);
+    EXPECT_NE(result.output.find("--yes"), std::string::npos);
+    EXPECT_EQ(content(), phoneLine + "\n");
+}
+
+TEST_F(DevicesCommandTest, RevokeAsksOnATerminalAndOnlyAYesRevokes) {
+    const QString script = "/usr/bin/script";
+    if (!std::filesystem::exists(script.toStdString())) {
+        GTEST_SKIP() << "script(1) gives the command a terminal; it is not installed";
+    }
+    write(phoneLine + "\n");
+    const QString command =
+        cli + " revoke 'iPhone de Ana' --authorized-keys " + QString::fromStdString(m_keys.string());
+    const auto no = TestSupport::runProgram(
+        "/bin/sh", {"-c", "printf 'n\\n' | " + script + " -qec \"" + command + "\" /dev/null"});
+    EXPECT_NE(no.output.find("Revoke iPhone de Ana"), std::string::npos) << no.output;
+    EXPECT_EQ(content(), phoneLine + "\n");
+    const auto yes = TestSupport::runProgram(
+        "/bin/sh", {"-c", "printf 'y\\n' | " + script + " -qec \"" + command + "\" /dev/null"});
+    EXPECT_EQ(yes.exitCode, 0) << yes.output;
+    EXPECT_EQ(content(), "");
+}
+
+TEST_F(DevicesCommandTest, RevokeThroughALinkChangesTheTargetAndKeepsTheLink) {
+    const auto target = m_home / "real_keys";
+    std::ofstream(target, std::ios::binary) << phoneLine << "\n" << laptopLine << "\n";
+    std::filesystem::create_symlink(target, m_keys);
+    const auto result = run({"revoke", "iPhone de Ana", "--yes"});
+    EXPECT_EQ(result.exitCode, Cli::devicesDoneExit) << result.output;
+    EXPECT_TRUE(std::filesystem::is_symlink(m_keys));
+    std::ifstream in(target, std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()),
+              laptopLine + "\n");
+}
+
+TEST_F(DevicesCommandTest, UsageErrorsExitTwo) {
+    EXPECT_EQ(run({"revoke"}).exitCode, Cli::devicesUsageExit);
+    EXPECT_EQ(run({"devices", "extra"}).exitCode, Cli::devicesUsageExit);
+    EXPECT_EQ(run({"devices", "--bogus"}).exitCode, Cli::devicesUsageExit);
+    const auto help = TestSupport::runProgram(cli, {"revoke", "--help"});
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_NE(help.output.find("Exit status: 0 revoked, 1 nothing matched"), std::string::npos);
+}
