@@ -1,12 +1,15 @@
 #include "Companion/QtProcessRunner.h"
 
+#include <QCoreApplication>
 #include <QProcess>
 #include <QString>
 #include <QStringList>
 #include <QThread>
 
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <utility>
 
 namespace Companion {
 
@@ -66,15 +69,36 @@ void end(QProcess& process, std::chrono::milliseconds grace) {
     }
 }
 
-/// Lives as long as the program: a child may still be in its grace when everything else is gone.
+QThread* reaper = nullptr;
+/// Lives on the reaper thread, so work queued to it runs there, after the ends queued before it.
+QObject* reaperContext = nullptr;
+
+/// Runs as the application object goes: every child handed over is ended (each after its grace)
+/// before the thread stops, so nothing of Qt is used by the reaper once Qt is being torn down.
+void stopReaper() {
+    QMetaObject::invokeMethod(
+        reaperContext,
+        [] {
+            delete std::exchange(reaperContext, nullptr);
+            QThread::currentThread()->quit();
+        },
+        Qt::QueuedConnection);
+    reaper->wait();
+    delete std::exchange(reaper, nullptr);
+}
+
+/// Started on first use; a child may still be in its grace when its caller is long gone.
 QThread& reaperThread() {
-    static QThread* const thread = [] {
-        auto* reaper = new QThread;
+    static std::once_flag started;
+    std::call_once(started, [] {
+        reaper = new QThread;
         reaper->setObjectName(QStringLiteral("child reaper"));
+        reaperContext = new QObject;
+        reaperContext->moveToThread(reaper);
         reaper->start();
-        return reaper;
-    }();
-    return *thread;
+        qAddPostRoutine(stopReaper);
+    });
+    return *reaper;
 }
 
 /// Sends the terminate signal now and leaves the rest of `end` to the reaper thread.

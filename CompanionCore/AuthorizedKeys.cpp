@@ -93,22 +93,23 @@ bool install(std::string_view line, const std::filesystem::path& path) {
         if (containsIdentity(snapshot.content, identity)) {
             return false;
         }
-        std::string addition;
-        if (!snapshot.content.empty() && snapshot.content.back() != '\n') {
-            addition += '\n';
-        }
-        addition.append(line).append("\n");
-        switch (session.append(addition, snapshot)) {
+        switch (session.append(line, snapshot)) {
         case KeyFileSession::AppendResult::appended:
             return true;
         case KeyFileSession::AppendResult::changed:
             continue;
-        case KeyFileSession::AppendResult::notWritable:
+        case KeyFileSession::AppendResult::notWritable: {
             // A file its owner made read-only: replaced whole, keeping that mode and owner.
-            if (session.replace(snapshot.content + addition, snapshot)) {
+            std::string content = snapshot.content;
+            if (!content.empty() && content.back() != '\n') {
+                content += '\n';
+            }
+            content.append(line).append("\n");
+            if (session.replace(content, snapshot)) {
                 return true;
             }
             continue;
+        }
         }
     }
     throw std::system_error(EAGAIN, std::generic_category(), session.target().string() + " keeps changing");

@@ -118,9 +118,11 @@ struct stat regularFileInfo(int fd, const std::filesystem::path& path) {
     return info;
 }
 
+/// Whether two looks at the file saw the same content. Any append changes the size; the times (in
+/// whole seconds, which is what every platform offers) catch most edits of the same length.
 bool sameFile(const struct stat& a, const struct stat& b) {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
-           a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+           a.st_mtime == b.st_mtime && a.st_ctime == b.st_ctime;
 }
 
 std::string temporaryPrefix(const std::filesystem::path& target) {
@@ -207,7 +209,9 @@ KeyFileSession::Snapshot KeyFileSession::readFile(const std::filesystem::path& p
     }
 }
 
-KeyFileSession::AppendResult KeyFileSession::append(std::string_view bytes, const Snapshot& basis) {
+KeyFileSession::AppendResult KeyFileSession::append(std::string_view line, const Snapshot& basis) {
+    std::string bytes(line);
+    bytes += '\n';
     if (!basis.exists) {
         const int fd =
             ::open(m_target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, newFileMode);
@@ -229,7 +233,7 @@ KeyFileSession::AppendResult KeyFileSession::append(std::string_view bytes, cons
         flushDirectory();
         return AppendResult::appended;
     }
-    const int fd = ::open(m_target.c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    const int fd = ::open(m_target.c_str(), O_RDWR | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (fd < 0) {
         if (errno == EACCES || errno == EPERM) {
             return AppendResult::notWritable;
@@ -241,11 +245,19 @@ KeyFileSession::AppendResult KeyFileSession::append(std::string_view bytes, cons
     }
     Descriptor file(fd);
     const struct stat info = regularFileInfo(file.get(), m_target);
-    if (!sameFile(info, basis.info)) {
+    if (info.st_dev != basis.info.st_dev || info.st_ino != basis.info.st_ino) {
         return AppendResult::changed;
     }
     if ((info.st_mode & refusedBits) != 0 && ::fchmod(file.get(), info.st_mode & 07777 & ~refusedBits) != 0) {
         fail(errno, "cannot set permissions of " + m_target.string());
+    }
+    // The file as it ends now, appends by others included: a line of ours never runs on from theirs.
+    char last = '\n';
+    if (info.st_size > 0 && ::pread(file.get(), &last, 1, info.st_size - 1) != 1) {
+        fail(errno, "cannot read " + m_target.string());
+    }
+    if (last != '\n') {
+        bytes.insert(bytes.begin(), '\n');
     }
     // One write with O_APPEND: whatever another appender added meanwhile stays before it.
     writeAll(file.get(), bytes, m_target.string());

@@ -44,11 +44,13 @@ public:
     static Snapshot readFile(const std::filesystem::path& path);
 
     enum class AppendResult { appended, notWritable, changed };
-    /// Appends `bytes` to the file in place, which keeps its owner, its mode (bits the SSH server
-    /// refuses, group and other write, are taken away) and its hard links; creates it (0600) when it
-    /// does not exist. `notWritable` when this user may not write it in place, `changed` when it is
-    /// not as `basis` read it; nothing is written then.
-    AppendResult append(std::string_view bytes, const Snapshot& basis);
+    /// Appends `line` and a line feed to the file in place, after a line feed of its own when the file
+    /// does not end with one at that moment. In place keeps the file's owner, its mode (bits the SSH
+    /// server refuses, group and other write, are taken away) and its hard links, and whatever another
+    /// appender added meanwhile stays before it. Creates the file (0600) when it does not exist.
+    /// `notWritable` when this user may not write it in place, `changed` when it is not the file
+    /// `basis` read (created or replaced meanwhile); nothing is written then.
+    AppendResult append(std::string_view line, const Snapshot& basis);
 
     /// Replaces the whole file by `content` so that a reader sees the old file or the new one: a
     /// private temporary in the same folder, flushed, renamed over the file, the folder flushed. The
