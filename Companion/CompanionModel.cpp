@@ -3,10 +3,13 @@
 #include "Companion/HostIdentity.h"
 #include "Companion/Text.h"
 #include "CompanionCore/Addresses.h"
+#include "CompanionCore/AuthorizedKeys.h"
+#include "CompanionCore/PairedDevices.h"
 
 #include <QString>
 
 #include <algorithm>
+#include <system_error>
 
 namespace Companion {
 
@@ -51,6 +54,9 @@ CompanionModel::CompanionModel(Environment environment, QObject* parent)
     // The model owns the server and so outlives it: the provider may hold the model plainly.
     m_pairing = std::make_unique<CompanionCore::PairingServer>(
         [this] { return identity(); }, *m_environment.authorizedKeys, m_environment.serverOptions);
+    // A pairing adds a phone to the file: the list follows it.
+    connect(m_pairing.get(), &CompanionCore::PairingServer::pairedDevicesChanged, this,
+            &CompanionModel::refreshPairedPhones);
     refresh();
 }
 
@@ -89,7 +95,35 @@ std::vector<std::string>::const_iterator CompanionModel::firstMeshAddress() cons
 }
 
 void CompanionModel::refresh() {
+    refreshPairedPhones();
     enqueueRefresh();
+}
+
+void CompanionModel::refreshPairedPhones() {
+    std::vector<CompanionCore::PairedDevice> phones;
+    try {
+        phones = CompanionCore::PairedDevices::list(
+                     CompanionCore::AuthorizedKeys::read(*m_environment.authorizedKeys))
+                     .devices;
+    } catch (const std::system_error& error) {
+        setLastError(std::string(error.what()));
+    }
+    if (phones != m_pairedPhones) {
+        m_pairedPhones = std::move(phones);
+        emit pairedPhonesChanged();
+    }
+}
+
+void CompanionModel::revoke(const CompanionCore::PairedDevice& phone) {
+    try {
+        CompanionCore::AuthorizedKeys::rewrite(*m_environment.authorizedKeys, [&](std::string_view text) {
+            return CompanionCore::PairedDevices::withoutDevice(text, phone.keyType, phone.blob);
+        });
+        setLastError(std::nullopt);
+    } catch (const std::system_error& error) {
+        setLastError(std::string(error.what()));
+    }
+    refreshPairedPhones();
 }
 
 void CompanionModel::enqueueRefresh() {

@@ -5,6 +5,7 @@
 #include "Companion/SystemActions.h"
 #include "Companion/TmuxNotifier.h"
 #include "CompanionCore/DrozakStatus.h"
+#include "CompanionCore/PairedDevice.h"
 #include "CompanionCore/PairingHandler.h"
 #include "CompanionCore/Tools.h"
 #include "CompanionCore/server/PairingServer.h"
@@ -73,6 +74,15 @@ public:
     const std::optional<std::string>& drozakPath() const { return m_drozakPath; }
     /// The relay tool's last status; absent when it is not installed or gave none.
     const std::optional<CompanionCore::DrozakStatus>& drozakStatus() const { return m_drozakStatus; }
+    /// The phones whose keys are in the authorized keys file, as its lines name them, oldest first.
+    const std::vector<CompanionCore::PairedDevice>& pairedPhones() const { return m_pairedPhones; }
+    /// Re-reads the paired phones from the authorized keys file; a file that cannot be read is a
+    /// `lastError`, and shows no phones.
+    void refreshPairedPhones();
+    /// Removes exactly that phone's lines from the authorized keys file, then re-reads it; a failure
+    /// lands in `lastError`, a success clears it.
+    void revoke(const CompanionCore::PairedDevice& phone);
+
     /// The text of the last failed action, shown in red; absent after a success.
     const std::optional<std::string>& lastError() const { return m_lastError; }
     void setLastError(std::optional<std::string> message);
@@ -92,8 +102,9 @@ public:
     /// the relay connected but no mesh-range address this is false while `meshAddress` is present.
     bool hasMeshAddress() const;
 
-    /// Re-reads the SSH server, mosh-server, tmux, the relay tool, its status and the addresses,
-    /// publishing each field in that order as soon as it is known, then emits `refreshed`.
+    /// Re-reads the paired phones at once, then the SSH server, mosh-server, tmux, the relay tool, its
+    /// status and the addresses, publishing each field in that order as soon as it is known, then
+    /// emits `refreshed`.
     void refresh();
 
     /// Runs `drozak connect` (its trimmed output becomes `lastError` on failure, a success clears it)
@@ -121,6 +132,7 @@ signals:
     void drozakPathChanged();
     void drozakStatusChanged();
     void lastErrorChanged();
+    void pairedPhonesChanged();
     /// After a `refresh` has published every field.
     void refreshed();
 
@@ -152,6 +164,7 @@ private:
     std::optional<std::string> m_drozakPath;
     std::optional<CompanionCore::DrozakStatus> m_drozakStatus;
     std::optional<std::string> m_lastError;
+    std::vector<CompanionCore::PairedDevice> m_pairedPhones;
 
     std::unique_ptr<KeepAwake> m_keepAwake;
     std::unique_ptr<TmuxNotifier> m_tmuxNotifier;

@@ -1,6 +1,7 @@
 #include "CompanionApp/ContentView.h"
 
 #include "CompanionApp/CheckRow.h"
+#include "CompanionApp/PairedPhonesSection.h"
 #include "CompanionApp/PairingSection.h"
 #include "CompanionApp/PanelStyle.h"
 #include "CompanionApp/Switch.h"
@@ -19,6 +20,7 @@
 #include <QFrame>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPainter>
 #include <QPushButton>
 #include <QSignalBlocker>
@@ -52,6 +54,21 @@ ContentView::Options completed(ContentView::Options options) {
     if (!options.quit) {
         options.quit = [] { QCoreApplication::quit(); };
     }
+    if (!options.confirmRevoke) {
+        options.confirmRevoke = [](const QString& phone) {
+            QMessageBox question(
+                QMessageBox::Question, ContentView::tr("Revocar…"),
+                Translations::fill(ContentView::tr("¿Revocar «%@»? Ya no podrá iniciar sesión en "
+                                                   "este ordenador."),
+                                   {phone}),
+                QMessageBox::NoButton);
+            QPushButton* revoke =
+                question.addButton(ContentView::tr("Revocar"), QMessageBox::DestructiveRole);
+            question.addButton(ContentView::tr("Cancelar"), QMessageBox::RejectRole);
+            question.exec();
+            return question.clickedButton() == revoke;
+        };
+    }
     return options;
 }
 
@@ -84,6 +101,9 @@ ContentView::ContentView(Companion::CompanionModel& model, Options options, QWid
     m_pairingSection->setObjectName(QStringLiteral("pairingSection"));
     m_pairingSection->setExpiry(m_model.pairingExpiry());
     layout->addWidget(m_pairingSection);
+    m_pairedPhones = new PairedPhonesSection(this);
+    m_pairedPhones->setObjectName(QStringLiteral("pairedPhonesSection"));
+    layout->addWidget(m_pairedPhones);
     layout->addWidget(divider());
     layout->addWidget(buildFooter());
     setFixedWidth(PanelStyle::contentWidth + 2 * PanelStyle::padding);
@@ -174,6 +194,7 @@ void ContentView::connectObserved() {
     connect(&m_model, &Companion::CompanionModel::drozakPathChanged, this, rerender);
     connect(&m_model, &Companion::CompanionModel::drozakStatusChanged, this, rerender);
     connect(&m_model, &Companion::CompanionModel::lastErrorChanged, this, rerender);
+    connect(&m_model, &Companion::CompanionModel::pairedPhonesChanged, this, rerender);
     auto& pairing = m_model.pairing();
     connect(&pairing, &CompanionCore::PairingServer::stateChanged, this, rerender);
     connect(&pairing, &CompanionCore::PairingServer::announcedChanged, this, rerender);
@@ -191,6 +212,12 @@ void ContentView::connectObserved() {
             [this](bool on) { m_model.tmuxNotifier().setEnabled(on); });
     connect(m_pairingSection, &PairingSection::startRequested, this, [this] { m_model.pairing().start(); });
     connect(m_pairingSection, &PairingSection::stopRequested, this, [this] { m_model.pairing().stop(); });
+    connect(m_pairedPhones, &PairedPhonesSection::revokeRequested, this,
+            [this](const CompanionCore::PairedDevice& phone) {
+                if (m_options.confirmRevoke(QString::fromStdString(phone.name))) {
+                    m_model.revoke(phone);
+                }
+            });
     connect(m_refreshButton, &QPushButton::clicked, this, [this] { m_model.refresh(); });
     connect(m_logButton, &QPushButton::clicked, this, [this] {
         const auto file = m_model.pairing().logFile();
@@ -216,6 +243,7 @@ void ContentView::render() {
     renderHeader();
     renderChecks();
     m_pairingSection->render(m_model.pairing().state(), m_model.pairing().announced(), m_model.remoteLogin());
+    m_pairedPhones->render(m_model.pairedPhones());
     m_refreshButton->setText(tr("Actualizar"));
     m_logButton->setText(tr("Registro"));
     m_quitButton->setText(tr("Salir"));

@@ -21,6 +21,7 @@ class CompanionModel;
 namespace CompanionApp {
 
 class CheckRow;
+class PairedPhonesSection;
 class PairingSection;
 class Switch;
 class WatchRow;
@@ -46,6 +47,8 @@ public:
         std::function<bool(const QUrl& url)> openUrl;
         /// Ends the program.
         std::function<void()> quit;
+        /// Asks whether to revoke the phone so named; a dialog by default.
+        std::function<bool(const QString& phone)> confirmRevoke;
     };
 
     explicit ContentView(Companion::CompanionModel& model, QWidget* parent = nullptr);
@@ -67,6 +70,7 @@ public:
     WatchRow& watchRow() const { return *m_watchRow; }
     QLabel& lastError() const { return *m_lastError; }
     PairingSection& pairingSection() const { return *m_pairingSection; }
+    PairedPhonesSection& pairedPhonesSection() const { return *m_pairedPhones; }
     QPushButton& refreshButton() const { return *m_refreshButton; }
     QPushButton& logButton() const { return *m_logButton; }
     QPushButton& quitButton() const { return *m_quitButton; }
@@ -103,6 +107,7 @@ private:
     WatchRow* m_watchRow = nullptr;
     QLabel* m_lastError = nullptr;
     PairingSection* m_pairingSection = nullptr;
+    PairedPhonesSection* m_pairedPhones = nullptr;
     QPushButton* m_refreshButton = nullptr;
     QPushButton* m_logButton = nullptr;
     QPushButton* m_quitButton = nullptr;

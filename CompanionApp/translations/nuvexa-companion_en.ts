@@ -32,6 +32,38 @@
         <source>Mantener el Mac despierto</source>
         <translation>Keep the Mac awake</translation>
     </message>
+    <message>
+        <source>Revocar…</source>
+        <translation>Revoke…</translation>
+    </message>
+    <message>
+        <source>¿Revocar «%@»? Ya no podrá iniciar sesión en este ordenador.</source>
+        <translation>Revoke “%@”? It will no longer be able to log in to this computer.</translation>
+    </message>
+    <message>
+        <source>Revocar</source>
+        <translation>Revoke</translation>
+    </message>
+    <message>
+        <source>Cancelar</source>
+        <translation>Cancel</translation>
+    </message>
+</context>
+<context>
+    <name>CompanionApp::PairedPhonesSection</name>
+    <message>
+        <source>Teléfonos emparejados</source>
+        <translation>Paired phones</translation>
+    </message>
+    <message>
+        <source> · clave anterior</source>
+        <extracomment>shown after the fingerprint of a phone&apos;s earlier key</extracomment>
+        <translation> · older key</translation>
+    </message>
+    <message>
+        <source>Revocar…</source>
+        <translation>Revoke…</translation>
+    </message>
 </context>
 <context>
     <name>CompanionApp::PairingSection</name>

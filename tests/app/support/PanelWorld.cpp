@@ -80,6 +80,10 @@ CompanionApp::ContentView::Options PanelWorld::panelOptions() {
         return true;
     };
     options.quit = [this] { ++quits; };
+    options.confirmRevoke = [this](const QString& phone) {
+        revokeQuestions.push_back(phone);
+        return confirmRevoke;
+    };
     return options;
 }
 

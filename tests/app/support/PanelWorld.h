@@ -133,6 +133,9 @@ public:
     std::vector<std::shared_ptr<FakeAnnouncer::Record>> announcers;
     std::vector<QUrl> openedFiles;
     int quits = 0;
+    /// What the revoke confirmation answers, and the phones it named.
+    bool confirmRevoke = true;
+    std::vector<QString> revokeQuestions;
 
 private:
     std::unique_ptr<Companion::CompanionModel> m_model;

@@ -1,0 +1,112 @@
+#include "CompanionApp/PairedPhonesSection.h"
+#include "CompanionApp/ContentView.h"
+#include "support/PanelElements.h"
+#include "support/PanelWorld.h"
+#include "support/SampleKeys.h"
+
+#include <QLabel>
+#include <QPushButton>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace {
+
+using AppTestSupport::PanelWorld;
+using AppTestSupport::saveArtifact;
+using AppTestSupport::visibleElements;
+using ::testing::ElementsAre;
+namespace Keys = TestSupport::SampleKeys;
+
+const std::string phoneLine = "ssh-ed25519 " + Keys::ed25519 + " nuvexa:iPhone de Ana";
+const std::string oldTabletLine = "ssh-rsa " + Keys::rsa + " nuvexa:iPad";
+const std::string tabletLine = "ecdsa-sha2-nistp256 " + Keys::ecdsa256 + " nuvexa:iPad";
+const std::string laptopLine = "ssh-ed25519 " + Keys::skEd25519.substr(0, 12) + " ana@laptop";
+
+void writeKeys(PanelWorld& world, const std::string& text) {
+    std::filesystem::create_directories(world.home / ".ssh");
+    std::ofstream(world.home / ".ssh" / "authorized_keys", std::ios::binary) << text;
+}
+
+std::string readKeys(PanelWorld& world) {
+    std::ifstream in(world.home / ".ssh" / "authorized_keys", std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+std::string shortOf(const std::string& fingerprint) {
+    return fingerprint.substr(0, 19) + "…";
+}
+
+} // namespace
+
+TEST(PairedPhonesSectionTest, NothingIsShownWhenNoPhoneIsPaired) {
+    PanelWorld world;
+    writeKeys(world, laptopLine + "\n");
+    world.buildAndShow();
+    EXPECT_FALSE(world.panel().pairedPhonesSection().isVisible());
+}
+
+TEST(PairedPhonesSectionTest, ListsEachPhoneWithAShortFingerprintAndMarksTheOlderKey) {
+    PanelWorld world;
+    writeKeys(world, laptopLine + "\n" + oldTabletLine + "\n" + phoneLine + "\n" + tabletLine + "\n");
+    world.buildAndShow();
+    auto& section = world.panel().pairedPhonesSection();
+    ASSERT_TRUE(section.isVisible());
+    EXPECT_THAT(visibleElements(section),
+                ElementsAre("Teléfonos emparejados {grey}", "iPad",
+                            shortOf(Keys::rsaFingerprint) + " · clave anterior {grey}", "⟨Revocar…⟩",
+                            "iPhone de Ana", shortOf(Keys::ed25519Fingerprint) + " {grey}", "⟨Revocar…⟩",
+                            "iPad", shortOf(Keys::ecdsa256Fingerprint) + " {grey}", "⟨Revocar…⟩"));
+    saveArtifact(world.panel());
+}
+
+TEST(PairedPhonesSectionTest, RevokingAfterConfirmationRemovesThatPhoneAndTheListFollows) {
+    PanelWorld world;
+    writeKeys(world, laptopLine + "\n" + phoneLine + "\n" + tabletLine + "\n");
+    world.buildAndShow();
+    auto buttons = world.panel().pairedPhonesSection().revokeButtons();
+    ASSERT_EQ(buttons.size(), 2u);
+    buttons[0]->click();
+    EXPECT_EQ(world.revokeQuestions, std::vector<QString>{"iPhone de Ana"});
+    EXPECT_EQ(readKeys(world), laptopLine + "\n" + tabletLine + "\n");
+    EXPECT_EQ(world.panel().pairedPhonesSection().revokeButtons().size(), 1u);
+    EXPECT_FALSE(world.panel().lastError().isVisible());
+}
+
+TEST(PairedPhonesSectionTest, ACancelledConfirmationChangesNothing) {
+    PanelWorld world;
+    writeKeys(world, phoneLine + "\n");
+    world.confirmRevoke = false;
+    world.buildAndShow();
+    world.panel().pairedPhonesSection().revokeButtons().at(0)->click();
+    EXPECT_EQ(world.revokeQuestions.size(), 1u);
+    EXPECT_EQ(readKeys(world), phoneLine + "\n");
+}
+
+TEST(PairedPhonesSectionTest, AFailedRevokeGoesToTheRedLine) {
+    PanelWorld world;
+    writeKeys(world, phoneLine + "\n");
+    world.buildAndShow();
+    // The key file turns into a folder between the listing and the revoke.
+    std::filesystem::remove(world.home / ".ssh" / "authorized_keys");
+    std::filesystem::create_directory(world.home / ".ssh" / "authorized_keys");
+    world.panel().pairedPhonesSection().revokeButtons().at(0)->click();
+    EXPECT_TRUE(world.panel().lastError().isVisible());
+    EXPECT_THAT(world.panel().lastError().text().toStdString(),
+                ::testing::HasSubstr("is not a regular file"));
+}
+
+TEST(PairedPhonesSectionTest, APairingAddsThePhoneToTheList) {
+    PanelWorld world;
+    world.buildAndShow();
+    EXPECT_FALSE(world.panel().pairedPhonesSection().isVisible());
+    writeKeys(world, phoneLine + "\n");
+    // What a pairing announces; the list is read afresh from the file.
+    emit world.pairing().pairedDevicesChanged();
+    EXPECT_TRUE(world.panel().pairedPhonesSection().isVisible());
+    EXPECT_EQ(world.panel().pairedPhonesSection().revokeButtons().size(), 1u);
+}
