@@ -287,6 +287,32 @@ TEST_F(TmuxNotifierTest, DestroyingAPollingNotifierIsSafe) {
 }
 
 // The whole path to the desktop: the freedesktop service on a private session bus, owned by the test.
+namespace {
+
+/// Passes everything to the real centre and counts the posts answered, so a test can end only once
+/// no call is still in flight on the bus it is about to close.
+class AnsweredCalls : public Companion::NotificationCentre {
+public:
+    explicit AnsweredCalls(std::shared_ptr<Companion::NotificationCentre> centre)
+        : m_centre(std::move(centre)) {}
+    bool isAvailable() override { return m_centre->isAvailable(); }
+    void requestPermission(std::function<void(bool)> done) override {
+        m_centre->requestPermission(std::move(done));
+    }
+    void post(const std::string& title, const std::string& body, std::function<void(bool)> done) override {
+        m_centre->post(title, body, [this, done = std::move(done)](bool delivered) {
+            ++answeredPosts;
+            done(delivered);
+        });
+    }
+    int answeredPosts = 0;
+
+private:
+    std::shared_ptr<Companion::NotificationCentre> m_centre;
+};
+
+} // namespace
+
 TEST_F(TmuxNotifierTest, AnAnnouncementReachesTheNotificationServiceOnTheSessionBus) {
     TestSupport::PrivateSessionBus bus;
     auto service = QDBusConnection::connectToBus(bus.address(), QStringLiteral("notifications"));
@@ -296,8 +322,9 @@ TEST_F(TmuxNotifierTest, AnAnnouncementReachesTheNotificationServiceOnTheSession
     ASSERT_TRUE(service.registerService(QStringLiteral("org.freedesktop.Notifications")));
     {
         auto withBus = options();
-        withBus.notifications = std::make_shared<Companion::DBusNotificationCentre>(
-            QDBusConnection::connectToBus(bus.address(), QStringLiteral("companion")));
+        auto centre = std::make_shared<AnsweredCalls>(std::make_shared<Companion::DBusNotificationCentre>(
+            QDBusConnection::connectToBus(bus.address(), QStringLiteral("companion"))));
+        withBus.notifications = centre;
         foreground("make");
         TmuxNotifier notifier(withBus);
         notifier.setEnabled(true);
@@ -307,6 +334,8 @@ TEST_F(TmuxNotifierTest, AnAnnouncementReachesTheNotificationServiceOnTheSession
         ASSERT_TRUE(QTest::qWaitFor([&] { return daemon.calls.size() == 1; }, generousWait));
         EXPECT_EQ(daemon.calls[0].summary, QStringLiteral("nuvexa"));
         EXPECT_EQ(daemon.calls[0].body, QStringLiteral("«make» ha terminado tras 42 s."));
+        // A call still waiting for its answer when the bus closes would outlive the test.
+        ASSERT_TRUE(QTest::qWaitFor([&] { return centre->answeredPosts == 1; }, generousWait));
         EXPECT_FALSE(notifier.notificationsRefused());
     }
     QDBusConnection::disconnectFromBus(QStringLiteral("companion"));
