@@ -9,4 +9,11 @@ cmake --preset release
 cmake --build --preset release
 rm -f build/release/packages/nuvexa-companion[-_]*
 cmake --build --preset release --target package
-ls -1 build/release/packages/nuvexa-companion[-_]*.{deb,dmg} 2>/dev/null | head -n 1
+for package in build/release/packages/nuvexa-companion[-_]*.deb build/release/packages/nuvexa-companion[-_]*.dmg; do
+    if [ -e "$package" ]; then
+        echo "$package"
+        exit 0
+    fi
+done
+echo "package: no package was made" >&2
+exit 1
