@@ -125,6 +125,11 @@ bool sameFile(const struct stat& a, const struct stat& b) {
            a.st_mtime == b.st_mtime && a.st_ctime == b.st_ctime;
 }
 
+/// The folder that holds `target`; "." for a bare file name.
+std::filesystem::path folderOf(const std::filesystem::path& target) {
+    return target.parent_path().empty() ? std::filesystem::path(".") : target.parent_path();
+}
+
 std::string temporaryPrefix(const std::filesystem::path& target) {
     return "." + target.filename().string() + ".";
 }
@@ -134,8 +139,7 @@ std::string temporaryPrefix(const std::filesystem::path& target) {
 KeyFileSession::KeyFileSession(const std::filesystem::path& path) {
     createDirectories(path.parent_path());
     m_target = resolvedTarget(path);
-    const auto directory =
-        m_target.parent_path().empty() ? std::filesystem::path(".") : m_target.parent_path();
+    const auto directory = folderOf(m_target);
     m_directory = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (m_directory < 0) {
         fail(errno, "cannot open " + directory.string());
@@ -159,8 +163,7 @@ void KeyFileSession::removeStaleTemporaries() const {
     // Under the lock no writer of ours is between mkstemp and rename: every temporary is a leftover.
     const std::string prefix = temporaryPrefix(m_target);
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(
-             m_target.parent_path().empty() ? "." : m_target.parent_path(), error)) {
+    for (const auto& entry : std::filesystem::directory_iterator(folderOf(m_target), error)) {
         const std::string name = entry.path().filename().string();
         if (name.size() != prefix.size() + temporarySuffixLength || !name.starts_with(prefix)) {
             continue;
@@ -268,8 +271,7 @@ KeyFileSession::AppendResult KeyFileSession::append(std::string_view line, const
 }
 
 bool KeyFileSession::replace(std::string_view content, const Snapshot& basis) {
-    const auto directory =
-        m_target.parent_path().empty() ? std::filesystem::path(".") : m_target.parent_path();
+    const auto directory = folderOf(m_target);
     std::string temporary = (directory / (temporaryPrefix(m_target) + "XXXXXX")).string();
     // mkstemp creates the file 0600, so the key material is never open to group or others.
     const int fd = ::mkstemp(temporary.data());

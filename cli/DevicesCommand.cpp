@@ -1,5 +1,7 @@
 #include "cli/DevicesCommand.h"
 
+#include "cli/CommandHelp.h"
+
 #include "Companion/HostIdentity.h"
 #include "CompanionCore/AuthorizedKeys.h"
 #include "CompanionCore/PairedDevices.h"
@@ -90,9 +92,7 @@ int runDevices(const QStringList& arguments) {
         return devicesUsageExit;
     }
     if (parser.isSet("help")) {
-        std::fputs(qPrintable(parser.helpText().replace("Usage: nuvexa-companion-cli ",
-                                                        "Usage: nuvexa-companion-cli devices ")),
-                   stdout);
+        printCommandHelp(parser, QStringLiteral("devices"));
         return devicesDoneExit;
     }
     if (!parser.positionalArguments().isEmpty()) {
@@ -147,9 +147,7 @@ int runRevoke(const QStringList& arguments) {
         return devicesUsageExit;
     }
     if (parser.isSet("help")) {
-        std::fputs(qPrintable(parser.helpText().replace("Usage: nuvexa-companion-cli ",
-                                                        "Usage: nuvexa-companion-cli revoke ")),
-                   stdout);
+        printCommandHelp(parser, QStringLiteral("revoke"));
         std::fputs("\nExit status: 0 revoked, 1 nothing matched, refused or failed, 2 usage error.\n",
                    stdout);
         return devicesDoneExit;

@@ -3,6 +3,7 @@
 #include "Companion/HostIdentity.h"
 #include "Companion/SystemActions.h"
 #include "CompanionCore/server/PairingServer.h"
+#include "cli/CommandHelp.h"
 #include "cli/KeyFingerprint.h"
 #include "cli/SignalNotifier.h"
 
@@ -206,10 +207,7 @@ int runPair(const QStringList& arguments) {
         return usage(parser.errorText());
     }
     if (parser.isSet(help)) {
-        // The parser knows the program, not the command.
-        std::fputs(qPrintable(parser.helpText().replace(QStringLiteral("Usage: nuvexa-companion-cli "),
-                                                        QStringLiteral("Usage: nuvexa-companion-cli pair "))),
-                   stdout);
+        printCommandHelp(parser, QStringLiteral("pair"));
         return pairedExit;
     }
     if (!parser.positionalArguments().isEmpty()) {
