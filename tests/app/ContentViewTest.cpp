@@ -7,6 +7,7 @@
 #include "CompanionApp/Switch.h"
 #include "CompanionApp/WatchRow.h"
 #include "CompanionCore/Tools.h"
+#include "support/Files.h"
 #include "support/PanelElements.h"
 #include "support/PanelWorld.h"
 
@@ -23,6 +24,8 @@
 #include <sstream>
 
 namespace {
+
+using TestSupport::readFile;
 
 using AppTestSupport::PanelWorld;
 using AppTestSupport::saveArtifact;
@@ -64,13 +67,6 @@ void pairAsPhone(std::uint16_t port, const std::string& code, const std::string&
     ASSERT_TRUE(socket.waitForConnected(AppTestSupport::generousMilliseconds));
     socket.write(request.data(), static_cast<qint64>(request.size()));
     ASSERT_TRUE(waitFor([&] { return socket.state() == QAbstractSocket::UnconnectedState; }));
-}
-
-std::string readFile(const std::filesystem::path& path) {
-    std::ifstream file(path);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
 }
 
 TEST(ContentViewTest, IsThreeHundredTwentyPointsOfContentWithFourteenOfPadding) {

@@ -1,5 +1,6 @@
 #include "CompanionApp/PairedPhonesSection.h"
 #include "CompanionApp/ContentView.h"
+#include "support/Files.h"
 #include "support/PanelElements.h"
 #include "support/PanelWorld.h"
 #include "support/SampleKeys.h"
@@ -29,12 +30,11 @@ const std::string laptopLine = "ssh-ed25519 " + Keys::skEd25519.substr(0, 12) + 
 
 void writeKeys(PanelWorld& world, const std::string& text) {
     std::filesystem::create_directories(world.home / ".ssh");
-    std::ofstream(world.home / ".ssh" / "authorized_keys", std::ios::binary) << text;
+    TestSupport::writeFile(world.home / ".ssh" / "authorized_keys", text);
 }
 
 std::string readKeys(PanelWorld& world) {
-    std::ifstream in(world.home / ".ssh" / "authorized_keys", std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    return TestSupport::readFile(world.home / ".ssh" / "authorized_keys");
 }
 
 std::string shortOf(const std::string& fingerprint) {

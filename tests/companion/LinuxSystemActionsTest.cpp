@@ -3,6 +3,7 @@
 
 #include "support/Executable.h"
 #include "support/FakeProcessRunner.h"
+#include "support/Files.h"
 #include "support/TemporaryDirectory.h"
 
 #include <QHostAddress>
@@ -22,6 +23,8 @@ using TestSupport::exited;
 using TestSupport::FakeProcessRunner;
 
 namespace {
+
+using TestSupport::writeFile;
 
 const std::string tcpHeader =
     "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  "
@@ -46,18 +49,14 @@ std::vector<std::string> runInTerminal(std::vector<std::string> prefix, const st
     return prefix;
 }
 
-void writeText(const std::filesystem::path& path, const std::string& text) {
-    std::ofstream(path, std::ios::trunc) << text;
-}
-
 class LinuxSystemActionsTest : public ::testing::Test {
 protected:
     LinuxSystemActionsTest()
         : m_runner(std::make_shared<FakeProcessRunner>()) {
         std::filesystem::create_directories(m_directory / "etc");
         std::filesystem::create_directories(m_directory / "lib");
-        writeText(m_directory / "tcp", tcpHeader);
-        writeText(m_directory / "tcp6", tcpHeader);
+        writeFile(m_directory / "tcp", tcpHeader);
+        writeFile(m_directory / "tcp6", tcpHeader);
     }
 
     LinuxSystemActions actions() {
@@ -112,13 +111,13 @@ TEST(LinuxSocketTableTest, ReadsTheKernelsOwnTables) {
 
 TEST_F(LinuxSystemActionsTest, RemoteLoginIsOnWhenSomethingListensOnPort22) {
     EXPECT_FALSE(actions().remoteLoginEnabled());
-    writeText(m_directory / "tcp6", tcpHeader + tcp6ListeningOn22);
+    writeFile(m_directory / "tcp6", tcpHeader + tcp6ListeningOn22);
     EXPECT_TRUE(actions().remoteLoginEnabled());
     EXPECT_TRUE(m_runner->runs().empty());
 }
 
 TEST_F(LinuxSystemActionsTest, RemoteLoginIsOffWhenOnlyOtherPortsListenOrTheTablesAreMissing) {
-    writeText(m_directory / "tcp", tcpHeader + listeningOn2222 + connectedFrom22);
+    writeFile(m_directory / "tcp", tcpHeader + listeningOn2222 + connectedFrom22);
     EXPECT_FALSE(actions().remoteLoginEnabled());
     std::filesystem::remove(m_directory / "tcp");
     std::filesystem::remove(m_directory / "tcp6");
@@ -127,15 +126,15 @@ TEST_F(LinuxSystemActionsTest, RemoteLoginIsOffWhenOnlyOtherPortsListenOrTheTabl
 
 TEST_F(LinuxSystemActionsTest, TheSshUnitIsTheOneWhoseUnitFileExistsDebiansFirst) {
     EXPECT_EQ(actions().sshUnit(), std::nullopt);
-    writeText(m_directory / "lib" / "sshd.service", "");
+    writeFile(m_directory / "lib" / "sshd.service", "");
     EXPECT_EQ(actions().sshUnit(), "sshd.service");
-    writeText(m_directory / "lib" / "ssh.service", "");
+    writeFile(m_directory / "lib" / "ssh.service", "");
     EXPECT_EQ(actions().sshUnit(), "ssh.service");
 }
 
 TEST_F(LinuxSystemActionsTest, TurningRemoteLoginOnEnablesAndStartsTheUnitThroughPkexec) {
     m_executables = {"/usr/bin/pkexec", "/bin/systemctl"};
-    writeText(m_directory / "lib" / "ssh.service", "");
+    writeFile(m_directory / "lib" / "ssh.service", "");
     EXPECT_EQ(actions().setRemoteLogin(true), std::nullopt);
     EXPECT_EQ(m_runner->runs(), (std::vector<ProcessCommand>{
                                     ProcessCommand{"/usr/bin/pkexec",
@@ -145,7 +144,7 @@ TEST_F(LinuxSystemActionsTest, TurningRemoteLoginOnEnablesAndStartsTheUnitThroug
 
 TEST_F(LinuxSystemActionsTest, TurningRemoteLoginOffDisablesAndStopsTheUnit) {
     m_executables = {"/usr/bin/pkexec", "/usr/bin/systemctl"};
-    writeText(m_directory / "etc" / "sshd.service", "");
+    writeFile(m_directory / "etc" / "sshd.service", "");
     EXPECT_EQ(actions().setRemoteLogin(false), std::nullopt);
     EXPECT_EQ(m_runner->runs(), (std::vector<ProcessCommand>{
                                     ProcessCommand{"/usr/bin/pkexec",
@@ -155,14 +154,14 @@ TEST_F(LinuxSystemActionsTest, TurningRemoteLoginOffDisablesAndStopsTheUnit) {
 
 TEST_F(LinuxSystemActionsTest, ADismissedAdministratorDialogGivesPkexecsMessage) {
     m_executables = {"/usr/bin/pkexec", "/usr/bin/systemctl"};
-    writeText(m_directory / "lib" / "ssh.service", "");
+    writeFile(m_directory / "lib" / "ssh.service", "");
     m_runner->setResult(exited(126, "Error executing command as another user: Request dismissed\n"));
     EXPECT_EQ(actions().setRemoteLogin(true), "Error executing command as another user: Request dismissed");
 }
 
 TEST_F(LinuxSystemActionsTest, ASilentFailureStillGivesAMessage) {
     m_executables = {"/usr/bin/pkexec", "/usr/bin/systemctl"};
-    writeText(m_directory / "lib" / "ssh.service", "");
+    writeFile(m_directory / "lib" / "ssh.service", "");
     m_runner->setResult(exited(1));
     EXPECT_EQ(actions().setRemoteLogin(true), "No se ha podido cambiar el servidor SSH (código 1).");
 }
@@ -176,7 +175,7 @@ TEST_F(LinuxSystemActionsTest, WithoutAnSshServerNothingRunsAndTheMessageSaysWha
 
 TEST_F(LinuxSystemActionsTest, WithoutPkexecNothingRuns) {
     m_executables = {"/usr/bin/systemctl"};
-    writeText(m_directory / "lib" / "ssh.service", "");
+    writeFile(m_directory / "lib" / "ssh.service", "");
     EXPECT_EQ(actions().setRemoteLogin(true),
               "No encuentro pkexec y systemctl para pedir permiso de administrador.");
     EXPECT_TRUE(m_runner->runs().empty());

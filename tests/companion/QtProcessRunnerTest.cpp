@@ -1,6 +1,7 @@
 #include "Companion/QtProcessRunner.h"
 
 #include "support/Executable.h"
+#include "support/Files.h"
 #include "support/Patience.h"
 #include "support/TemporaryDirectory.h"
 
@@ -19,12 +20,7 @@ using Companion::QtProcessRunner;
 
 namespace {
 
-std::string readFile(const std::filesystem::path& path) {
-    std::ifstream file(path);
-    std::ostringstream contents;
-    contents << file.rdbuf();
-    return contents.str();
-}
+using TestSupport::readFile;
 
 /// Waits until a file has a whole line, for scripts that report their pid.
 std::string waitForContent(const std::filesystem::path& path) {

@@ -5,6 +5,7 @@
 #include "support/Executable.h"
 #include "support/FakeProcessRunner.h"
 #include "support/FakeSystemActions.h"
+#include "support/Files.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -23,12 +24,7 @@ using TestSupport::writeScript;
 
 namespace {
 
-std::string readFile(const std::filesystem::path& path) {
-    std::ifstream file(path);
-    std::ostringstream contents;
-    contents << file.rdbuf();
-    return contents.str();
-}
+using TestSupport::readFile;
 
 class SystemActionsTest : public ::testing::Test {
 protected:

@@ -1,6 +1,7 @@
 #include "CompanionCore/AuthorizedKeys.h"
 #include "CompanionCore/PairedDevices.h"
 
+#include "support/Files.h"
 #include "support/SampleKeys.h"
 #include "support/TemporaryDirectory.h"
 
@@ -23,16 +24,13 @@
 // whatever the interleaving. Nothing here depends on timing: each round checks the end state.
 namespace {
 
+using TestSupport::readFile;
+
 namespace fs = std::filesystem;
 namespace Keys = TestSupport::SampleKeys;
 using namespace CompanionCore;
 
 constexpr int rounds = 200;
-
-std::string readFile(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 bool contains(const std::string& text, const std::string& line) {
     return text.find(line + "\n") != std::string::npos;

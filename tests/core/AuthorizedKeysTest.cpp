@@ -1,6 +1,7 @@
 #include "CompanionCore/AuthorizedKeys.h"
 #include "CompanionCore/KeyFileSession.h"
 
+#include "support/Files.h"
 #include "support/SampleKeys.h"
 #include "support/TemporaryDirectory.h"
 
@@ -20,19 +21,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
+using TestSupport::readFile;
+using TestSupport::writeFile;
+
 const std::string blob = "AAAAC3NzaC1lZDI1NTE5AAAAIHXgfE9LH6QUUle6prFZitvEl1GZjT5wcwGR1y3lGXXT";
 const std::string otherBlob = "AAAAC3NzaC1lZDI1NTE5AAAAIK8ukunMc8/xzR/VDl2xjxFCKCqTJ2/etdEaiQhjPRJB";
 const std::string line = "ssh-ed25519 " + blob + " nuvexa:iPhone";
-
-std::string readFile(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-void writeFile(const fs::path& path, const std::string& content) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << content;
-}
 
 unsigned modeOf(const fs::path& path) {
     struct stat info {};

@@ -2,6 +2,7 @@
 
 #include "CompanionCore/PairingError.h"
 #include "CompanionCore/PairingRequest.h"
+#include "support/Files.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -18,6 +19,9 @@ using namespace CompanionCore;
 namespace fs = std::filesystem;
 
 namespace {
+
+using TestSupport::readFile;
+using TestSupport::writeFile;
 
 using Paired = PairingHandler::Paired;
 using Rejected = PairingHandler::Rejected;
@@ -46,16 +50,6 @@ HttpRequest request(const std::string& body, const std::string& method = "POST",
 HttpRequest pairing(const std::string& code, const std::string& key = phoneKey,
                     const std::string& device = "iPhone") {
     return request(PairingRequest{code, key, device}.encode());
-}
-
-std::string readFile(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-void writeFile(const fs::path& path, const std::string& content) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << content;
 }
 
 std::string bodyOf(const std::string& response) {

@@ -4,7 +4,7 @@
 #include "server/support/EventLoop.h"
 #include "server/support/PeerState.h"
 #include "server/support/PhoneClient.h"
-#include "server/support/Programs.h"
+#include "support/Programs.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>

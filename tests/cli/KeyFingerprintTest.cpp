@@ -1,7 +1,7 @@
 #include "cli/KeyFingerprint.h"
 
 #include "server/support/PhoneClient.h"
-#include "server/support/Programs.h"
+#include "support/Programs.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>

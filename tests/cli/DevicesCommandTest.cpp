@@ -1,6 +1,6 @@
 #include "cli/DevicesCommand.h"
 
-#include "server/support/Programs.h"
+#include "support/Programs.h"
 #include "support/SampleKeys.h"
 #include "support/TemporaryDirectory.h"
 

@@ -2,7 +2,7 @@
 
 #include "server/support/CliSession.h"
 #include "server/support/PhoneClient.h"
-#include "server/support/Programs.h"
+#include "support/Programs.h"
 #include "support/TemporaryDirectory.h"
 
 #include <QRegularExpression>
