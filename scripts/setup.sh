@@ -1,17 +1,21 @@
 #!/usr/bin/env bash
 # Installs what the companion needs to build and run; with --tests, also what its tests need (the
-# test command asks for that, the run command does not, so a user's machine gets no test tools).
+# test command asks for that, the run command does not, so a user's machine gets no test tools); with
+# --bench, what the benchmarks need, nginx included as the yardstick of bench/compare-with-nginx.sh.
 # Safe to run again: package managers skip what is already there.
 #
-#   scripts/setup.sh [--tests]
+#   scripts/setup.sh [--tests] [--bench]
 set -euo pipefail
 
 with_tests=false
-case "${1:-}" in
-  "") ;;
-  --tests) with_tests=true ;;
-  *) echo "setup: unknown argument $1 (only --tests)" >&2; exit 2 ;;
-esac
+with_bench=false
+for argument in "$@"; do
+  case "$argument" in
+    --tests) with_tests=true ;;
+    --bench) with_bench=true ;;
+    *) echo "setup: unknown argument $argument (only --tests and --bench)" >&2; exit 2 ;;
+  esac
+done
 
 # Building and running, and packaging the release build (dpkg-dev finds the package's dependencies).
 debian_packages=(
@@ -27,12 +31,20 @@ debian_test_packages=(
   fonts-dejavu-core lintian desktop-file-utils appstream man-db groff-base
 )
 
+# The benchmarks, and nginx to hold the pairing server's round trips against.
+debian_bench_packages=(libbenchmark-dev nginx-light util-linux)
+
 brew_packages=(cmake ninja qt nlohmann-json libssh)
 brew_test_packages=(googletest google-benchmark llvm tmux mosh)
+brew_bench_packages=(google-benchmark nginx)
 
 if $with_tests; then
   debian_packages+=("${debian_test_packages[@]}")
   brew_packages+=("${brew_test_packages[@]}")
+fi
+if $with_bench; then
+  debian_packages+=("${debian_bench_packages[@]}")
+  brew_packages+=("${brew_bench_packages[@]}")
 fi
 
 case "$(uname -s)" in
