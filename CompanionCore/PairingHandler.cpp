@@ -2,6 +2,7 @@
 
 #include "CompanionCore/AuthorizedKeys.h"
 #include "CompanionCore/HttpResponse.h"
+#include "CompanionCore/LogText.h"
 #include "CompanionCore/PairingRequest.h"
 #include "CompanionCore/Unicode.h"
 
@@ -28,48 +29,6 @@ std::string_view reasonFor(int status) {
     default:
         // Deliberately one word for every other status, 500 included.
         return "Error";
-    }
-}
-
-void appendEscaped(std::string& out, std::string_view text, bool escapeQuotes) {
-    static constexpr char hex[] = "0123456789ABCDEF";
-    std::size_t pos = 0;
-    while (pos < text.size()) {
-        const char32_t c = Unicode::decodeAt(text, pos);
-        switch (c) {
-        case '\\':
-            out += "\\\\";
-            break;
-        case '"':
-            out += escapeQuotes ? "\\\"" : "\"";
-            break;
-        case '\'':
-            out += escapeQuotes ? "\\'" : "'";
-            break;
-        case '\0':
-            out += "\\0";
-            break;
-        case '\n':
-            out += "\\n";
-            break;
-        case '\r':
-            out += "\\r";
-            break;
-        case '\t':
-            out += "\\t";
-            break;
-        default:
-            if (Unicode::isUnsafeForDisplay(c)) {
-                out += "\\u{";
-                for (int shift = c > 0xFF ? 12 : 4; shift >= 0; shift -= 4) {
-                    out += hex[(c >> shift) & 0xF];
-                }
-                out += '}';
-            } else {
-                // Re-encoded, so an ill-formed byte is written as U+FFFD rather than as itself.
-                Unicode::appendUtf8(out, c);
-            }
-        }
     }
 }
 
@@ -127,37 +86,19 @@ std::string PairingHandler::reply(const Outcome& outcome) {
     return std::visit(Visitor{}, outcome);
 }
 
-std::string logQuoted(std::string_view text) {
-    std::string out = "\"";
-    appendEscaped(out, text, true);
-    out += '"';
-    return out;
-}
-
-std::string escapedControls(std::string_view text) {
-    std::string out;
-    appendEscaped(out, text, false);
-    return out;
-}
-
 std::string describe(const PairingHandler::Outcome& outcome) {
     struct Visitor {
         std::string operator()(const PairingHandler::Paired& paired) const {
             const auto& r = paired.response;
-            std::string hosts = "[";
-            for (std::size_t i = 0; i < r.hosts.size(); ++i) {
-                hosts += (i == 0 ? "" : ", ") + logQuoted(r.hosts[i]);
-            }
-            hosts += "]";
-            return "paired(CompanionCore.PairingResponse(user: " + logQuoted(r.user) +
-                   ", name: " + logQuoted(r.name) + ", sshPort: " + std::to_string(r.sshPort) +
-                   ", hosts: " + hosts + ", mosh: " + (r.mosh ? "true" : "false") +
+            return "paired(CompanionCore.PairingResponse(user: " + LogText::quoted(r.user) +
+                   ", name: " + LogText::quoted(r.name) + ", sshPort: " + std::to_string(r.sshPort) +
+                   ", hosts: " + LogText::quotedList(r.hosts) + ", mosh: " + (r.mosh ? "true" : "false") +
                    ", tmux: " + (r.tmux ? "true" : "false") +
                    "), keyInstalled: " + (paired.keyInstalled ? "true" : "false") + ")";
         }
         std::string operator()(const PairingHandler::Rejected& rejected) const {
             return "rejected(status: " + std::to_string(rejected.status) +
-                   ", message: " + logQuoted(rejected.message) + ")";
+                   ", message: " + LogText::quoted(rejected.message) + ")";
         }
         std::string operator()(const PairingHandler::Exhausted&) const { return "exhausted"; }
     };

@@ -69,11 +69,4 @@ private:
 /// The outcome as the log writes it, for instance: rejected(status: 403, message: "wrong code").
 std::string describe(const PairingHandler::Outcome& outcome);
 
-/// A text as the log quotes it: in double quotes, with backslash escapes for quotes, backslashes and
-/// control characters, so no text can start a line of its own.
-std::string logQuoted(std::string_view text);
-
-/// `text` with its control characters escaped as `logQuoted` does, without the quotes.
-std::string escapedControls(std::string_view text);
-
 } // namespace CompanionCore

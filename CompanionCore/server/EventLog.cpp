@@ -62,23 +62,57 @@ const std::string& EventLog::add(std::string_view message) {
     return m_lines.back();
 }
 
-void EventLog::append(const std::string& line) const {
+EventLog::~EventLog() {
+    closeFile();
+}
+
+void EventLog::closeFile() {
+    if (m_fd >= 0) {
+        ::close(m_fd);
+        m_fd = -1;
+    }
+}
+
+int EventLog::currentFile() {
+    constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    struct stat named {};
+    const bool exists = ::stat(m_file.c_str(), &named) == 0;
+    if (m_fd >= 0) {
+        struct stat held {};
+        if (exists && ::fstat(m_fd, &held) == 0 && held.st_dev == named.st_dev &&
+            held.st_ino == named.st_ino) {
+            return m_fd;
+        }
+        // Moved aside, removed or replaced: the next line goes to whatever the path names now.
+        closeFile();
+    }
+    // Non-blocking, so a FIFO in the log's place cannot hold the server up.
+    m_fd = ::open(m_file.c_str(), flags, fileMode);
+    if (m_fd < 0 && errno == ENOENT) {
+        createFolder(m_file.parent_path());
+        m_fd = ::open(m_file.c_str(), flags, fileMode);
+    }
+    if (m_fd < 0) {
+        return -1;
+    }
+    struct stat info {};
+    if (::fstat(m_fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+        closeFile();
+        return -1;
+    }
+    return m_fd;
+}
+
+void EventLog::append(const std::string& line) {
     if (m_file.empty()) {
         return;
     }
-    constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC;
-    // Non-blocking, so a FIFO in the log's place cannot hold the server up.
-    int fd = ::open(m_file.c_str(), flags | O_NONBLOCK | O_NOCTTY, fileMode);
-    if (fd < 0 && errno == ENOENT) {
-        createFolder(m_file.parent_path());
-        fd = ::open(m_file.c_str(), flags | O_NONBLOCK | O_NOCTTY, fileMode);
-    }
+    int fd = currentFile();
     if (fd < 0) {
         return;
     }
     struct stat info {};
-    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
-        ::close(fd);
+    if (::fstat(fd, &info) != 0) {
         return;
     }
     // A log made readable by others (by hand, or by an older version) is taken back at once.
@@ -86,10 +120,10 @@ void EventLog::append(const std::string& line) const {
         ::fchmod(fd, fileMode);
     }
     if (static_cast<std::uintmax_t>(info.st_size) >= maximumFileSize) {
-        ::close(fd);
+        closeFile();
         const std::filesystem::path previous = m_file.string() + ".1";
         ::rename(m_file.c_str(), previous.c_str());
-        fd = ::open(m_file.c_str(), flags | O_NONBLOCK | O_NOCTTY, fileMode);
+        fd = currentFile();
         if (fd < 0) {
             return;
         }
@@ -107,7 +141,6 @@ void EventLog::append(const std::string& line) const {
         }
         written += static_cast<std::size_t>(count);
     }
-    ::close(fd);
 }
 
 std::string EventLog::timestamp(Timestamp at) {

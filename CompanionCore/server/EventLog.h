@@ -23,11 +23,15 @@ public:
 
     /// Nothing is touched on disk until the first line.
     explicit EventLog(std::filesystem::path file, Clock now = systemNow);
+    ~EventLog();
+    EventLog(const EventLog&) = delete;
+    EventLog& operator=(const EventLog&) = delete;
 
     /// Stamps `message` with the current time, keeps the line and appends it to the file, creating
-    /// the file and any missing folder (0700) on the way. The file is made private (0600) every time it
-    /// is opened, as its lines hold the live code. File errors are swallowed: the line is in memory all
-    /// the same. Answers the stamped line.
+    /// the file and any missing folder (0700) on the way. The file stays open between lines; one that
+    /// was moved, removed or replaced meanwhile is opened afresh by path, and one made readable by
+    /// others is made private (0600) again, as its lines hold the live code. File errors are
+    /// swallowed: the line is in memory all the same. Answers the stamped line.
     const std::string& add(std::string_view message);
 
     /// The newest lines, oldest first, without line ends.
@@ -44,11 +48,16 @@ public:
     static std::string timestamp(Timestamp at);
 
 private:
-    void append(const std::string& line) const;
+    void append(const std::string& line);
+    /// The open file for the next line, opened afresh when the path no longer names it; -1 when
+    /// there is none to write to.
+    int currentFile();
+    void closeFile();
 
     std::filesystem::path m_file;
     Clock m_now;
     std::deque<std::string> m_lines;
+    int m_fd = -1;
 };
 
 } // namespace CompanionCore

@@ -5,6 +5,7 @@
 #include "CompanionCore/Timestamp.h"
 #include "CompanionCore/server/Announcer.h"
 #include "CompanionCore/server/ConnectionAdmission.h"
+#include "CompanionCore/server/ConnectionPool.h"
 #include "CompanionCore/server/DnsSdAnnouncer.h"
 #include "CompanionCore/server/EventLog.h"
 #include "CompanionCore/server/ExpiryTimer.h"
@@ -97,9 +98,7 @@ public:
     /// cannot grow the log by more than a line's worth.
     static constexpr std::size_t maxLoggedFieldBytes = 256;
     /// Bytes a connection may send without completing a request.
-    static constexpr std::size_t maxRequestBytes = 65536;
-    /// Bytes taken from a socket at a time.
-    static constexpr std::size_t readChunkBytes = 16384;
+    static constexpr std::size_t maxRequestBytes = ConnectionPool::maxRequestBytes;
 
     /// Opens nothing yet. `identity` is called afresh for every port tried.
     PairingServer(IdentityProvider identity, std::filesystem::path authorizedKeys, Options options = {},
@@ -140,30 +139,12 @@ signals:
     void requestFailed(const std::string& message);
 
 private:
-    struct Connection {
-        QTcpSocket* socket = nullptr;
-        QHostAddress peer;
-        quint16 peerPort = 0;
-        HttpRequestBuffer buffer;
-        /// Set once the reply is on its way; the socket then only drains and closes.
-        bool answered = false;
-        /// Set once the whole reply is with the system and our direction of the connection is closed.
-        bool finished = false;
-    };
-
     void begin();
     void tryPort(std::size_t index);
     void announce(const PairingHandler::Identity& identity, std::uint16_t port);
     void listenerFailed(QTcpServer* listener);
     void accept();
-    void receive(QTcpSocket* socket);
-    void answer(const HttpRequest& request, QTcpSocket* socket);
-    void deliver(QTcpSocket* socket, const std::string& reply);
-    void finishSending(QTcpSocket* socket);
-    void drop(QTcpSocket* socket);
-    void forget(QTcpSocket* socket);
-    /// Bytes of a held connection that have arrived but are not read yet.
-    std::size_t pendingBytes(ConnectionAdmission::Id id) const;
+    void answer(QTcpSocket* connection, const HttpRequest& request);
     void armExpiry();
     void teardown();
     void restartAfterExhaustion();
@@ -192,8 +173,7 @@ private:
     /// A listener of this session failed to open; the next teardown reports it stopped.
     bool m_failedListenerPending = false;
     std::unique_ptr<Announcer> m_announcer;
-    std::map<QTcpSocket*, Connection> m_connections;
-    ConnectionAdmission m_admission;
+    ConnectionPool m_connections;
     ExpiryTimer m_expiry;
 };
 

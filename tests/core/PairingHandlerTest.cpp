@@ -397,31 +397,3 @@ TEST_F(PairingHandlerTest, DescribesTextsInsideTheResponseEscaped) {
               R"(paired(CompanionCore.PairingResponse(user: "a\"b", name: "c\nd", sshPort: 22, )"
               R"(hosts: ["e\\f"], mosh: false, tmux: false), keyInstalled: true))");
 }
-
-TEST_F(PairingHandlerTest, LogQuotedWritesControlCharactersAsTwoUppercaseHexDigits) {
-    EXPECT_EQ(logQuoted("\x01\x1F\x0B"), R"("\u{01}\u{1F}\u{0B}")");
-}
-
-TEST_F(PairingHandlerTest, LogQuotedOfAnEmptyTextIsTwoQuotes) {
-    EXPECT_EQ(logQuoted(""), "\"\"");
-}
-
-TEST_F(PairingHandlerTest, EscapedControlsLeavesQuotesAlone) {
-    EXPECT_EQ(escapedControls("Ana's \"phone\""), "Ana's \"phone\"");
-}
-
-TEST_F(PairingHandlerTest, EscapedControlsEscapesC1SeparatorsAndBidirectionalControls) {
-    EXPECT_EQ(escapedControls("a\xC2\x9B"
-                              "b\xE2\x80\xA8"
-                              "c\xE2\x80\xAE"
-                              "d\xE2\x81\xA6"),
-              R"(a\u{9B}b\u{2028}c\u{202E}d\u{2066})");
-}
-
-TEST_F(PairingHandlerTest, EscapedControlsWritesAnIllFormedByteAsTheReplacementCharacter) {
-    EXPECT_EQ(escapedControls("caf\xE9"), "caf\xEF\xBF\xBD");
-}
-
-TEST_F(PairingHandlerTest, EscapedControlsEscapesLineBreaksAndControls) {
-    EXPECT_EQ(escapedControls("a\nb\r\x1B"), R"(a\nb\r\u{1B})");
-}
