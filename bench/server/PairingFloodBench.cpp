@@ -7,6 +7,7 @@
 //   build/bench/bench/server/pairing-flood-bench [seconds]      (default 30)
 
 #include "CompanionCore/server/PairingServer.h"
+#include "server/support/EndlessSessions.h"
 
 #include <QCoreApplication>
 #include <QTcpServer>
@@ -33,7 +34,6 @@
 
 namespace {
 
-using CompanionCore::PairingHandler;
 using CompanionCore::PairingServer;
 using Clock = std::chrono::steady_clock;
 
@@ -47,29 +47,6 @@ constexpr auto pairingInterval = std::chrono::seconds(1);
 constexpr auto attemptLimit = std::chrono::seconds(5);
 constexpr const char* phoneKey =
     "ssh-ed25519 AAAAC3NzaC1lZDI1NTE5AAAAIAR1UTTRYI+sWCvRZPt8cTd9Nyntus30fuAWR/HlM5WG phone";
-
-/// The current session's code, handed from the server's thread to the phone's.
-class Session {
-public:
-    void publish(const std::string& digits) {
-        std::lock_guard lock(m_mutex);
-        m_digits = digits;
-        ++m_generation;
-        m_changed.notify_all();
-    }
-    std::string codeAfter(std::uint64_t& seen) {
-        std::unique_lock lock(m_mutex);
-        m_changed.wait(lock, [&] { return m_generation > seen; });
-        seen = m_generation;
-        return m_digits;
-    }
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::uint64_t m_generation = 0;
-    std::string m_digits;
-};
 
 sockaddr_in loopback(const char* address, std::uint16_t port) {
     sockaddr_in result{};
@@ -191,37 +168,17 @@ int main(int argc, char* argv[]) {
     QCoreApplication application(argc, argv);
     const int seconds = argc > 1 ? std::max(2, std::atoi(argv[1])) : 30;
 
-    std::string folderPattern = (std::filesystem::temp_directory_path() / "nuvexa-flood-XXXXXX").string();
-    const std::filesystem::path folder = ::mkdtemp(folderPattern.data());
-    std::uint16_t port = 0;
-    {
-        QTcpServer probe;
-        probe.listen(QHostAddress::LocalHost, 0);
-        port = probe.serverPort();
-    }
+    const std::filesystem::path folder = Bench::temporaryFolder("nuvexa-flood");
+    const std::uint16_t port = Bench::freeLoopbackPort();
     PairingServer::Options options;
     options.ports = {port};
     options.expiry = std::chrono::hours(1);
     options.announcer = nullptr;
     options.logFile = folder / "nuvexa-companion.log";
-    PairingServer server(
-        [] { return PairingHandler::Identity{"ana", "Studio", 22, {"Studio.local"}, true, true}; },
-        folder / ".ssh" / "authorized_keys", options);
-    Session session;
-    QObject::connect(&server, &PairingServer::stateChanged, &server, [&] {
-        switch (server.state().kind) {
-        case PairingServer::State::Kind::waiting:
-            session.publish(server.state().digits);
-            return;
-        case PairingServer::State::Kind::paired:
-        case PairingServer::State::Kind::failed:
-            server.start();
-            return;
-        case PairingServer::State::Kind::idle:
-        case PairingServer::State::Kind::starting:
-            return;
-        }
-    });
+    PairingServer server(Bench::identity, folder / ".ssh" / "authorized_keys", options);
+    Bench::SessionCodes session;
+    // Every end of a session starts the next at once, on the same port.
+    Bench::keepStarting(server, [&session](const std::string& digits) { session.publish(digits); });
     server.start();
 
     clockid_t serverClock{};

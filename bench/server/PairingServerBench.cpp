@@ -4,6 +4,7 @@
 #include "CompanionCore/HttpRequest.h"
 #include "CompanionCore/HttpRequestBuffer.h"
 #include "CompanionCore/server/PairingServer.h"
+#include "server/support/EndlessSessions.h"
 #include "server/support/LoopbackClient.h"
 
 #include <QCoreApplication>
@@ -31,7 +32,6 @@
 
 namespace {
 
-using CompanionCore::PairingHandler;
 using CompanionCore::PairingServer;
 using Clock = std::chrono::steady_clock;
 using Bench::connectTo;
@@ -101,30 +101,6 @@ double millisSince(Clock::time_point start) {
     return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
-/// What the client threads need to know of the server on the main thread.
-class Session {
-public:
-    void publish(const PairingServer::State& state) {
-        std::lock_guard lock(m_mutex);
-        m_digits = state.digits;
-        ++m_generation;
-        m_changed.notify_all();
-    }
-    /// Waits for a session newer than `seen` and answers its code.
-    std::string codeAfter(std::uint64_t& seen) {
-        std::unique_lock lock(m_mutex);
-        m_changed.wait(lock, [&] { return m_generation > seen; });
-        seen = m_generation;
-        return m_digits;
-    }
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::uint64_t m_generation = 0;
-    std::string m_digits;
-};
-
 template <typename Work>
 auto onServerThread(QObject* context, Work work) {
     decltype(work()) result{};
@@ -143,14 +119,8 @@ void report(const char* what, const Summary& summary, int count, double seconds)
 int main(int argc, char* argv[]) {
     QCoreApplication application(argc, argv);
 
-    std::string folderPattern = (std::filesystem::temp_directory_path() / "nuvexa-bench-XXXXXX").string();
-    const std::filesystem::path folder = ::mkdtemp(folderPattern.data());
-    std::uint16_t port = 0;
-    {
-        QTcpServer probe;
-        probe.listen(QHostAddress::LocalHost, 0);
-        port = probe.serverPort();
-    }
+    const std::filesystem::path folder = Bench::temporaryFolder("nuvexa-bench");
+    const std::uint16_t port = Bench::freeLoopbackPort();
 
     PairingServer::Options options;
     options.ports = {port};
@@ -159,25 +129,10 @@ int main(int argc, char* argv[]) {
     options.requestTimeout = std::chrono::minutes(1);
     options.announcer = nullptr;
     options.logFile = folder / "nuvexa-companion.log";
-    PairingServer server(
-        [] { return PairingHandler::Identity{"ana", "Studio", 22, {"Studio.local"}, true, true}; },
-        folder / ".ssh" / "authorized_keys", options);
-    Session session;
+    PairingServer server(Bench::identity, folder / ".ssh" / "authorized_keys", options);
+    Bench::SessionCodes session;
     // Every end of a session starts the next at once, on the same port.
-    QObject::connect(&server, &PairingServer::stateChanged, &server, [&] {
-        switch (server.state().kind) {
-        case PairingServer::State::Kind::waiting:
-            session.publish(server.state());
-            return;
-        case PairingServer::State::Kind::paired:
-        case PairingServer::State::Kind::failed:
-            server.start();
-            return;
-        case PairingServer::State::Kind::idle:
-        case PairingServer::State::Kind::starting:
-            return;
-        }
-    });
+    Bench::keepStarting(server, [&session](const std::string& digits) { session.publish(digits); });
     server.start();
 
     std::thread bench([&] {

@@ -5,14 +5,15 @@
 //   pairing-server-host PORT FOLDER      (FOLDER receives the log and the key file)
 
 #include "CompanionCore/server/PairingServer.h"
+#include "server/support/EndlessSessions.h"
 
 #include <QCoreApplication>
 
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <utility>
 
-using CompanionCore::PairingHandler;
 using CompanionCore::PairingServer;
 
 int main(int argc, char* argv[]) {
@@ -30,26 +31,13 @@ int main(int argc, char* argv[]) {
     options.announcer = nullptr;
     options.logFile = folder / "nuvexa-companion.log";
     options.listenAddress = QHostAddress::LocalHost;
-    PairingServer server(
-        [] { return PairingHandler::Identity{"ana", "Studio", 22, {"Studio.local"}, true, true}; },
-        folder / ".ssh" / "authorized_keys", options);
+    PairingServer server(Bench::identity, folder / ".ssh" / "authorized_keys", options);
+    // Ready once the first session listens; each later session is on the same port.
     bool announcedReady = false;
-    QObject::connect(&server, &PairingServer::stateChanged, &server, [&] {
-        switch (server.state().kind) {
-        case PairingServer::State::Kind::waiting:
-            if (!announcedReady) {
-                announcedReady = true;
-                std::printf("ready\n");
-                std::fflush(stdout);
-            }
-            return;
-        case PairingServer::State::Kind::paired:
-        case PairingServer::State::Kind::failed:
-            server.start();
-            return;
-        case PairingServer::State::Kind::idle:
-        case PairingServer::State::Kind::starting:
-            return;
+    Bench::keepStarting(server, [&announcedReady](const std::string&) {
+        if (!std::exchange(announcedReady, true)) {
+            std::printf("ready\n");
+            std::fflush(stdout);
         }
     });
     server.start();
