@@ -132,6 +132,13 @@
     </message>
 </context>
 <context>
+    <name>KeepAwake</name>
+    <message>
+        <source>No puedo mantener el ordenador despierto: ni el portal del escritorio ni logind responden.</source>
+        <translation>Cannot keep the computer awake: neither the desktop portal nor logind answers.</translation>
+    </message>
+</context>
+<context>
     <name>Readiness</name>
     <message>
         <source>no instalado</source>

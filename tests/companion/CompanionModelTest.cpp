@@ -1,4 +1,5 @@
 #include "Companion/CompanionModel.h"
+#include "Companion/linux/DBusSleepInhibitor.h"
 #include "Companion/linux/LinuxSystemActions.h"
 #include "Companion/macos/MacSystemActions.h"
 #include "support/Patience.h"
@@ -7,6 +8,7 @@
 #include "support/FakeNotificationCentre.h"
 #include "support/FakeProcessRunner.h"
 #include "support/FakeSystemActions.h"
+#include "support/PrivateSessionBus.h"
 #include "support/TemporaryDirectory.h"
 
 #include <QSignalSpy>
@@ -428,4 +430,28 @@ TEST_F(CompanionModelTest, TheModelCanGoWhileARelayToolIsStillAnswering) {
     // when the tool would have answered; a hang here is caught by the test's own time limit.
     model.reset();
     EXPECT_EQ(model, nullptr);
+}
+
+TEST_F(CompanionModelTest, KeepAwakeThatNothingCanHoldStaysOffAndTheRedLineSaysWhy) {
+    // Buses on which neither a portal nor logind runs.
+    TestSupport::PrivateSessionBus session;
+    TestSupport::PrivateSessionBus system;
+    const auto sessionClient = QDBusConnection::connectToBus(session.address(), QStringLiteral("session"));
+    const auto systemClient = QDBusConnection::connectToBus(system.address(), QStringLiteral("system"));
+    m_actions->setSleepInhibitor([&] {
+        return std::make_unique<Companion::DBusSleepInhibitor>([sessionClient] { return sessionClient; },
+                                                               [systemClient] { return systemClient; },
+                                                               "nuvexa Companion", "test");
+    });
+    {
+        auto model = refreshedModel();
+        model->keepAwake().setEnabled(true);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return model->lastError().has_value(); }, generousWait));
+        EXPECT_EQ(model->lastError(),
+                  "No puedo mantener el ordenador despierto: ni el portal del escritorio ni "
+                  "logind responden.");
+        EXPECT_FALSE(model->keepAwake().enabled());
+    }
+    QDBusConnection::disconnectFromBus(QStringLiteral("session"));
+    QDBusConnection::disconnectFromBus(QStringLiteral("system"));
 }
