@@ -127,6 +127,10 @@
         <translation>nothing running in the nuvexa session</translation>
     </message>
     <message>
+        <source>Ningún servicio de notificaciones responde: el aviso solo se verá aquí.</source>
+        <translation>No notification service answers: the alert will only show here.</translation>
+    </message>
+    <message>
         <source>Sin permiso de notificaciones: el aviso solo se verá aquí.</source>
         <translation>Notifications are not allowed: the alert will only show here.</translation>
     </message>

@@ -446,6 +446,22 @@ TEST(ContentViewTest, RefusedNotificationsAreNotedInOrangeWhileWatching) {
     saveArtifact(world.panel());
 }
 
+TEST(ContentViewTest, AMissingNotificationServiceIsNotedInOrangeWhileWatching) {
+    PanelWorld world;
+    world.executables->add(bin("tmux"));
+    world.notifications->available = false;
+    world.setTmuxForeground("cargo");
+    world.buildAndShow();
+    world.panel().watchRow().toggle().click();
+    world.waitForNextPoll();
+    ASSERT_TRUE(waitFor([&] { return world.model().tmuxNotifier().notificationsUnavailable(); }));
+    EXPECT_THAT(
+        visibleElements(world.panel().watchRow()),
+        ElementsAre("☑ Avisarme cuando termine algo largo", "vigilando «cargo» {grey}",
+                    "Ningún servicio de notificaciones responde: el aviso solo se verá aquí. {orange}"));
+    saveArtifact(world.panel());
+}
+
 TEST(ContentViewTest, FinishedCommandIsRememberedInGreenAfterWatchingIsSwitchedOff) {
     PanelWorld world;
     world.executables->add(bin("tmux"));
