@@ -1,9 +1,11 @@
 #include "Companion/CompanionModel.h"
+#include "Companion/HostIdentity.h"
 #include "Companion/linux/DBusSleepInhibitor.h"
 #include "Companion/linux/LinuxSystemActions.h"
 #include "Companion/macos/MacSystemActions.h"
 #include "support/Patience.h"
 
+#include "server/support/FakeAnnouncer.h"
 #include "support/Executable.h"
 #include "support/FakeNotificationCentre.h"
 #include "support/FakeProcessRunner.h"
@@ -272,10 +274,13 @@ TEST_F(CompanionModelTest, AHostNameEndingInDotLocalIsUsedUnchanged) {
     EXPECT_EQ(model->identity().hosts.front(), "Studio.local");
 }
 
-TEST_F(CompanionModelTest, AHostNameEndingInDotLocalOfAnotherCaseStillGetsDotLocal) {
+TEST_F(CompanionModelTest, AHostNameEndingInDotLocalOfAnotherCaseIsNamedAsTheDaemonAnnouncesIt) {
     m_hostName = "Studio.LOCAL";
     auto model = refreshedModel();
-    EXPECT_EQ(model->addresses(), (std::vector<std::string>{"Studio.LOCAL.local", "192.168.1.5"}));
+    // Avahi cuts at the first dot ("Studio.local"); macOS's daemon keeps the name ("Studio.LOCAL.local").
+    const std::string announced =
+        Companion::HostIdentity::announcesFirstLabelOnly() ? "Studio.local" : "Studio.LOCAL.local";
+    EXPECT_EQ(model->addresses(), (std::vector<std::string>{announced, "192.168.1.5"}));
 }
 
 TEST_F(CompanionModelTest, ConnectingWithoutTheRelayToolOpensItsDownloadPageAndChangesNothing) {
@@ -454,4 +459,31 @@ TEST_F(CompanionModelTest, KeepAwakeThatNothingCanHoldStaysOffAndTheRedLineSaysW
     }
     QDBusConnection::disconnectFromBus(QStringLiteral("session"));
     QDBusConnection::disconnectFromBus(QStringLiteral("system"));
+}
+
+TEST_F(CompanionModelTest, AFullyQualifiedHostNameIsNamedEverywhereAsAvahiAnnouncesIt) {
+    if (!Companion::HostIdentity::announcesFirstLabelOnly()) {
+        GTEST_SKIP() << "this platform's DNS-SD daemon announces the host name as it is";
+    }
+    m_hostName = "box.example.org";
+    auto announcers = std::make_shared<std::vector<std::shared_ptr<TestSupport::FakeAnnouncer::Record>>>();
+    auto withAnnouncer = environment();
+    withAnnouncer.computerName = [] { return std::string(); };
+    withAnnouncer.serverOptions.ports = {0};
+    withAnnouncer.serverOptions.announcer = TestSupport::FakeAnnouncer::factory(announcers);
+    auto model = refreshedModel(std::move(withAnnouncer));
+    EXPECT_EQ(model->addresses(), (std::vector<std::string>{"box.local", "192.168.1.5"}));
+    const auto identity = model->identity();
+    EXPECT_EQ(identity.name, "box");
+    EXPECT_EQ(identity.hosts, (std::vector<std::string>{"box.local", "192.168.1.5"}));
+
+    model->pairing().start();
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return !announcers->empty() && announcers->back()->announced; }, generousWait));
+    const auto& service = announcers->back()->service;
+    EXPECT_EQ(service.name, "box");
+    const std::set<std::pair<std::string, std::string>> txt(service.txt.begin(), service.txt.end());
+    EXPECT_TRUE(txt.contains({"name", "box"})) << testing::PrintToString(service.txt);
+    EXPECT_TRUE(txt.contains({"hosts", "box.local,192.168.1.5"})) << testing::PrintToString(service.txt);
+    model->pairing().stop();
 }
