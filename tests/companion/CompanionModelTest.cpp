@@ -10,6 +10,7 @@
 #include "support/FakeNotificationCentre.h"
 #include "support/FakeProcessRunner.h"
 #include "support/FakeSystemActions.h"
+#include "support/LogindService.h"
 #include "support/PrivateSessionBus.h"
 #include "support/TemporaryDirectory.h"
 
@@ -456,9 +457,22 @@ TEST_F(CompanionModelTest, KeepAwakeThatNothingCanHoldStaysOffAndTheRedLineSaysW
                   "No puedo mantener el ordenador despierto: ni el portal del escritorio ni "
                   "logind responden.");
         EXPECT_FALSE(model->keepAwake().enabled());
+
+        // Once logind answers, switching on again holds and the red line goes.
+        TestSupport::LogindService logind;
+        ASSERT_TRUE(
+            logind.serveOn(QDBusConnection::connectToBus(system.address(), QStringLiteral("logind"))));
+        model->keepAwake().setEnabled(true);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return model->keepAwake().enabled(); }, generousWait));
+        EXPECT_EQ(model->lastError(), std::nullopt);
+        model.reset();
+        ASSERT_EQ(logind.calls.size(), 1);
+        EXPECT_TRUE(QTest::qWaitFor(
+            [&] { return TestSupport::LogindService::released(logind.calls.first()); }, generousWait));
     }
     QDBusConnection::disconnectFromBus(QStringLiteral("session"));
     QDBusConnection::disconnectFromBus(QStringLiteral("system"));
+    QDBusConnection::disconnectFromBus(QStringLiteral("logind"));
 }
 
 TEST_F(CompanionModelTest, AFullyQualifiedHostNameIsNamedEverywhereAsAvahiAnnouncesIt) {
