@@ -47,8 +47,16 @@ CompanionModel::CompanionModel(Environment environment, QObject* parent)
         m_environment.authorizedKeys = HostIdentity::authorizedKeysFile();
     }
 
-    m_keepAwake =
-        std::make_unique<KeepAwake>(m_systemActions->keepAwakeCommand(), m_systemActions->sharedRunner());
+    m_keepAwake = std::make_unique<KeepAwake>(m_systemActions->sleepInhibitor());
+    // The switch cannot stay on when nothing holds the computer: the red line says why.
+    connect(m_keepAwake.get(), &KeepAwake::refused, this,
+            [this](const QString& message) { setLastError(message.toStdString()); });
+    // Like every other action, a switch that did take clears the red line.
+    connect(m_keepAwake.get(), &KeepAwake::enabledChanged, this, [this](bool on) {
+        if (on) {
+            setLastError(std::nullopt);
+        }
+    });
     m_tmuxNotifier = std::make_unique<TmuxNotifier>(m_environment.notifier);
     m_pairingExpiry = m_environment.serverOptions.expiry;
     // The model owns the server and so outlives it: the provider may hold the model plainly.

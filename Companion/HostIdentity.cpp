@@ -37,8 +37,20 @@ std::string hostName() {
     return name;
 }
 
+std::string computerName() {
+    return computerName(hostName());
+}
+
+std::string firstLabel(const std::string& name) {
+    return name.substr(0, name.find('.'));
+}
+
+std::string announcedHostName(const std::string& name) {
+    return localHostName(announcedLabel(name));
+}
+
 std::string localHostName() {
-    return localHostName(hostName());
+    return announcedHostName(hostName());
 }
 
 std::string localHostName(const std::string& name) {
@@ -50,7 +62,7 @@ std::vector<std::string> hosts() {
 }
 
 std::vector<std::string> hosts(const std::string& name, const std::vector<std::string>& addresses) {
-    std::vector<std::string> all{localHostName(name)};
+    std::vector<std::string> all{announcedHostName(name)};
     all.insert(all.end(), addresses.begin(), addresses.end());
     return CompanionCore::Addresses::ordered(all);
 }
@@ -67,7 +79,7 @@ CompanionCore::PairingHandler::Identity identity(const std::string& user, const 
                                                  const CompanionCore::Tools::ExecutableTest& isExecutable) {
     CompanionCore::PairingHandler::Identity identity;
     identity.user = user;
-    identity.name = computer.empty() ? host : computer;
+    identity.name = computer.empty() ? announcedLabel(host) : computer;
     identity.sshPort = sshPort;
     identity.hosts = hosts(host, addresses);
     identity.mosh = CompanionCore::Tools::locate("mosh-server", isExecutable).has_value();

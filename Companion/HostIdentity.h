@@ -24,8 +24,23 @@ std::filesystem::path authorizedKeysFile();
 /// The host name as the system reports it (gethostname).
 std::string hostName();
 
-/// The computer's name for people, by this platform's rule; the host name when it has none.
+/// The computer's name for people, by this platform's rule; the host name as announced when it has
+/// none.
 std::string computerName();
+std::string computerName(const std::string& hostName);
+
+/// The host name's first label ("box" of "box.example.org").
+std::string firstLabel(const std::string& hostName);
+
+/// What the platform's DNS-SD daemon announces for `hostName`, before ".local": Avahi keeps only the
+/// first label of a fully qualified name; macOS's daemon takes the host name as it is.
+std::string announcedLabel(const std::string& hostName);
+/// Whether this platform's daemon keeps only the first label (Avahi's rule).
+bool announcesFirstLabelOnly();
+
+/// The host name that the platform's DNS-SD daemon really announces ("box.local" for
+/// "box.example.org" under Avahi).
+std::string announcedHostName(const std::string& hostName);
 
 /// Linux: PRETTY_HOSTNAME from the machine-info file (systemd's hostnamectl writes it there), else
 /// `fallback`.
@@ -34,17 +49,19 @@ std::string linuxComputerName(const std::filesystem::path& machineInfo, const st
 /// macOS: the computer name of the Sharing settings, from scutil, else `fallback`.
 std::string macosComputerName(ProcessRunner& runner, const std::string& fallback);
 
-/// The host name with ".local" appended unless it already ends in exactly ".local".
+/// The host name with ".local" appended unless it already ends in exactly ".local". Without an
+/// argument, this computer's announced host name.
 std::string localHostName();
 std::string localHostName(const std::string& hostName);
 
-/// The local host name followed by the computer's IPv4 addresses, in the order the phone should try.
+/// The announced host name followed by the computer's IPv4 addresses, in the order the phone should try.
 std::vector<std::string> hosts();
 std::vector<std::string> hosts(const std::string& hostName, const std::vector<std::string>& addresses);
 
 /// A fresh record, read from the system on every call.
 CompanionCore::PairingHandler::Identity identity();
-/// The record from given parts; mosh-server and tmux are looked up with `isExecutable`.
+/// The record from given parts; mosh-server and tmux are looked up with `isExecutable`. Without a
+/// computer name, the host name's announced label names the computer.
 CompanionCore::PairingHandler::Identity identity(const std::string& userName, const std::string& computerName,
                                                  const std::string& hostName,
                                                  const std::vector<std::string>& addresses,

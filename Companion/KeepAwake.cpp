@@ -2,35 +2,61 @@
 
 namespace Companion {
 
+KeepAwake::KeepAwake(std::unique_ptr<SleepInhibitor> inhibitor, QObject* parent)
+    : QObject(parent)
+    , m_inhibitor(std::move(inhibitor)) {}
+
 KeepAwake::KeepAwake(std::optional<ProcessCommand> helper, std::shared_ptr<ProcessRunner> runner,
                      QObject* parent)
-    : QObject(parent)
-    , m_helper(std::move(helper))
-    , m_runner(std::move(runner)) {}
+    : QObject(parent) {
+    auto inhibitor = std::make_unique<HelperSleepInhibitor>(std::move(helper), std::move(runner));
+    m_helperInhibitor = inhibitor.get();
+    m_inhibitor = std::move(inhibitor);
+}
 
-// The helper's handle terminates it: keep-awake never outlives the app.
-KeepAwake::~KeepAwake() = default;
+// Keep-awake never outlives the app.
+KeepAwake::~KeepAwake() {
+    m_inhibitor->release();
+}
 
 void KeepAwake::setEnabled(bool enabled) {
-    const bool changed = enabled != m_enabled;
-    m_enabled = enabled;
-    if (enabled) {
-        start();
-    } else if (m_process) {
-        m_process->terminate();
-        m_process.reset();
-    }
-    if (changed) {
-        emit enabledChanged(enabled);
+    m_wanted = enabled;
+    switch (m_hold) {
+    case Hold::none:
+        if (enabled) {
+            m_hold = Hold::asking;
+            m_inhibitor->hold([this](std::optional<std::string> failure) { granted(std::move(failure)); });
+        }
+        break;
+    case Hold::asking:
+        break;
+    case Hold::held:
+        if (!enabled) {
+            m_inhibitor->release();
+            m_hold = Hold::none;
+            m_enabled = false;
+            emit enabledChanged(false);
+        }
+        break;
     }
 }
 
-void KeepAwake::start() {
-    if (m_process || !m_helper) {
+void KeepAwake::granted(std::optional<std::string> failure) {
+    if (failure) {
+        m_hold = Hold::none;
+        m_wanted = false;
+        emit refused(QString::fromStdString(*failure));
+        emit enabledChanged(false);
         return;
     }
-    // Kept even when the launch failed, so that only switching off starts over.
-    m_process = m_runner->start(*m_helper);
+    if (!m_wanted) {
+        m_inhibitor->release();
+        m_hold = Hold::none;
+        return;
+    }
+    m_hold = Hold::held;
+    m_enabled = true;
+    emit enabledChanged(true);
 }
 
 } // namespace Companion

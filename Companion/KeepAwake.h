@@ -1,45 +1,57 @@
 #pragma once
 
+#include "Companion/HelperSleepInhibitor.h"
 #include "Companion/ProcessRunner.h"
+#include "Companion/SleepInhibitor.h"
 
 #include <QObject>
+#include <QString>
 
 #include <memory>
 #include <optional>
 
 namespace Companion {
 
-/// Keeps the computer from sleeping by running a helper child (caffeinate, systemd-inhibit) for as
-/// long as the switch is on. The helper ends when the switch goes off and, at the latest, when this
-/// object is destroyed.
+/// The keep-awake switch: on only while its inhibitor holds the computer awake. What is held is
+/// released when the switch goes off and, at the latest, when this object is destroyed.
 class KeepAwake : public QObject {
     Q_OBJECT
 
 public:
-    /// `helper` is the child to hold (nothing when the system has none: the switch then only moves).
+    explicit KeepAwake(std::unique_ptr<SleepInhibitor> inhibitor, QObject* parent = nullptr);
+    /// Holds a helper child (nothing when the system has none: the switch then only moves).
     KeepAwake(std::optional<ProcessCommand> helper, std::shared_ptr<ProcessRunner> runner,
               QObject* parent = nullptr);
     ~KeepAwake() override;
 
+    /// Whether the computer is held awake.
     bool enabled() const { return m_enabled; }
 
-    /// Acts on every assignment: on starts the helper unless one is held already; off terminates it
-    /// without waiting. A launch failure is swallowed and the switch stays on.
+    /// On asks the inhibitor unless it holds or is being asked already; the switch turns on once it
+    /// holds, and stays off with `refused` when it cannot. Off releases at once (or as soon as a
+    /// pending hold is granted).
     void setEnabled(bool enabled);
 
-    /// The helper held since the switch went on (one that never ran when the launch failed).
-    const RunningProcess* helper() const { return m_process.get(); }
+    /// The helper child when this switch holds one (see `HelperSleepInhibitor::helper`).
+    const RunningProcess* helper() const { return m_helperInhibitor ? m_helperInhibitor->helper() : nullptr; }
 
 signals:
+    /// Also emitted with false when switching on was refused, so a view that moved follows back.
     void enabledChanged(bool enabled);
+    /// Switching on failed; `message` tells the user why.
+    void refused(const QString& message);
 
 private:
-    void start();
+    enum class Hold { none, asking, held };
 
-    std::optional<ProcessCommand> m_helper;
-    std::shared_ptr<ProcessRunner> m_runner;
+    void granted(std::optional<std::string> failure);
+
+    std::unique_ptr<SleepInhibitor> m_inhibitor;
+    HelperSleepInhibitor* m_helperInhibitor = nullptr;
+    Hold m_hold = Hold::none;
+    /// What the user last asked for, which a pending hold must still honour.
+    bool m_wanted = false;
     bool m_enabled = false;
-    std::unique_ptr<RunningProcess> m_process;
 };
 
 } // namespace Companion

@@ -1,11 +1,16 @@
 #include "Companion/SystemActions.h"
 
+#include "Companion/HelperSleepInhibitor.h"
 #include "Companion/NetworkInterfaces.h"
 
 namespace Companion {
 
 SystemActions::SystemActions(std::shared_ptr<ProcessRunner> runner)
     : m_runner(std::move(runner)) {}
+
+std::unique_ptr<SleepInhibitor> SystemActions::sleepInhibitor() {
+    return std::make_unique<HelperSleepInhibitor>(keepAwakeCommand(), m_runner);
+}
 
 std::vector<std::string> SystemActions::ipv4Addresses() {
     return NetworkInterfaces::ipv4Addresses();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Companion/ProcessRunner.h"
+#include "Companion/SleepInhibitor.h"
 #include "CompanionCore/DrozakStatus.h"
 
 #include <chrono>
@@ -51,8 +52,12 @@ public:
     /// What to tell the user when `installCommandLine` finds no package manager.
     virtual std::string packageManagerMissingMessage() const = 0;
 
-    /// The helper child that keeps the computer awake while it runs; nothing when the system has none.
-    virtual std::optional<ProcessCommand> keepAwakeCommand() = 0;
+    /// The helper child that keeps the computer awake while it runs; nothing when the system has none
+    /// or keeps awake otherwise.
+    virtual std::optional<ProcessCommand> keepAwakeCommand() { return std::nullopt; }
+
+    /// What the keep-awake switch holds: by default the `keepAwakeCommand` child.
+    virtual std::unique_ptr<SleepInhibitor> sleepInhibitor();
 
     /// Opens a web address in the default browser; false when the opener cannot be started.
     virtual bool openUrl(const std::string& url) = 0;

@@ -151,7 +151,7 @@ NotificationCentre& TmuxNotifier::notifications() {
 }
 
 void TmuxNotifier::post(const std::string& title, const std::string& body) {
-    if (!notifications().isAvailable()) {
+    if (!checkNotificationsAvailable()) {
         return;
     }
     const QPointer<TmuxNotifier> self(this);
@@ -163,7 +163,7 @@ void TmuxNotifier::post(const std::string& title, const std::string& body) {
 }
 
 void TmuxNotifier::requestPermissionOnce() {
-    if (m_askedForPermission || !notifications().isAvailable()) {
+    if (!checkNotificationsAvailable() || m_askedForPermission) {
         return;
     }
     m_askedForPermission = true;
@@ -173,6 +173,15 @@ void TmuxNotifier::requestPermissionOnce() {
             self->setNotificationsRefused(!granted);
         }
     });
+}
+
+bool TmuxNotifier::checkNotificationsAvailable() {
+    const bool available = notifications().isAvailable();
+    if (available == m_notificationsUnavailable) {
+        m_notificationsUnavailable = !available;
+        emit notificationsUnavailableChanged(m_notificationsUnavailable);
+    }
+    return available;
 }
 
 void TmuxNotifier::setRunning(std::optional<std::string> running) {

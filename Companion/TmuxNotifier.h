@@ -65,6 +65,9 @@ public:
     const std::optional<std::string>& lastFinished() const { return m_lastFinished; }
     /// The user refused notifications or posting one failed; announcements still reach `lastFinished`.
     bool notificationsRefused() const { return m_notificationsRefused; }
+    /// No notification service answered when watching started or when the last announcement was
+    /// posted; announcements still reach `lastFinished`.
+    bool notificationsUnavailable() const { return m_notificationsUnavailable; }
 
     /// The exact tmux invocation of each poll.
     static ProcessCommand pollCommand(const std::string& tmux);
@@ -74,6 +77,7 @@ signals:
     void runningChanged();
     void lastFinishedChanged();
     void notificationsRefusedChanged(bool refused);
+    void notificationsUnavailableChanged(bool unavailable);
     /// After each poll's answer has been handled.
     void polled();
 
@@ -88,12 +92,15 @@ private:
     void requestPermissionOnce();
     void setRunning(std::optional<std::string> running);
     void setNotificationsRefused(bool refused);
+    /// Asks the notification centre whether it is usable and publishes the answer.
+    bool checkNotificationsAvailable();
 
     Options m_options;
     bool m_enabled = false;
     std::optional<std::string> m_running;
     std::optional<std::string> m_lastFinished;
     bool m_notificationsRefused = false;
+    bool m_notificationsUnavailable = false;
     CompanionCore::CommandWatch m_watch{minimumDuration};
     bool m_askedForPermission = false;
     /// Bumped by every stop, so that an answer for an earlier loop is dropped.

@@ -7,6 +7,9 @@ namespace CompanionApp::CompanionTexts {
 namespace {
 
 constexpr Text texts[] = {
+    {"KeepAwake",
+     QT_TRANSLATE_NOOP("KeepAwake", "No puedo mantener el ordenador despierto: ni el portal del escritorio "
+                                    "ni logind responden.")},
     {"Readiness", QT_TRANSLATE_NOOP("Readiness", "Inicio de sesión remoto (SSH)")},
     {"Readiness", QT_TRANSLATE_NOOP("Readiness", "activado")},
     {"Readiness", QT_TRANSLATE_NOOP("Readiness", "desactivado")},

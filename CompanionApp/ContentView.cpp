@@ -204,6 +204,7 @@ void ContentView::connectObserved() {
     connect(&notifier, &Companion::TmuxNotifier::runningChanged, this, rerender);
     connect(&notifier, &Companion::TmuxNotifier::lastFinishedChanged, this, rerender);
     connect(&notifier, &Companion::TmuxNotifier::notificationsRefusedChanged, this, rerender);
+    connect(&notifier, &Companion::TmuxNotifier::notificationsUnavailableChanged, this, rerender);
 
     // The user's actions go to the observed objects; the panel follows their changes.
     connect(m_keepAwakeSwitch, &Switch::toggled, this,
@@ -308,7 +309,8 @@ void ContentView::renderChecks() {
     // A fresh lookup rather than the model's last refresh, so an installation made since shows at once.
     const auto& notifier = m_model.tmuxNotifier();
     m_watchRow->render({m_options.locate("tmux").has_value(), notifier.enabled(), notifier.running(),
-                        notifier.lastFinished(), notifier.notificationsRefused()});
+                        notifier.lastFinished(), notifier.notificationsRefused(),
+                        notifier.notificationsUnavailable()});
 
     const auto& error = m_model.lastError();
     m_lastError->setText(error ? fromStd(*error) : QString());

@@ -54,8 +54,11 @@ void WatchRow::render(const Facts& facts) {
     }
     m_state->setVisible(showState);
 
-    m_refused->setText(tr("Sin permiso de notificaciones: el aviso solo se verá aquí."));
-    m_refused->setVisible(facts.tmuxFound && facts.enabled && facts.notificationsRefused);
+    m_refused->setText(facts.notificationsUnavailable
+                           ? tr("Ningún servicio de notificaciones responde: el aviso solo se verá aquí.")
+                           : tr("Sin permiso de notificaciones: el aviso solo se verá aquí."));
+    m_refused->setVisible(facts.tmuxFound && facts.enabled &&
+                          (facts.notificationsRefused || facts.notificationsUnavailable));
 
     // Shown whether or not watching is on now.
     m_lastFinished->setText(QString::fromStdString(facts.lastFinished.value_or(std::string())));

@@ -12,7 +12,8 @@ namespace CompanionApp {
 class Switch;
 
 /// The long-command watch row: the switch that turns the tmux notifier on and off, a line that says
-/// what it is watching (or what it needs), a note when notifications are not allowed, and the last
+/// what it is watching (or what it needs), a note when notifications are not allowed or no service
+/// answers, and the last
 /// finished command. It holds no state of its own: `render` draws it from the values given.
 class WatchRow : public QWidget {
     Q_OBJECT
@@ -30,6 +31,8 @@ public:
         std::optional<std::string> lastFinished;
         /// Notifications are not allowed, so an announcement is only seen here.
         bool notificationsRefused = false;
+        /// No notification service answers, so an announcement is only seen here.
+        bool notificationsUnavailable = false;
     };
 
     explicit WatchRow(QWidget* parent = nullptr);

@@ -16,6 +16,10 @@ namespace {
 constexpr int serverDefaultTimeout = -1;
 /// A fresh notification every time, never a replacement of an earlier one.
 constexpr uint replacesNone = 0;
+/// The notification hint that names a sound from the freedesktop sound theme, and the theme's sound
+/// for a new message: what the service plays when it has sounds at all.
+constexpr const char* soundNameHint = "sound-name";
+constexpr const char* newMessageSound = "message-new-instant";
 
 } // namespace
 
@@ -48,7 +52,8 @@ void DBusNotificationCentre::post(const std::string& title, const std::string& b
         QDBusMessage::createMethodCall(QString::fromLatin1(service), QString::fromLatin1(objectPath),
                                        QString::fromLatin1(interface), QStringLiteral("Notify"));
     message << QString::fromLatin1(applicationName) << replacesNone << QString()
-            << QString::fromStdString(title) << QString::fromStdString(body) << QStringList() << QVariantMap()
+            << QString::fromStdString(title) << QString::fromStdString(body) << QStringList()
+            << QVariantMap{{QString::fromLatin1(soundNameHint), QString::fromLatin1(newMessageSound)}}
             << serverDefaultTimeout;
     auto* watcher = new QDBusPendingCallWatcher(m_connection.asyncCall(message));
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher,

@@ -95,6 +95,12 @@ LinuxSystemActions::LinuxSystemActions(std::shared_ptr<ProcessRunner> runner, Op
             return std::string(value);
         };
     }
+    if (!m_options.sessionBus) {
+        m_options.sessionBus = [] { return QDBusConnection::sessionBus(); };
+    }
+    if (!m_options.systemBus) {
+        m_options.systemBus = [] { return QDBusConnection::systemBus(); };
+    }
     if (!m_options.socketTables) {
         m_options.socketTables = std::vector<std::filesystem::path>{"/proc/net/tcp", "/proc/net/tcp6"};
     }
@@ -317,17 +323,10 @@ std::string LinuxSystemActions::packageManagerMissingMessage() const {
         .toStdString();
 }
 
-std::optional<ProcessCommand> LinuxSystemActions::keepAwakeCommand() {
-    const auto inhibit = locate("systemd-inhibit");
-    const auto sleep = locate("sleep");
-    if (!inhibit || !sleep) {
-        return std::nullopt;
-    }
+std::unique_ptr<SleepInhibitor> LinuxSystemActions::sleepInhibitor() {
     const auto why = translate("Mantener el ordenador despierto para usarlo desde el iPhone").toStdString();
-    return ProcessCommand{
-        *inhibit,
-        {"--what=idle:sleep", "--who=nuvexa Companion", "--why=" + why, "--mode=block", *sleep, "infinity"},
-        ProcessCommand::Output::inherit};
+    return std::make_unique<DBusSleepInhibitor>(m_options.sessionBus, m_options.systemBus, "nuvexa Companion",
+                                                why);
 }
 
 bool LinuxSystemActions::openUrl(const std::string& url) {

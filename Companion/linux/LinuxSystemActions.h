@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Companion/SystemActions.h"
+#include "Companion/linux/DBusSleepInhibitor.h"
 #include "CompanionCore/Tools.h"
 
 #include <chrono>
@@ -15,8 +16,8 @@ namespace Companion {
 
 /// The Linux backend: the SSH server is on when something listens on TCP port 22 (socket activation
 /// included); polkit's pkexec enables the distribution's SSH unit; commands go into the desktop's
-/// terminal; the distribution's package manager installs tools; a logind inhibitor keeps the computer
-/// awake.
+/// terminal; the distribution's package manager installs tools; the desktop portal's or logind's
+/// inhibitor keeps the computer awake.
 class LinuxSystemActions : public SystemActions {
 public:
     /// Reads an environment variable; nothing when it is unset.
@@ -29,6 +30,9 @@ public:
         std::optional<std::vector<std::filesystem::path>> socketTables;
         /// Where systemd unit files live, searched for the SSH unit.
         std::optional<std::vector<std::filesystem::path>> unitDirectories;
+        /// The buses the keep-awake inhibitors are asked on.
+        DBusSleepInhibitor::Bus sessionBus;
+        DBusSleepInhibitor::Bus systemBus;
     };
 
     /// How a terminal is told to run a program with its arguments in a new window.
@@ -56,7 +60,7 @@ public:
     std::optional<std::string> openTerminal(const std::string& command) override;
     std::optional<std::string> installCommandLine(const std::vector<std::string>& packages) override;
     std::string packageManagerMissingMessage() const override;
-    std::optional<ProcessCommand> keepAwakeCommand() override;
+    std::unique_ptr<SleepInhibitor> sleepInhibitor() override;
     bool openUrl(const std::string& url) override;
 
     /// The SSH unit whose unit file exists, Debian's name first (Debian also installs the other as

@@ -2,8 +2,17 @@
 
 namespace Companion::HostIdentity {
 
-std::string computerName() {
-    return linuxComputerName("/etc/machine-info", hostName());
+std::string computerName(const std::string& hostName) {
+    return linuxComputerName("/etc/machine-info", announcedLabel(hostName));
+}
+
+// Avahi cuts the host name at its first dot and announces that label in ".local".
+bool announcesFirstLabelOnly() {
+    return true;
+}
+
+std::string announcedLabel(const std::string& hostName) {
+    return firstLabel(hostName);
 }
 
 } // namespace Companion::HostIdentity

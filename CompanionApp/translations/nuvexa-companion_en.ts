@@ -127,8 +127,19 @@
         <translation>nothing running in the nuvexa session</translation>
     </message>
     <message>
+        <source>Ningún servicio de notificaciones responde: el aviso solo se verá aquí.</source>
+        <translation>No notification service answers: the alert will only show here.</translation>
+    </message>
+    <message>
         <source>Sin permiso de notificaciones: el aviso solo se verá aquí.</source>
         <translation>Notifications are not allowed: the alert will only show here.</translation>
+    </message>
+</context>
+<context>
+    <name>KeepAwake</name>
+    <message>
+        <source>No puedo mantener el ordenador despierto: ni el portal del escritorio ni logind responden.</source>
+        <translation>Cannot keep the computer awake: neither the desktop portal nor logind answers.</translation>
     </message>
 </context>
 <context>

@@ -3,6 +3,7 @@
 #include <QAbstractEventDispatcher>
 #include <QMetaObject>
 #include <QSocketNotifier>
+#include <QTimer>
 
 #include <arpa/inet.h>
 #include <cstdlib>
@@ -66,7 +67,8 @@ struct DnsSdReply {
     }
 };
 
-DnsSdAnnouncer::DnsSdAnnouncer() = default;
+DnsSdAnnouncer::DnsSdAnnouncer(std::chrono::milliseconds retryInterval)
+    : m_retryInterval(retryInterval) {}
 
 DnsSdAnnouncer::~DnsSdAnnouncer() = default;
 
@@ -133,6 +135,7 @@ void DnsSdAnnouncer::processResult() {
 void DnsSdAnnouncer::handleReply(std::int32_t error, const std::string& full) {
     if (error == kDNSServiceErr_NoError) {
         m_registeredAs = full;
+        m_reportedError.reset();
         notify([full](const Observer& o) { o.registered(full); });
         return;
     }
@@ -150,8 +153,26 @@ void DnsSdAnnouncer::handleReply(std::int32_t error, const std::string& full) {
         registerService();
         return;
     }
-    notify([note = std::string(was ? "Bonjour announcement lost: " : "not announced on Bonjour: ") +
-                   describeError(error)](const Observer& o) { o.note(note); });
+    if (was || m_reportedError != error) {
+        m_reportedError = error;
+        notify([note = std::string(was ? "Bonjour announcement lost: " : "not announced on Bonjour: ") +
+                       describeError(error)](const Observer& o) { o.note(note); });
+    }
+    if (error == kDNSServiceErr_NameConflict) {
+        // Every alternative name is taken: trying the same ones again would fail the same way.
+        return;
+    }
+    retryLater();
+}
+
+void DnsSdAnnouncer::retryLater() {
+    // The daemon says nothing when it starts; asking again is the only way to find out.
+    QTimer::singleShot(m_retryInterval, QAbstractEventDispatcher::instance(),
+                       [this, alive = std::weak_ptr<int>(m_alive)] {
+                           if (!alive.expired() && !m_registration) {
+                               registerService();
+                           }
+                       });
 }
 
 void DnsSdAnnouncer::release() {

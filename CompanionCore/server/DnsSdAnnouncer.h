@@ -2,6 +2,7 @@
 
 #include "CompanionCore/server/Announcer.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -16,7 +17,9 @@ namespace CompanionCore {
 ///
 /// Copes with what a desktop throws at it: no daemon (nothing is announced, a note says why), a name
 /// already taken (retries as "Name (2)", "Name (3)", ...) and a daemon that goes away (reported as a
-/// removal).
+/// removal). Whenever nothing is announced for a reason other than the names running out, the
+/// registration is tried again every `retryInterval`, so a daemon that starts or comes back later gets
+/// the service without anyone asking; the failed tries are not reported again.
 class DnsSdAnnouncer final : public Announcer {
 public:
     /// Alternative names tried after a conflict before giving up.
@@ -24,7 +27,10 @@ public:
     /// DNS-SD instance names are one DNS label.
     static constexpr std::size_t maxInstanceNameBytes = 63;
 
-    DnsSdAnnouncer();
+    /// How long a failed registration waits before trying again, unless told otherwise.
+    static constexpr std::chrono::milliseconds defaultRetryInterval{2000};
+
+    explicit DnsSdAnnouncer(std::chrono::milliseconds retryInterval = defaultRetryInterval);
     ~DnsSdAnnouncer() override;
     DnsSdAnnouncer(const DnsSdAnnouncer&) = delete;
     DnsSdAnnouncer& operator=(const DnsSdAnnouncer&) = delete;
@@ -45,6 +51,8 @@ private:
     void processResult();
     void handleReply(std::int32_t error, const std::string& fullName);
     void release();
+    /// Registers again after `m_retryInterval`, unless this announcer is gone by then.
+    void retryLater();
     void post(std::function<void()> work);
     void notify(std::function<void(const Observer&)> call);
 
@@ -57,6 +65,9 @@ private:
     std::shared_ptr<int> m_alive = std::make_shared<int>(0);
     std::unique_ptr<Registration> m_registration;
     std::optional<std::string> m_registeredAs;
+    std::chrono::milliseconds m_retryInterval;
+    /// The error last reported, so a retry that fails the same way stays silent.
+    std::optional<std::int32_t> m_reportedError;
 };
 
 /// An `AnnouncerFactory` for the DNS-SD backend.

@@ -4,15 +4,17 @@
 # Programs in the root namespace reach it over the system D-Bus, which is started here unless one
 # already runs (and then also stopped here).
 #
-#   avahi.sh start DIR   writes DIR/state: "status=ready", or "status=unavailable" and "reason=..."
+#   avahi.sh start DIR          writes DIR/state: "status=ready", or "status=unavailable" and "reason=..."
 #   avahi.sh stop DIR
+#   avahi.sh daemon-stop DIR    stops only the daemon of a started peer, as when it goes away mid-session
+#   avahi.sh daemon-start DIR   starts that daemon again; exits 1 when it does not reach the running state
 #
 # Where the daemon cannot be started (not root, a program missing) the start still succeeds with
 # status=unavailable, so the tests skip and say why; with CI=true that is a failure instead.
 set -euo pipefail
 
-action=${1:?usage: avahi.sh start|stop DIR}
-dir=${2:?usage: avahi.sh start|stop DIR}
+action=${1:?usage: avahi.sh start|stop|daemon-stop|daemon-start DIR}
+dir=${2:?usage: avahi.sh start|stop|daemon-stop|daemon-start DIR}
 namespace=nuvexa-mdns
 
 unavailable() {
@@ -31,6 +33,33 @@ system_bus_answers() {
 avahi_state() {
     dbus-send --system --print-reply --dest=org.freedesktop.Avahi / org.freedesktop.Avahi.Server.GetState 2>/dev/null |
         awk '/int32/ { print $2 }'
+}
+
+# Starts the daemon in the peer's namespace with the peer's configuration and waits until it runs.
+start_daemon() {
+    mkdir -p /run/avahi-daemon
+    rm -f /run/avahi-daemon/pid
+    ip netns exec "$namespace" avahi-daemon -f "$dir/avahi-daemon.conf" --no-drop-root --no-chroot --no-rlimits \
+        >> "$dir/avahi.log" 2>&1 &
+    echo $! > "$dir/avahi.pid"
+    for _ in $(seq 600); do
+        [ "$(avahi_state)" = 2 ] && return 0
+        sleep 0.1
+    done
+    [ "$(avahi_state)" = 2 ]
+}
+
+stop_daemon() {
+    if [ -f "$dir/avahi.pid" ]; then
+        pid=$(cat "$dir/avahi.pid")
+        kill "$pid" 2>/dev/null || true
+        for _ in $(seq 600); do
+            kill -0 "$pid" 2>/dev/null || break
+            sleep 0.1
+        done
+        kill -9 "$pid" 2>/dev/null || true
+        rm -f "$dir/avahi.pid"
+    fi
 }
 
 start() {
@@ -73,30 +102,13 @@ enable-wide-area=no
 publish-hinfo=no
 publish-workstation=no
 CONF
-    mkdir -p /run/avahi-daemon
-    rm -f /run/avahi-daemon/pid
-    ip netns exec "$namespace" avahi-daemon -f "$dir/avahi-daemon.conf" --no-drop-root --no-chroot --no-rlimits \
-        > "$dir/avahi.log" 2>&1 &
-    echo $! > "$dir/avahi.pid"
-    for _ in $(seq 600); do
-        [ "$(avahi_state)" = 2 ] && break
-        sleep 0.1
-    done
-    [ "$(avahi_state)" = 2 ] || unavailable "avahi-daemon did not reach the running state (see $dir/avahi.log)"
+    : > "$dir/avahi.log"
+    start_daemon || unavailable "avahi-daemon did not reach the running state (see $dir/avahi.log)"
     printf 'status=ready\nnamespace=%s\n' "$namespace" > "$dir/state"
 }
 
 stop() {
-    if [ -f "$dir/avahi.pid" ]; then
-        pid=$(cat "$dir/avahi.pid")
-        kill "$pid" 2>/dev/null || true
-        for _ in $(seq 600); do
-            kill -0 "$pid" 2>/dev/null || break
-            sleep 0.1
-        done
-        kill -9 "$pid" 2>/dev/null || true
-        rm -f "$dir/avahi.pid"
-    fi
+    stop_daemon
     ip netns del "$namespace" 2>/dev/null || true
     if [ -f "$dir/dbus.pid" ]; then
         kill "$(cat "$dir/dbus.pid")" 2>/dev/null || true
@@ -108,5 +120,7 @@ stop() {
 case "$action" in
     start) start ;;
     stop) stop ;;
-    *) echo "usage: avahi.sh start|stop DIR" >&2; exit 2 ;;
+    daemon-stop) stop_daemon ;;
+    daemon-start) start_daemon ;;
+    *) echo "usage: avahi.sh start|stop|daemon-stop|daemon-start DIR" >&2; exit 2 ;;
 esac

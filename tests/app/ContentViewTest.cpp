@@ -1,4 +1,5 @@
 #include "CompanionApp/ContentView.h"
+#include "Companion/linux/DBusSleepInhibitor.h"
 #include "CompanionApp/CheckRow.h"
 #include "CompanionApp/ElidedLabel.h"
 #include "CompanionApp/PairingSection.h"
@@ -10,7 +11,9 @@
 #include "support/Files.h"
 #include "support/PanelElements.h"
 #include "support/PanelWorld.h"
+#include "support/PrivateSessionBus.h"
 
+#include <QDBusConnection>
 #include <QLabel>
 #include <QPushButton>
 #include <QTcpServer>
@@ -352,6 +355,35 @@ TEST(ContentViewTest, KeepAwakeSwitchDrivesAndFollowsKeepAwake) {
     EXPECT_FALSE(toggle.isChecked());
 }
 
+TEST(ContentViewTest, KeepAwakeThatNothingCanHoldLeavesTheSwitchOffAndSaysWhyInRed) {
+    // Private buses as the session and the system bus, with neither a portal nor logind on them.
+    TestSupport::PrivateSessionBus session;
+    TestSupport::PrivateSessionBus system;
+    const auto sessionClient = QDBusConnection::connectToBus(session.address(), QStringLiteral("session"));
+    const auto systemClient = QDBusConnection::connectToBus(system.address(), QStringLiteral("system"));
+    {
+        PanelWorld world;
+        world.actions->setSleepInhibitor([&] {
+            return std::make_unique<Companion::DBusSleepInhibitor>([sessionClient] { return sessionClient; },
+                                                                   [systemClient] { return systemClient; },
+                                                                   "nuvexa Companion", "test");
+        });
+        world.buildAndShow();
+        auto& toggle = world.panel().keepAwakeSwitch();
+        QTest::mouseClick(&toggle, Qt::LeftButton);
+        ASSERT_TRUE(waitFor([&] { return world.model().lastError().has_value(); }));
+        EXPECT_FALSE(world.model().keepAwake().enabled());
+        EXPECT_FALSE(toggle.isChecked());
+        EXPECT_THAT(
+            visibleElements(world.panel()),
+            Contains("No puedo mantener el ordenador despierto: ni el portal del escritorio ni logind "
+                     "responden. {red}"));
+        saveArtifact(world.panel());
+    }
+    QDBusConnection::disconnectFromBus(QStringLiteral("session"));
+    QDBusConnection::disconnectFromBus(QStringLiteral("system"));
+}
+
 TEST(ContentViewTest, WithoutTmuxTheWatchSwitchIsDisabledAndSaysWhatItNeeds) {
     PanelWorld world;
     world.buildAndShow();
@@ -407,6 +439,22 @@ TEST(ContentViewTest, RefusedNotificationsAreNotedInOrangeWhileWatching) {
     EXPECT_THAT(visibleElements(world.panel().watchRow()),
                 ElementsAre("☑ Avisarme cuando termine algo largo", "vigilando «cargo» {grey}",
                             "Sin permiso de notificaciones: el aviso solo se verá aquí. {orange}"));
+    saveArtifact(world.panel());
+}
+
+TEST(ContentViewTest, AMissingNotificationServiceIsNotedInOrangeWhileWatching) {
+    PanelWorld world;
+    world.executables->add(bin("tmux"));
+    world.notifications->available = false;
+    world.setTmuxForeground("cargo");
+    world.buildAndShow();
+    world.panel().watchRow().toggle().click();
+    world.waitForNextPoll();
+    ASSERT_TRUE(waitFor([&] { return world.model().tmuxNotifier().notificationsUnavailable(); }));
+    EXPECT_THAT(
+        visibleElements(world.panel().watchRow()),
+        ElementsAre("☑ Avisarme cuando termine algo largo", "vigilando «cargo» {grey}",
+                    "Ningún servicio de notificaciones responde: el aviso solo se verá aquí. {orange}"));
     saveArtifact(world.panel());
 }
 

@@ -1,12 +1,17 @@
 #include "Companion/CompanionModel.h"
+#include "Companion/HostIdentity.h"
+#include "Companion/linux/DBusSleepInhibitor.h"
 #include "Companion/linux/LinuxSystemActions.h"
 #include "Companion/macos/MacSystemActions.h"
 #include "support/Patience.h"
 
+#include "server/support/FakeAnnouncer.h"
 #include "support/Executable.h"
 #include "support/FakeNotificationCentre.h"
 #include "support/FakeProcessRunner.h"
 #include "support/FakeSystemActions.h"
+#include "support/LogindService.h"
+#include "support/PrivateSessionBus.h"
 #include "support/TemporaryDirectory.h"
 
 #include <QSignalSpy>
@@ -270,10 +275,13 @@ TEST_F(CompanionModelTest, AHostNameEndingInDotLocalIsUsedUnchanged) {
     EXPECT_EQ(model->identity().hosts.front(), "Studio.local");
 }
 
-TEST_F(CompanionModelTest, AHostNameEndingInDotLocalOfAnotherCaseStillGetsDotLocal) {
+TEST_F(CompanionModelTest, AHostNameEndingInDotLocalOfAnotherCaseIsNamedAsTheDaemonAnnouncesIt) {
     m_hostName = "Studio.LOCAL";
     auto model = refreshedModel();
-    EXPECT_EQ(model->addresses(), (std::vector<std::string>{"Studio.LOCAL.local", "192.168.1.5"}));
+    // Avahi cuts at the first dot ("Studio.local"); macOS's daemon keeps the name ("Studio.LOCAL.local").
+    const std::string announced =
+        Companion::HostIdentity::announcesFirstLabelOnly() ? "Studio.local" : "Studio.LOCAL.local";
+    EXPECT_EQ(model->addresses(), (std::vector<std::string>{announced, "192.168.1.5"}));
 }
 
 TEST_F(CompanionModelTest, ConnectingWithoutTheRelayToolOpensItsDownloadPageAndChangesNothing) {
@@ -428,4 +436,68 @@ TEST_F(CompanionModelTest, TheModelCanGoWhileARelayToolIsStillAnswering) {
     // when the tool would have answered; a hang here is caught by the test's own time limit.
     model.reset();
     EXPECT_EQ(model, nullptr);
+}
+
+TEST_F(CompanionModelTest, KeepAwakeThatNothingCanHoldStaysOffAndTheRedLineSaysWhy) {
+    // Buses on which neither a portal nor logind runs.
+    TestSupport::PrivateSessionBus session;
+    TestSupport::PrivateSessionBus system;
+    const auto sessionClient = QDBusConnection::connectToBus(session.address(), QStringLiteral("session"));
+    const auto systemClient = QDBusConnection::connectToBus(system.address(), QStringLiteral("system"));
+    m_actions->setSleepInhibitor([&] {
+        return std::make_unique<Companion::DBusSleepInhibitor>([sessionClient] { return sessionClient; },
+                                                               [systemClient] { return systemClient; },
+                                                               "nuvexa Companion", "test");
+    });
+    {
+        auto model = refreshedModel();
+        model->keepAwake().setEnabled(true);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return model->lastError().has_value(); }, generousWait));
+        EXPECT_EQ(model->lastError(),
+                  "No puedo mantener el ordenador despierto: ni el portal del escritorio ni "
+                  "logind responden.");
+        EXPECT_FALSE(model->keepAwake().enabled());
+
+        // Once logind answers, switching on again holds and the red line goes.
+        TestSupport::LogindService logind;
+        ASSERT_TRUE(
+            logind.serveOn(QDBusConnection::connectToBus(system.address(), QStringLiteral("logind"))));
+        model->keepAwake().setEnabled(true);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return model->keepAwake().enabled(); }, generousWait));
+        EXPECT_EQ(model->lastError(), std::nullopt);
+        model.reset();
+        ASSERT_EQ(logind.calls.size(), 1);
+        EXPECT_TRUE(QTest::qWaitFor(
+            [&] { return TestSupport::LogindService::released(logind.calls.first()); }, generousWait));
+    }
+    QDBusConnection::disconnectFromBus(QStringLiteral("session"));
+    QDBusConnection::disconnectFromBus(QStringLiteral("system"));
+    QDBusConnection::disconnectFromBus(QStringLiteral("logind"));
+}
+
+TEST_F(CompanionModelTest, AFullyQualifiedHostNameIsNamedEverywhereAsAvahiAnnouncesIt) {
+    if (!Companion::HostIdentity::announcesFirstLabelOnly()) {
+        GTEST_SKIP() << "this platform's DNS-SD daemon announces the host name as it is";
+    }
+    m_hostName = "box.example.org";
+    auto announcers = std::make_shared<std::vector<std::shared_ptr<TestSupport::FakeAnnouncer::Record>>>();
+    auto withAnnouncer = environment();
+    withAnnouncer.computerName = [] { return std::string(); };
+    withAnnouncer.serverOptions.ports = {0};
+    withAnnouncer.serverOptions.announcer = TestSupport::FakeAnnouncer::factory(announcers);
+    auto model = refreshedModel(std::move(withAnnouncer));
+    EXPECT_EQ(model->addresses(), (std::vector<std::string>{"box.local", "192.168.1.5"}));
+    const auto identity = model->identity();
+    EXPECT_EQ(identity.name, "box");
+    EXPECT_EQ(identity.hosts, (std::vector<std::string>{"box.local", "192.168.1.5"}));
+
+    model->pairing().start();
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return !announcers->empty() && announcers->back()->announced; }, generousWait));
+    const auto& service = announcers->back()->service;
+    EXPECT_EQ(service.name, "box");
+    const std::set<std::pair<std::string, std::string>> txt(service.txt.begin(), service.txt.end());
+    EXPECT_TRUE(txt.contains({"name", "box"})) << testing::PrintToString(service.txt);
+    EXPECT_TRUE(txt.contains({"hosts", "box.local,192.168.1.5"})) << testing::PrintToString(service.txt);
+    model->pairing().stop();
 }

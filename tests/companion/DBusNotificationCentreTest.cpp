@@ -78,6 +78,18 @@ TEST_F(DBusNotificationCentreTest, PostsTheTitleAndBodyAsANewNotificationOfTheAp
     EXPECT_EQ(call.timeout, -1);
 }
 
+TEST_F(DBusNotificationCentreTest, AsksForTheSoundThemesNewMessageSound) {
+    ownTheService();
+    DBusNotificationCentre centre(m_client);
+    std::optional<bool> delivered;
+    centre.post("nuvexa", "x", [&delivered](bool ok) { delivered = ok; });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return delivered.has_value(); }, generousWait));
+    ASSERT_EQ(m_daemon.calls.size(), 1);
+    const auto& hints = m_daemon.calls.first().hints;
+    EXPECT_EQ(hints.value(QStringLiteral("sound-name")).toString(), QStringLiteral("message-new-instant"));
+    EXPECT_FALSE(hints.contains(QStringLiteral("suppress-sound")));
+}
+
 TEST_F(DBusNotificationCentreTest, AnErrorFromTheServiceIsANotificationNotDelivered) {
     ownTheService();
     m_daemon.refuses = true;

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <pwd.h>
 #include <unistd.h>
@@ -37,6 +38,50 @@ TEST(HostIdentityTest, BuildsTheRecordFromItsParts) {
     EXPECT_FALSE(withTmux.mosh);
     EXPECT_TRUE(withTmux.tmux);
     EXPECT_EQ(withTmux.sshPort, 22);
+}
+
+TEST(HostIdentityTest, TheFirstLabelEndsAtTheFirstDot) {
+    EXPECT_EQ(HostIdentity::firstLabel("box.example.org"), "box");
+    EXPECT_EQ(HostIdentity::firstLabel("box"), "box");
+    EXPECT_EQ(HostIdentity::firstLabel(""), "");
+}
+
+TEST(HostIdentityTest, AFullyQualifiedHostNameIsAnnouncedAsItsFirstLabelInLocal) {
+    if (!HostIdentity::announcesFirstLabelOnly()) {
+        GTEST_SKIP() << "this platform's DNS-SD daemon announces the host name as it is";
+    }
+    // Avahi cuts at the first dot, whatever follows, ".local" included.
+    EXPECT_EQ(HostIdentity::announcedHostName("box.example.org"), "box.local");
+    EXPECT_EQ(HostIdentity::announcedHostName("box.local"), "box.local");
+    EXPECT_EQ(HostIdentity::announcedHostName("box.LOCAL"), "box.local");
+    EXPECT_EQ(HostIdentity::announcedHostName("box"), "box.local");
+    EXPECT_EQ(HostIdentity::hosts("box.example.org", {"192.168.1.20"}),
+              (std::vector<std::string>{"box.local", "192.168.1.20"}));
+}
+
+TEST(HostIdentityTest, AFullyQualifiedHostNameNamesTheComputerByItsFirstLabel) {
+    if (!HostIdentity::announcesFirstLabelOnly()) {
+        GTEST_SKIP() << "this platform's DNS-SD daemon announces the host name as it is";
+    }
+    const auto identity = HostIdentity::identity("ana", "", "box.example.org", {"192.168.1.20"},
+                                                 [](const std::string&) { return false; });
+    EXPECT_EQ(identity.name, "box");
+    EXPECT_EQ(identity.hosts, (std::vector<std::string>{"box.local", "192.168.1.20"}));
+    // A name for people is kept as it is, dots and all.
+    EXPECT_EQ(HostIdentity::identity("ana", "Box 2.0", "box.example.org", {},
+                                     [](const std::string&) { return false; })
+                  .name,
+              "Box 2.0");
+}
+
+TEST(HostIdentityTest, WithoutAPrettyNameTheHeaderShowsTheFirstLabelOfTheHostName) {
+    if (!HostIdentity::announcesFirstLabelOnly()) {
+        GTEST_SKIP() << "on this platform the computer's name comes from elsewhere";
+    }
+    if (std::ifstream(std::filesystem::path("/etc/machine-info")).good()) {
+        GTEST_SKIP() << "this machine has /etc/machine-info, whose pretty name would win";
+    }
+    EXPECT_EQ(HostIdentity::computerName("box.example.org"), "box");
 }
 
 TEST(HostIdentityTest, TheUserIsTheEffectiveUsersLoginName) {

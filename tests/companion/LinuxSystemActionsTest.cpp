@@ -1,13 +1,19 @@
 #include "Companion/linux/LinuxSystemActions.h"
 #include "Companion/QtProcessRunner.h"
 
+#include "Companion/KeepAwake.h"
 #include "support/Executable.h"
 #include "support/FakeProcessRunner.h"
 #include "support/Files.h"
+#include "support/Patience.h"
+#include "support/PortalInhibitService.h"
+#include "support/PrivateSessionBus.h"
 #include "support/TemporaryDirectory.h"
 
+#include <QDBusConnection>
 #include <QHostAddress>
 #include <QTcpServer>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -350,16 +356,30 @@ TEST_F(LinuxSystemActionsTest, WithoutAPackageManagerTheMessageSaysSoInTheSameWa
                                                         "y vuelve a pulsar.");
 }
 
-TEST_F(LinuxSystemActionsTest, KeepsAwakeWithALogindInhibitorHeldByASleepingChild) {
-    m_executables = {"/usr/bin/systemd-inhibit", "/bin/sleep"};
-    EXPECT_EQ(actions().keepAwakeCommand(),
-              (ProcessCommand{"/usr/bin/systemd-inhibit",
-                              {"--what=idle:sleep", "--who=nuvexa Companion",
-                               "--why=Mantener el ordenador despierto para usarlo desde el iPhone",
-                               "--mode=block", "/bin/sleep", "infinity"},
-                              ProcessCommand::Output::inherit}));
-    m_executables = {"/bin/sleep"};
-    EXPECT_EQ(actions().keepAwakeCommand(), std::nullopt);
+TEST_F(LinuxSystemActionsTest, KeepsAwakeThroughThePortalOnTheSessionBusItIsGiven) {
+    TestSupport::PrivateSessionBus session;
+    auto service = QDBusConnection::connectToBus(session.address(), QStringLiteral("portal-service"));
+    auto client = QDBusConnection::connectToBus(session.address(), QStringLiteral("portal-client"));
+    TestSupport::PortalInhibitService portal;
+    ASSERT_TRUE(portal.serveOn(service));
+    LinuxSystemActions::Options options;
+    options.sessionBus = [client] { return client; };
+    options.systemBus = [client] { return client; };
+    LinuxSystemActions backend(m_runner, options);
+    {
+        Companion::KeepAwake keepAwake(backend.sleepInhibitor());
+        keepAwake.setEnabled(true);
+        EXPECT_TRUE(QTest::qWaitFor([&] { return keepAwake.enabled(); }, TestSupport::generousMilliseconds));
+        ASSERT_EQ(portal.calls.size(), 1);
+        EXPECT_EQ(portal.calls.first().options.value(QStringLiteral("reason")).toString(),
+                  QStringLiteral("Mantener el ordenador despierto para usarlo desde el iPhone"));
+        // No helper child is involved any more.
+        EXPECT_TRUE(m_runner->started().empty());
+    }
+    EXPECT_TRUE(
+        QTest::qWaitFor([&] { return portal.request.closes == 1; }, TestSupport::generousMilliseconds));
+    QDBusConnection::disconnectFromBus(QStringLiteral("portal-service"));
+    QDBusConnection::disconnectFromBus(QStringLiteral("portal-client"));
 }
 
 TEST_F(LinuxSystemActionsTest, OpensWebAddressesWithXdgOpen) {

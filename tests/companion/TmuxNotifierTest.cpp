@@ -275,6 +275,23 @@ TEST_F(TmuxNotifierTest, WithoutANotificationServiceNothingIsAskedOrPostedButThe
     EXPECT_EQ(m_centre->permissionRequests, 0);
     EXPECT_TRUE(m_centre->posted.empty());
     EXPECT_FALSE(notifier.notificationsRefused());
+    EXPECT_TRUE(notifier.notificationsUnavailable());
+}
+
+TEST_F(TmuxNotifierTest, AServiceThatAppearsLaterIsUsedAndNoLongerShownAsMissing) {
+    m_centre->available = false;
+    foreground("make");
+    TmuxNotifier notifier(options());
+    QSignalSpy changes(&notifier, &TmuxNotifier::notificationsUnavailableChanged);
+    notifier.setEnabled(true);
+    EXPECT_TRUE(notifier.notificationsUnavailable());
+    ASSERT_TRUE(waitForRunning(notifier, "make"));
+    m_centre->available = true;
+    m_clock.advance(45);
+    foreground("zsh");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_centre->posted.size() == 1; }, generousWait));
+    EXPECT_FALSE(notifier.notificationsUnavailable());
+    EXPECT_EQ(changes.count(), 2);
 }
 
 TEST_F(TmuxNotifierTest, DestroyingAPollingNotifierIsSafe) {
@@ -337,9 +354,31 @@ TEST_F(TmuxNotifierTest, AnAnnouncementReachesTheNotificationServiceOnTheSession
         // A call still waiting for its answer when the bus closes would outlive the test.
         ASSERT_TRUE(QTest::qWaitFor([&] { return centre->answeredPosts == 1; }, generousWait));
         EXPECT_FALSE(notifier.notificationsRefused());
+        EXPECT_FALSE(notifier.notificationsUnavailable());
     }
     QDBusConnection::disconnectFromBus(QStringLiteral("companion"));
     QDBusConnection::disconnectFromBus(QStringLiteral("notifications"));
+}
+
+TEST_F(TmuxNotifierTest, WithNoNotificationServiceOnTheSessionBusTheMissingServiceIsShown) {
+    TestSupport::PrivateSessionBus bus;
+    {
+        auto withBus = options();
+        withBus.notifications = std::make_shared<Companion::DBusNotificationCentre>(
+            QDBusConnection::connectToBus(bus.address(), QStringLiteral("companion")));
+        foreground("make");
+        TmuxNotifier notifier(withBus);
+        notifier.setEnabled(true);
+        EXPECT_TRUE(notifier.notificationsUnavailable());
+        EXPECT_FALSE(notifier.notificationsRefused());
+        ASSERT_TRUE(waitForRunning(notifier, "make"));
+        m_clock.advance(42);
+        foreground("bash");
+        ASSERT_TRUE(QTest::qWaitFor([&] { return notifier.lastFinished().has_value(); }, generousWait));
+        EXPECT_EQ(notifier.lastFinished(), "«make» ha terminado tras 42 s.");
+        EXPECT_TRUE(notifier.notificationsUnavailable());
+    }
+    QDBusConnection::disconnectFromBus(QStringLiteral("companion"));
 }
 
 namespace {

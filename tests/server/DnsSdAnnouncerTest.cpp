@@ -14,6 +14,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <set>
 #include <unistd.h>
 
@@ -195,6 +197,59 @@ TEST_F(AvahiAnnouncerTest, TriesAnotherNameWhenTheNameIsTaken) {
     EXPECT_EQ(registered.back(), m_name + " (2)._nuvexa._tcp.local.");
     EXPECT_EQ(notes, std::vector<std::string>{"Bonjour name \"" + m_name + "\" is taken; trying \"" + m_name +
                                               " (2)\""});
+}
+
+/// Runs the Avahi peer's script with `action` ("daemon-stop", "daemon-start") on the peer's folder.
+bool avahiDaemon(const char* action) {
+    const char* peer = std::getenv("NUVEXA_AVAHI_PEER");
+    if (peer == nullptr) {
+        return false;
+    }
+    const auto result = TestSupport::runProgram(QStringLiteral(NUVEXA_AVAHI_SCRIPT),
+                                                {QString::fromLatin1(action), QString::fromLocal8Bit(peer)});
+    return result.finished && result.exitCode == 0;
+}
+
+TEST_F(AvahiAnnouncerTest, TheAnnouncementComesBackWithTheDaemonWithoutAnyoneAsking) {
+    auto server = makeServer();
+    server->start();
+    ASSERT_TRUE(waitForWaiting(*server));
+    ASSERT_TRUE(TestSupport::waitUntil(server.get(), &PairingServer::announcedChanged, [&] {
+        return server->announced();
+    })) << messages(*server).back();
+
+    // Whatever happens below, the other tests find the daemon running.
+    struct Restart {
+        bool needed = false;
+        ~Restart() {
+            if (needed) {
+                avahiDaemon("daemon-start");
+            }
+        }
+    } restart;
+    restart.needed = true;
+    ASSERT_TRUE(avahiDaemon("daemon-stop"));
+    ASSERT_TRUE(TestSupport::waitUntil(server.get(), &PairingServer::announcedChanged,
+                                       [&] { return !server->announced(); }));
+    const auto lost = messages(*server);
+    EXPECT_NE(std::find(lost.begin(), lost.end(),
+                        "Bonjour announcement removed: " + m_name + "._nuvexa._tcp.local."),
+              lost.end())
+        << testing::PrintToString(lost);
+
+    restart.needed = false;
+    ASSERT_TRUE(avahiDaemon("daemon-start"));
+    ASSERT_TRUE(TestSupport::waitUntil(server.get(), &PairingServer::announcedChanged, [&] {
+        return server->announced();
+    })) << testing::PrintToString(messages(*server));
+    EXPECT_EQ(messages(*server).back(), "announced on Bonjour as " + m_name + "._nuvexa._tcp.local.");
+    EXPECT_TRUE(server->isWaiting());
+    ASSERT_TRUE(TestSupport::spinUntil([&] { return !browse(m_name).empty(); }));
+    const std::string port = std::to_string(server->state().port);
+    for (const auto& txt : browse(m_name)) {
+        EXPECT_TRUE(txt.contains("port=" + port));
+    }
+    server->stop();
 }
 
 TEST_F(AvahiAnnouncerTest, ReportsNothingOnceDestroyed) {

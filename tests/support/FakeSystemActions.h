@@ -3,6 +3,7 @@
 #include "Companion/QtProcessRunner.h"
 #include "Companion/SystemActions.h"
 
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -38,6 +39,12 @@ public:
     void setTerminalAnswer(std::optional<std::string> answer) {
         std::lock_guard lock(m_mutex);
         m_terminalAnswer = std::move(answer);
+    }
+
+    /// Replaces the keep-awake inhibitor (by default the base's, which runs no helper here).
+    void setSleepInhibitor(std::function<std::unique_ptr<Companion::SleepInhibitor>()> make) {
+        std::lock_guard lock(m_mutex);
+        m_makeSleepInhibitor = std::move(make);
     }
 
     std::vector<std::string> terminalCommands() const {
@@ -83,6 +90,10 @@ public:
     }
     std::string packageManagerMissingMessage() const override { return "no package manager"; }
     std::optional<Companion::ProcessCommand> keepAwakeCommand() override { return std::nullopt; }
+    std::unique_ptr<Companion::SleepInhibitor> sleepInhibitor() override {
+        std::lock_guard lock(m_mutex);
+        return m_makeSleepInhibitor ? m_makeSleepInhibitor() : SystemActions::sleepInhibitor();
+    }
     bool openUrl(const std::string& url) override {
         std::lock_guard lock(m_mutex);
         m_openedUrls.push_back(url);
@@ -103,6 +114,7 @@ private:
     std::vector<std::string> m_terminalCommands;
     std::vector<std::string> m_openedUrls;
     std::vector<bool> m_remoteLoginRequests;
+    std::function<std::unique_ptr<Companion::SleepInhibitor>()> m_makeSleepInhibitor;
 };
 
 } // namespace TestSupport
