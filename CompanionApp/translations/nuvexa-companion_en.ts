@@ -68,6 +68,14 @@
 <context>
     <name>CompanionApp::PairingSection</name>
     <message>
+        <source>Comprobando la llave con el servidor SSH…</source>
+        <translation>Checking the key with the SSH server…</translation>
+    </message>
+    <message>
+        <source>Huella del servidor SSH: %@</source>
+        <translation>SSH server fingerprint: %@</translation>
+    </message>
+    <message>
         <source>Emparejar con el iPhone</source>
         <translation>Pair with the iPhone</translation>
     </message>
