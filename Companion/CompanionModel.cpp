@@ -58,13 +58,14 @@ CompanionModel::CompanionModel(Environment environment, QObject* parent)
     connect(m_pairing.get(), &CompanionCore::PairingServer::pairedDevicesChanged, this,
             &CompanionModel::refreshPairedPhones);
     if (!m_environment.checkKey) {
-        m_environment.checkKey =
-            [runner = m_systemActions->sharedRunner(),
-             keys = *m_environment.authorizedKeys](const CompanionCore::PairedDevice& device) {
-                auto options = KeyDoctor::systemOptions();
-                options.authorizedKeys = keys;
-                return KeyDoctor::examine(options, device, *runner);
-            };
+        m_environment.checkKey = [actions = m_systemActions, runner = m_systemActions->sharedRunner(),
+                                  keys = *m_environment.authorizedKeys](
+                                     const CompanionCore::PairedDevice& device) {
+            auto options = KeyDoctor::systemOptions();
+            options.authorizedKeys = keys;
+            options.hostChecks = [actions, user = options.user] { return actions->accessObstacles(user); };
+            return KeyDoctor::examine(options, device, *runner);
+        };
     }
     connect(m_pairing.get(), &CompanionCore::PairingServer::stateChanged, this,
             &CompanionModel::followPairing);

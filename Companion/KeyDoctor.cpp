@@ -1,12 +1,14 @@
 #include "Companion/KeyDoctor.h"
 
 #include "Companion/HostIdentity.h"
+#include "Companion/SystemActions.h"
 #include "Companion/Text.h"
 #include "CompanionCore/AuthorizedKeys.h"
 #include "CompanionCore/PairedDevices.h"
 
 #include <QStringList>
 
+#include <algorithm>
 #include <grp.h>
 #include <pwd.h>
 #include <unistd.h>
@@ -60,6 +62,7 @@ Options systemOptions() {
     options.home = options.authorizedKeys.parent_path().parent_path();
     options.port = HostIdentity::sshPort;
     options.hosts = HostIdentity::hosts();
+    options.hostChecks = [user = options.user] { return makeSystemActions()->accessObstacles(user); };
     return options;
 }
 
@@ -101,9 +104,18 @@ CompanionCore::KeyDiagnosis::Subject subject(const Options& options,
 Report examine(const Options& options, const std::optional<CompanionCore::PairedDevice>& device,
                ProcessRunner& runner) {
     const auto settings = serverSettings(runner, options.user, options.sshdConfig);
-    return Report{device, CompanionCore::KeyDiagnosis::diagnose(
+    Report report{device, CompanionCore::KeyDiagnosis::diagnose(
                               subject(options, device), CompanionCore::KeyDiagnosis::addresses(options.hosts),
                               settings, options.bound)};
+    if (options.hostChecks) {
+        auto& found = report.result.obstacles;
+        for (const auto obstacle : options.hostChecks()) {
+            if (std::find(found.begin(), found.end(), obstacle) == found.end()) {
+                found.push_back(obstacle);
+            }
+        }
+    }
+    return report;
 }
 
 std::vector<Report> examineAll(const Options& options, ProcessRunner& runner) {
@@ -158,6 +170,18 @@ QString describe(Obstacle obstacle) {
     case Obstacle::keyFileModes:
         return translate("Otros pueden escribir en ~/.ssh/authorized_keys o no es tuyo: ejecuta chmod 600 "
                          "~/.ssh/authorized_keys");
+    case Obstacle::remoteLoginAccess:
+        return translate("La sesión remota está limitada a otros usuarios: permite el tuyo en Ajustes del "
+                         "Sistema > General > Compartir > Sesión remota.");
+    case Obstacle::firewallBlocksSsh:
+        return translate("Un cortafuegos bloquea el puerto 22 (SSH): permítelo (como administrador).");
+    case Obstacle::firewallBlocksPairing:
+        return translate("Un cortafuegos bloquea los puertos de emparejamiento 52901–52904: permítelos (como "
+                         "administrador).");
+    case Obstacle::noDnsSdDaemon:
+        return translate(
+            "No funciona ningún servicio DNS-SD (Avahi): el teléfono no encontrará este ordenador "
+            "por sí solo; instala y arranca avahi-daemon.");
     case Obstacle::refusedForAnotherReason:
         return translate(
             "El servidor SSH rechaza la llave por otro motivo: mira su registro (journalctl -u ssh "
@@ -167,14 +191,26 @@ QString describe(Obstacle obstacle) {
 }
 
 QString verdict(const CompanionCore::KeyDiagnosis::Result& result) {
-    if (result.obstacles.empty()) {
+    if (result.works()) {
         return translate("La llave funciona: comprobado con el servidor SSH");
     }
     QStringList reasons;
     for (const auto obstacle : result.obstacles) {
-        reasons.append(describe(obstacle));
+        if (CompanionCore::keepsPhoneOut(obstacle)) {
+            reasons.append(describe(obstacle));
+        }
     }
     return reasons.join(QStringLiteral("\n"));
+}
+
+QString notes(const CompanionCore::KeyDiagnosis::Result& result) {
+    QStringList found;
+    for (const auto obstacle : result.obstacles) {
+        if (!CompanionCore::keepsPhoneOut(obstacle)) {
+            found.append(describe(obstacle));
+        }
+    }
+    return found.join(QStringLiteral("\n"));
 }
 
 std::optional<QString> hostKey(const CompanionCore::KeyDiagnosis::Result& result) {

@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,9 +33,13 @@ struct Options {
     /// The server's configuration file; the server's own default when absent.
     std::optional<std::filesystem::path> sshdConfig;
     std::chrono::milliseconds bound = CompanionCore::KeyCheck::answerBound;
+    /// What outside the SSH server keeps the phone out (firewalls, access groups, DNS-SD); nothing
+    /// is looked at when empty.
+    std::function<std::vector<CompanionCore::Obstacle>()> hostChecks;
 };
 
-/// The current user, the authorized keys file of `HostIdentity`, port 22 and the identity's hosts.
+/// The current user, the authorized keys file of `HostIdentity`, port 22, the identity's hosts and
+/// this platform's `SystemActions::accessObstacles`.
 Options systemOptions();
 
 /// What `sshd -T` prints for a connection of `user` over loopback, parsed; nothing when it cannot
@@ -59,8 +64,13 @@ Report examine(const Options& options, const std::optional<CompanionCore::Paired
 /// One report per paired phone's current key, or one without a key when none is paired.
 std::vector<Report> examineAll(const Options& options, ProcessRunner& runner);
 
-/// "La llave funciona: comprobado con el servidor SSH", or the reason and its remedy.
+/// "La llave funciona: comprobado con el servidor SSH", or each reason that keeps the phone out with
+/// its remedy, one a line.
 QString verdict(const CompanionCore::KeyDiagnosis::Result& result);
+
+/// The findings that do not keep a paired phone out (they hinder pairing or finding the computer),
+/// one a line; empty when there are none.
+QString notes(const CompanionCore::KeyDiagnosis::Result& result);
 
 /// The cause and what to do about it, translated.
 QString describe(CompanionCore::Obstacle obstacle);

@@ -28,13 +28,25 @@ enum class Obstacle {
     sshFolderModes,
     /// The key file can be written by others or belongs to someone else.
     keyFileModes,
+    /// On macOS, Remote Login is limited to users this one is not among.
+    remoteLoginAccess,
+    /// A firewall that is on lets nothing in on the SSH port.
+    firewallBlocksSsh,
+    /// A firewall that is on lets nothing in on the pairing ports.
+    firewallBlocksPairing,
+    /// No DNS-SD daemon runs, so the phone cannot find the computer by itself.
+    noDnsSdDaemon,
     /// The server refused the key and no cause could be found.
     refusedForAnotherReason,
 };
 
-/// Whether the obstacle keeps a paired phone from logging in.
+/// Whether the obstacle keeps a paired phone from logging in (the others make pairing or finding
+/// the computer harder, not the login).
 constexpr bool keepsPhoneOut(Obstacle obstacle) {
     switch (obstacle) {
+    case Obstacle::firewallBlocksPairing:
+    case Obstacle::noDnsSdDaemon:
+        return false;
     case Obstacle::noSshServer:
     case Obstacle::addressUnreachable:
     case Obstacle::listensOnLoopbackOnly:
@@ -47,6 +59,8 @@ constexpr bool keepsPhoneOut(Obstacle obstacle) {
     case Obstacle::homeModes:
     case Obstacle::sshFolderModes:
     case Obstacle::keyFileModes:
+    case Obstacle::remoteLoginAccess:
+    case Obstacle::firewallBlocksSsh:
     case Obstacle::refusedForAnotherReason:
         return true;
     }

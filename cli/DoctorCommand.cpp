@@ -64,6 +64,14 @@ QString obstacleName(Obstacle obstacle) {
         return QStringLiteral("sshFolderModes");
     case Obstacle::keyFileModes:
         return QStringLiteral("keyFileModes");
+    case Obstacle::remoteLoginAccess:
+        return QStringLiteral("remoteLoginAccess");
+    case Obstacle::firewallBlocksSsh:
+        return QStringLiteral("firewallBlocksSsh");
+    case Obstacle::firewallBlocksPairing:
+        return QStringLiteral("firewallBlocksPairing");
+    case Obstacle::noDnsSdDaemon:
+        return QStringLiteral("noDnsSdDaemon");
     case Obstacle::refusedForAnotherReason:
         return QStringLiteral("refusedForAnotherReason");
     }
@@ -82,7 +90,7 @@ QString subjectLine(const Report& report) {
 
 /// With no key the server is only reached, so "La llave funciona" would claim too much.
 QString verdictLine(const Report& report) {
-    if (!report.device && report.result.obstacles.empty()) {
+    if (!report.device && report.result.works()) {
         return QStringLiteral("The SSH server answers.");
     }
     return Companion::KeyDoctor::verdict(report.result);
@@ -106,6 +114,11 @@ QString doctorText(const std::vector<Report>& reports) {
         output += subjectLine(report) + QStringLiteral("\n");
         for (const auto& line : verdictLine(report).split(QLatin1Char('\n'))) {
             output += QStringLiteral("  ") + line + QStringLiteral("\n");
+        }
+        if (const auto notes = Companion::KeyDoctor::notes(report.result); !notes.isEmpty()) {
+            for (const auto& line : notes.split(QLatin1Char('\n'))) {
+                output += QStringLiteral("  ") + line + QStringLiteral("\n");
+            }
         }
         for (const auto& [address, answer] : report.result.answers) {
             output += QStringLiteral("  ") + text(address.host) + QStringLiteral(": ") +
@@ -134,6 +147,7 @@ QJsonObject doctorJson(const std::vector<Report>& reports) {
         QJsonArray causes;
         for (const auto obstacle : report.result.obstacles) {
             causes.append(QJsonObject{{"cause", obstacleName(obstacle)},
+                                      {"keepsPhoneOut", CompanionCore::keepsPhoneOut(obstacle)},
                                       {"text", Companion::KeyDoctor::describe(obstacle)}});
         }
         const auto fingerprint =

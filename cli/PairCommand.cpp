@@ -142,6 +142,9 @@ public:
             return;
         }
         say(verdict.toStdString());
+        if (const auto notes = Companion::KeyDoctor::notes(result); !notes.isEmpty()) {
+            say(notes.toStdString());
+        }
         if (hostKey) {
             say("Server host key: " + hostKey->toStdString());
         }

@@ -142,6 +142,22 @@
 <context>
     <name>KeyDoctor</name>
     <message>
+        <source>La sesión remota está limitada a otros usuarios: permite el tuyo en Ajustes del Sistema &gt; General &gt; Compartir &gt; Sesión remota.</source>
+        <translation>Remote Login is limited to other users: allow yours in System Settings &gt; General &gt; Sharing &gt; Remote Login.</translation>
+    </message>
+    <message>
+        <source>Un cortafuegos bloquea el puerto 22 (SSH): permítelo (como administrador).</source>
+        <translation>A firewall blocks port 22 (SSH): allow it (as administrator).</translation>
+    </message>
+    <message>
+        <source>Un cortafuegos bloquea los puertos de emparejamiento 52901–52904: permítelos (como administrador).</source>
+        <translation>A firewall blocks the pairing ports 52901–52904: allow them (as administrator).</translation>
+    </message>
+    <message>
+        <source>No funciona ningún servicio DNS-SD (Avahi): el teléfono no encontrará este ordenador por sí solo; instala y arranca avahi-daemon.</source>
+        <translation>No DNS-SD service (Avahi) is running: the phone will not find this computer by itself; install and start avahi-daemon.</translation>
+    </message>
+    <message>
         <source>La llave funciona: comprobado con el servidor SSH</source>
         <translation>The key works: checked with the SSH server</translation>
     </message>
