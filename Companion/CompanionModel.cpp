@@ -65,12 +65,57 @@ CompanionModel::CompanionModel(Environment environment, QObject* parent)
     // A pairing adds a phone to the file: the list follows it.
     connect(m_pairing.get(), &CompanionCore::PairingServer::pairedDevicesChanged, this,
             &CompanionModel::refreshPairedPhones);
+    if (!m_environment.checkKey) {
+        m_environment.checkKey = [actions = m_systemActions, runner = m_systemActions->sharedRunner(),
+                                  keys = *m_environment.authorizedKeys](
+                                     const CompanionCore::PairedDevice& device) {
+            auto options = KeyDoctor::systemOptions();
+            options.authorizedKeys = keys;
+            options.hostChecks = [actions, user = options.user] { return actions->accessObstacles(user); };
+            return KeyDoctor::examine(options, device, *runner);
+        };
+    }
+    connect(m_pairing.get(), &CompanionCore::PairingServer::stateChanged, this,
+            &CompanionModel::followPairing);
     refresh();
 }
 
 CompanionModel::~CompanionModel() {
     // A job still running (a slow tool) is asked to stop; none may outlive the model it reports to.
     m_worker.shutDown();
+}
+
+void CompanionModel::setKeyCheck(std::optional<KeyCheckState> state) {
+    if (state == m_keyCheck) {
+        return;
+    }
+    m_keyCheck = std::move(state);
+    emit keyCheckChanged();
+}
+
+void CompanionModel::followPairing() {
+    const auto& key = m_pairing->lastPairedKey();
+    if (m_pairing->state().kind != CompanionCore::PairingServer::State::Kind::paired || !key) {
+        setKeyCheck(std::nullopt);
+        return;
+    }
+    const auto listing = CompanionCore::PairedDevices::list(*key + "\n");
+    if (listing.devices.empty() || m_keyCheck) {
+        return;
+    }
+    setKeyCheck(KeyCheckState{KeyCheckState::Stage::checking, {}, std::nullopt});
+    enqueue([this, check = m_environment.checkKey, device = listing.devices.front()](std::stop_token) {
+        const auto report = check(device);
+        KeyCheckState state{report.result.works() ? KeyCheckState::Stage::works
+                                                  : KeyCheckState::Stage::refused,
+                            KeyDoctor::verdict(report.result), KeyDoctor::hostKey(report.result)};
+        publish([state = std::move(state)](CompanionModel& model) {
+            // A new session may have begun meanwhile; its section shows no old verdict.
+            if (model.m_keyCheck) {
+                model.setKeyCheck(state);
+            }
+        });
+    });
 }
 
 void CompanionModel::setLastError(std::optional<std::string> message) {

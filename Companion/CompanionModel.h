@@ -1,6 +1,8 @@
 #pragma once
 
 #include "Companion/KeepAwake.h"
+#include "Companion/KeyCheckState.h"
+#include "Companion/KeyDoctor.h"
 #include "Companion/SerialWorker.h"
 #include "Companion/SystemActions.h"
 #include "Companion/TmuxNotifier.h"
@@ -56,6 +58,9 @@ public:
         std::optional<std::filesystem::path> authorizedKeys;
         CompanionCore::PairingServer::Options serverOptions;
         TmuxNotifier::Options notifier;
+        /// Asks the SSH server about a freshly paired key (`KeyDoctor::examine` with the system's
+        /// options and this model's key file when empty). Called on the worker thread.
+        std::function<KeyDoctor::Report(const CompanionCore::PairedDevice& device)> checkKey;
     };
 
     explicit CompanionModel(QObject* parent = nullptr);
@@ -82,6 +87,9 @@ public:
     /// Removes exactly that phone's lines from the authorized keys file, then re-reads it; a failure
     /// lands in `lastError`, a success clears it.
     void revoke(const CompanionCore::PairedDevice& phone);
+
+    /// The key check of the phone paired last, while the pairing section shows it; absent otherwise.
+    const std::optional<KeyCheckState>& keyCheck() const { return m_keyCheck; }
 
     /// The text of the last failed action, shown in red; absent after a success.
     const std::optional<std::string>& lastError() const { return m_lastError; }
@@ -133,6 +141,7 @@ signals:
     void drozakStatusChanged();
     void lastErrorChanged();
     void pairedPhonesChanged();
+    void keyCheckChanged();
     /// After a `refresh` has published every field.
     void refreshed();
 
@@ -153,6 +162,9 @@ private:
     void setDrozakPath(std::optional<std::string> path);
     void setDrozakStatus(std::optional<CompanionCore::DrozakStatus> status);
     void setAddresses(std::vector<std::string> addresses);
+    void setKeyCheck(std::optional<KeyCheckState> state);
+    /// Starts the key check when a phone has just paired, and drops it when the section moves on.
+    void followPairing();
 
     Environment m_environment;
     std::shared_ptr<SystemActions> m_systemActions;
@@ -165,6 +177,7 @@ private:
     std::optional<CompanionCore::DrozakStatus> m_drozakStatus;
     std::optional<std::string> m_lastError;
     std::vector<CompanionCore::PairedDevice> m_pairedPhones;
+    std::optional<KeyCheckState> m_keyCheck;
 
     std::unique_ptr<KeepAwake> m_keepAwake;
     std::unique_ptr<TmuxNotifier> m_tmuxNotifier;

@@ -26,4 +26,8 @@ std::optional<CompanionCore::DrozakStatus> SystemActions::drozakStatus(const std
     return CompanionCore::DrozakStatus::parse(result.output);
 }
 
+std::vector<CompanionCore::Obstacle> SystemActions::accessObstacles(const std::string&) {
+    return {};
+}
+
 } // namespace Companion

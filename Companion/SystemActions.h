@@ -3,6 +3,7 @@
 #include "Companion/ProcessRunner.h"
 #include "Companion/SleepInhibitor.h"
 #include "CompanionCore/DrozakStatus.h"
+#include "CompanionCore/Obstacle.h"
 
 #include <chrono>
 #include <functional>
@@ -68,6 +69,11 @@ public:
     /// Runs `cli status --json` for at most `drozakStatusTimeout` and decodes its answer. Nothing on a
     /// launch failure, a timeout (the tool is then terminated), a non-zero exit or an undecodable answer.
     virtual std::optional<CompanionCore::DrozakStatus> drozakStatus(const std::string& cli);
+
+    /// What on this computer, outside the SSH server, keeps a phone out or from finding it: a firewall
+    /// that blocks the SSH or pairing ports, an access group without `user`, no DNS-SD daemon. Only
+    /// read-only commands that need no password are run; what cannot be read is not reported.
+    virtual std::vector<CompanionCore::Obstacle> accessObstacles(const std::string& user);
 
     /// Replaces how `openTerminal` copies its fallback text.
     void setCopyText(CopyText copyText) { m_copyText = std::move(copyText); }

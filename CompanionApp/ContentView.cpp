@@ -198,6 +198,7 @@ void ContentView::connectObserved() {
     auto& pairing = m_model.pairing();
     connect(&pairing, &CompanionCore::PairingServer::stateChanged, this, rerender);
     connect(&pairing, &CompanionCore::PairingServer::announcedChanged, this, rerender);
+    connect(&m_model, &Companion::CompanionModel::keyCheckChanged, this, rerender);
     connect(&m_model.keepAwake(), &Companion::KeepAwake::enabledChanged, this, rerender);
     auto& notifier = m_model.tmuxNotifier();
     connect(&notifier, &Companion::TmuxNotifier::enabledChanged, this, rerender);
@@ -244,6 +245,7 @@ void ContentView::render() {
     renderHeader();
     renderChecks();
     m_pairingSection->render(m_model.pairing().state(), m_model.pairing().announced(), m_model.remoteLogin());
+    m_pairingSection->renderKeyCheck(m_model.keyCheck());
     m_pairedPhones->render(m_model.pairedPhones());
     m_refreshButton->setText(tr("Actualizar"));
     m_logButton->setText(tr("Registro"));

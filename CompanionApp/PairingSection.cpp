@@ -119,6 +119,15 @@ void PairingSection::buildPairedView() {
     m_pairedNote = PanelStyle::makeCaption(m_pairedView, Tone::secondary, true);
     m_pairedNote->setObjectName(QStringLiteral("pairedNote"));
     layout->addWidget(m_pairedNote);
+    m_keyCheckLine = PanelStyle::makeCaption(m_pairedView, Tone::secondary, true);
+    m_keyCheckLine->setObjectName(QStringLiteral("keyCheckLine"));
+    m_keyCheckLine->setVisible(false);
+    layout->addWidget(m_keyCheckLine);
+    m_hostKeyLine = PanelStyle::makeCaption(m_pairedView, Tone::secondary, true);
+    m_hostKeyLine->setObjectName(QStringLiteral("hostKeyLine"));
+    m_hostKeyLine->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_hostKeyLine->setVisible(false);
+    layout->addWidget(m_hostKeyLine);
     m_pairAnotherButton = PanelStyle::makeSmallButton(m_pairedView);
     m_pairAnotherButton->setObjectName(QStringLiteral("pairAnotherButton"));
     layout->addWidget(m_pairAnotherButton, 0, Qt::AlignLeft);
@@ -181,6 +190,31 @@ void PairingSection::render(const CompanionCore::PairingServer::State& state, bo
     m_progress->setVisible(showProgress);
     m_codeView->setVisible(showCode);
     m_pairedView->setVisible(showPaired);
+}
+
+void PairingSection::renderKeyCheck(const std::optional<Companion::KeyCheckState>& check) {
+    m_keyCheckLine->setVisible(check.has_value());
+    m_hostKeyLine->setVisible(check && check->hostKey);
+    if (!check) {
+        return;
+    }
+    Tone tone = Tone::secondary;
+    switch (check->stage) {
+    case Companion::KeyCheckState::Stage::checking:
+        m_keyCheckLine->setText(tr("Comprobando la llave con el servidor SSH…"));
+        break;
+    case Companion::KeyCheckState::Stage::works:
+        tone = Tone::positive;
+        m_keyCheckLine->setText(check->text);
+        break;
+    case Companion::KeyCheckState::Stage::refused:
+        tone = Tone::warning;
+        m_keyCheckLine->setText(check->text);
+        break;
+    }
+    PanelStyle::setTone(*m_keyCheckLine, tone);
+    m_hostKeyLine->setText(
+        Translations::fill(tr("Huella del servidor SSH: %@"), {check->hostKey.value_or(QString())}));
 }
 
 QString PairingSection::formattedCode(const QString& digits) {

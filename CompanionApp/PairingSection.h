@@ -1,11 +1,13 @@
 #pragma once
 
+#include "Companion/KeyCheckState.h"
 #include "CompanionCore/server/PairingServer.h"
 
 #include <QString>
 #include <QWidget>
 
 #include <chrono>
+#include <optional>
 
 class QLabel;
 class QPushButton;
@@ -28,6 +30,10 @@ public:
     /// Draws the section for `state`; `announced` picks the announcement line of the code view, and
     /// pairing can only be started while `remoteLogin` (the SSH server) is on.
     void render(const CompanionCore::PairingServer::State& state, bool announced, bool remoteLogin);
+
+    /// Draws the paired view's key check line: absent shows nothing, then "checking", then the
+    /// verdict (green when the key works, orange with the reason otherwise) and the host key.
+    void renderKeyCheck(const std::optional<Companion::KeyCheckState>& check);
 
     /// How long a session waits for the phone, which the waiting line states in whole minutes
     /// (rounded up). The server's default until set.
@@ -52,6 +58,8 @@ public:
     StatusSymbol& pairedSymbol() const { return *m_pairedSymbol; }
     QLabel& pairedLine() const { return *m_pairedLine; }
     QLabel& pairedNote() const { return *m_pairedNote; }
+    QLabel& keyCheckLine() const { return *m_keyCheckLine; }
+    QLabel& hostKeyLine() const { return *m_hostKeyLine; }
     QPushButton& pairAnotherButton() const { return *m_pairAnotherButton; }
 
 signals:
@@ -82,6 +90,8 @@ private:
     StatusSymbol* m_pairedSymbol;
     QLabel* m_pairedLine;
     QLabel* m_pairedNote;
+    QLabel* m_keyCheckLine;
+    QLabel* m_hostKeyLine;
     QPushButton* m_pairAnotherButton;
 };
 

@@ -1,7 +1,10 @@
 #include "cli/PairCommand.h"
 
 #include "Companion/HostIdentity.h"
+#include "Companion/KeyDoctor.h"
+#include "Companion/QtProcessRunner.h"
 #include "Companion/SystemActions.h"
+#include "CompanionCore/PairedDevices.h"
 #include "CompanionCore/server/PairingServer.h"
 #include "cli/CommandHelp.h"
 #include "cli/KeyFingerprint.h"
@@ -127,6 +130,26 @@ public:
         }
     }
 
+    /// What the SSH server said of the key just installed.
+    void keyCheck(const CompanionCore::KeyDiagnosis::Result& result) const {
+        const QString verdict = Companion::KeyDoctor::verdict(result);
+        const auto hostKey = Companion::KeyDoctor::hostKey(result);
+        if (m_json) {
+            object({{"type", "keyCheck"},
+                    {"works", result.works()},
+                    {"verdict", verdict},
+                    {"hostKey", hostKey ? QJsonValue(*hostKey) : QJsonValue(QJsonValue::Null)}});
+            return;
+        }
+        say(verdict.toStdString());
+        if (const auto notes = Companion::KeyDoctor::notes(result); !notes.isEmpty()) {
+            say(notes.toStdString());
+        }
+        if (hostKey) {
+            say("Server host key: " + hostKey->toStdString());
+        }
+    }
+
 private:
     void paired(const std::string& device, const std::optional<std::string>& keyLine) const {
         const std::optional<KeyFingerprint> key = keyLine ? KeyFingerprint::of(*keyLine) : std::nullopt;
@@ -172,6 +195,16 @@ std::optional<std::vector<std::uint16_t>> portsFrom(const QStringList& values) {
     return ports;
 }
 
+/// Asks the SSH server whether it takes the key just installed, and says what it answered.
+void checkKey(const Report& report, const std::string& keyLine, Companion::KeyDoctor::Options options) {
+    const auto listing = CompanionCore::PairedDevices::list(keyLine + "\n");
+    if (listing.devices.empty()) {
+        return;
+    }
+    Companion::QtProcessRunner runner;
+    report.keyCheck(Companion::KeyDoctor::examine(options, listing.devices.front(), runner).result);
+}
+
 int usage(const QString& message) {
     std::fprintf(stderr, "nuvexa-companion-cli pair: %s\n", qPrintable(message));
     return usageExit;
@@ -201,7 +234,16 @@ int runPair(const QStringList& arguments) {
     port.setFlags(QCommandLineOption::HiddenFromHelp);
     QCommandLineOption expiry("expiry", "End the session <seconds> after it starts listening.", "seconds");
     expiry.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({help, json, noAnnounce, authorizedKeys, logFile, port, expiry});
+    // Where the key check after pairing asks, for tests with a server of their own.
+    QCommandLineOption sshPort("ssh-port", "Check the key with the SSH server on <port>.", "port");
+    sshPort.setFlags(QCommandLineOption::HiddenFromHelp);
+    QCommandLineOption sshdConfig("sshd-config", "Read the SSH server's settings from <file>.", "file");
+    sshdConfig.setFlags(QCommandLineOption::HiddenFromHelp);
+    QCommandLineOption checkHost("check-host", "Check the key on <host> after loopback (repeatable).",
+                                 "host");
+    checkHost.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOptions(
+        {help, json, noAnnounce, authorizedKeys, logFile, port, expiry, sshPort, sshdConfig, checkHost});
 
     if (!parser.parse(QStringList{"nuvexa-companion-cli pair"} + arguments)) {
         return usage(parser.errorText());
@@ -239,6 +281,25 @@ int runPair(const QStringList& arguments) {
     const std::filesystem::path keys = parser.isSet(authorizedKeys)
                                            ? std::filesystem::path(parser.value(authorizedKeys).toStdString())
                                            : Companion::HostIdentity::authorizedKeysFile();
+
+    auto checkOptions = Companion::KeyDoctor::systemOptions();
+    checkOptions.authorizedKeys = keys;
+    if (parser.isSet(sshPort)) {
+        const auto ports = portsFrom({parser.value(sshPort)});
+        if (!ports || ports->front() == 0) {
+            return usage("--ssh-port needs a number from 1 to 65535");
+        }
+        checkOptions.port = ports->front();
+    }
+    if (parser.isSet(sshdConfig)) {
+        checkOptions.sshdConfig = parser.value(sshdConfig).toStdString();
+    }
+    if (parser.isSet(checkHost)) {
+        checkOptions.hosts.clear();
+        for (const auto& value : parser.values(checkHost)) {
+            checkOptions.hosts.push_back(value.toStdString());
+        }
+    }
 
     const Report report(parser.isSet(json));
     // The same test as the readiness row, so the two front ends never disagree.
@@ -299,6 +360,11 @@ int runPair(const QStringList& arguments) {
     QTimer::singleShot(0, &loop, [&] { server.start(); });
     loop.exec();
     server.stop();
+    if (result == pairedExit) {
+        if (const auto line = server.lastPairedKey()) {
+            checkKey(report, *line, checkOptions);
+        }
+    }
     return result;
 }
 

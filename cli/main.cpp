@@ -1,4 +1,5 @@
 #include "cli/DevicesCommand.h"
+#include "cli/DoctorCommand.h"
 #include "cli/PairCommand.h"
 #include "cli/StatusCommand.h"
 
@@ -22,10 +23,12 @@ int main(int argc, char* argv[]) {
         "Makes this computer reachable from the nuvexa phone app, from a terminal.");
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addPositionalArgument("command", "pair     Run one pairing session in this terminal.\n"
-                                            "status   Show whether this computer is ready for the phone.\n"
-                                            "devices  List the phones that can log in.\n"
-                                            "revoke   Take a phone's access away.");
+    parser.addPositionalArgument("command",
+                                 "pair     Run one pairing session in this terminal.\n"
+                                 "status   Show whether this computer is ready for the phone.\n"
+                                 "devices  List the phones that can log in.\n"
+                                 "revoke   Take a phone's access away.\n"
+                                 "doctor   Check with the SSH server that a paired phone gets in.");
     // Everything after the command belongs to the command.
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
     if (!parser.parse(QCoreApplication::arguments())) {
@@ -55,6 +58,9 @@ int main(int argc, char* argv[]) {
     }
     if (command == "revoke") {
         return Cli::runRevoke(arguments);
+    }
+    if (command == "doctor") {
+        return Cli::runDoctor(arguments);
     }
     std::fprintf(stderr, "nuvexa-companion-cli: unknown command %s\n", qPrintable(command));
     return Cli::usageExit;

@@ -39,7 +39,7 @@ else()
 
     set(NUVEXA_PACKAGING_OUT ${PROJECT_BINARY_DIR}/packaging)
     set(NUVEXA_MANUAL_PAGES nuvexa-companion nuvexa-companion-cli nuvexa-companion-cli-pair
-        nuvexa-companion-cli-status nuvexa-companion-cli-devices)
+        nuvexa-companion-cli-status nuvexa-companion-cli-devices nuvexa-companion-cli-doctor)
     set(NUVEXA_COMPRESSED_FILES)
     # Debian wants manual pages and the changelog compressed, reproducibly (no name, no time stamp).
     foreach(page ${NUVEXA_MANUAL_PAGES})

@@ -2,6 +2,7 @@
 
 #include "Companion/LocalizedFormat.h"
 #include "Companion/Text.h"
+#include "CompanionCore/HostAccess.h"
 
 #include <QCoreApplication>
 #include <QString>
@@ -340,6 +341,40 @@ std::optional<std::string> LinuxSystemActions::locate(std::string_view name) con
 
 std::optional<std::string> LinuxSystemActions::environment(const std::string& name) const {
     return m_options.environment(name);
+}
+
+std::vector<CompanionCore::Obstacle> LinuxSystemActions::accessObstacles(const std::string&) {
+    std::vector<CompanionCore::Obstacle> found;
+    const auto ask = [this](std::string_view program, std::vector<std::string> arguments) {
+        ProcessCommand command(std::string(program), std::move(arguments), ProcessCommand::Output::capture);
+        command.timeout = accessCheckTimeout;
+        return runner().run(command);
+    };
+    const auto note = [&found](const std::optional<CompanionCore::HostAccess::Blocked>& blocked) {
+        if (blocked && blocked->ssh) {
+            found.push_back(CompanionCore::Obstacle::firewallBlocksSsh);
+        }
+        if (blocked && blocked->pairing) {
+            found.push_back(CompanionCore::Obstacle::firewallBlocksPairing);
+        }
+    };
+    // Each firewall answers only where it is installed and readable without a password (ufw wants
+    // root; firewalld lets users read).
+    if (m_options.executable(std::string(ufw))) {
+        if (const auto result = ask(ufw, {"status", "verbose"}); result.succeeded()) {
+            note(CompanionCore::HostAccess::fromUfw(result.output));
+        }
+    }
+    if (m_options.executable(std::string(firewallCmd))) {
+        if (const auto result = ask(firewallCmd, {"--list-all"}); result.succeeded()) {
+            note(CompanionCore::HostAccess::fromFirewalld(result.output));
+        }
+    }
+    // "--check" exits 0 exactly when a daemon runs.
+    if (!m_options.executable(std::string(avahiDaemon)) || !ask(avahiDaemon, {"--check"}).succeeded()) {
+        found.push_back(CompanionCore::Obstacle::noDnsSdDaemon);
+    }
+    return found;
 }
 
 } // namespace Companion

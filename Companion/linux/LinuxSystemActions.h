@@ -49,6 +49,12 @@ public:
     /// hands the window to the user's shell. The command arrives as "$1", so it needs no quoting.
     static constexpr std::string_view terminalScript =
         R"(printf '$ %s\n' "$1"; eval "$1"; exec "${SHELL:-/bin/sh}")";
+    /// The read-only questions asked of the firewalls and the DNS-SD daemon.
+    static constexpr std::string_view ufw = "/usr/sbin/ufw";
+    static constexpr std::string_view firewallCmd = "/usr/bin/firewall-cmd";
+    static constexpr std::string_view avahiDaemon = "/usr/sbin/avahi-daemon";
+    /// How long each of them may take.
+    static constexpr std::chrono::milliseconds accessCheckTimeout{10000};
     /// How long a clipboard helper may take to take over the text.
     static constexpr std::chrono::milliseconds clipboardTimeout{5000};
 
@@ -62,6 +68,7 @@ public:
     std::string packageManagerMissingMessage() const override;
     std::unique_ptr<SleepInhibitor> sleepInhibitor() override;
     bool openUrl(const std::string& url) override;
+    std::vector<CompanionCore::Obstacle> accessObstacles(const std::string& user) override;
 
     /// The SSH unit whose unit file exists, Debian's name first (Debian also installs the other as
     /// an alias once enabled).

@@ -2,6 +2,7 @@
 
 #include "Companion/LocalizedFormat.h"
 #include "Companion/Text.h"
+#include "CompanionCore/HostAccess.h"
 
 #include <QCoreApplication>
 #include <QRegularExpression>
@@ -109,6 +110,29 @@ std::optional<ProcessCommand> MacSystemActions::keepAwakeCommand() {
 
 bool MacSystemActions::openUrl(const std::string& url) {
     return runner().startDetached(ProcessCommand{"/usr/bin/open", {url}});
+}
+
+std::vector<CompanionCore::Obstacle> MacSystemActions::accessObstacles(const std::string& user) {
+    std::vector<CompanionCore::Obstacle> found;
+    const auto ask = [this](std::string_view program, std::vector<std::string> arguments) {
+        ProcessCommand command(std::string(program), std::move(arguments),
+                               ProcessCommand::Output::captureMerged);
+        command.timeout = accessCheckTimeout;
+        return runner().run(command);
+    };
+    // Answers "no" (and exits non-zero) when Remote Login is limited to a group without the user.
+    if (const auto result = ask(dseditgroup, {"-o", "checkmember", "-m", user, "com.apple.access_ssh"});
+        result.status == ProcessResult::Status::finished &&
+        CompanionCore::HostAccess::accessGroupExcludes(result.output)) {
+        found.push_back(CompanionCore::Obstacle::remoteLoginAccess);
+    }
+    // The application firewall lets signed system services such as sshd in, unless it blocks all.
+    if (const auto result = ask(socketfilterfw, {"--getblockall"});
+        result.succeeded() && CompanionCore::HostAccess::blocksAllIncoming(result.output)) {
+        found.push_back(CompanionCore::Obstacle::firewallBlocksSsh);
+        found.push_back(CompanionCore::Obstacle::firewallBlocksPairing);
+    }
+    return found;
 }
 
 } // namespace Companion

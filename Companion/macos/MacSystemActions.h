@@ -3,6 +3,7 @@
 #include "Companion/SystemActions.h"
 #include "CompanionCore/Tools.h"
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,6 +20,11 @@ public:
     using Options = CompanionCore::Tools::Lookup;
 
     static constexpr std::string_view osascript = "/usr/bin/osascript";
+    /// The read-only questions about who may log in and what the application firewall blocks.
+    static constexpr std::string_view dseditgroup = "/usr/sbin/dseditgroup";
+    static constexpr std::string_view socketfilterfw = "/usr/libexec/ApplicationFirewall/socketfilterfw";
+    /// How long each of them may take.
+    static constexpr std::chrono::milliseconds accessCheckTimeout{10000};
     static constexpr std::string_view terminalApplication = "/System/Applications/Utilities/Terminal.app";
 
     explicit MacSystemActions(std::shared_ptr<ProcessRunner> runner);
@@ -31,6 +37,7 @@ public:
     std::string packageManagerMissingMessage() const override;
     std::optional<ProcessCommand> keepAwakeCommand() override;
     bool openUrl(const std::string& url) override;
+    std::vector<CompanionCore::Obstacle> accessObstacles(const std::string& user) override;
 
     /// One line: systemsetup run with administrator privileges.
     static std::string remoteLoginScript(bool on);

@@ -68,6 +68,14 @@
 <context>
     <name>CompanionApp::PairingSection</name>
     <message>
+        <source>Comprobando la llave con el servidor SSH…</source>
+        <translation>Checking the key with the SSH server…</translation>
+    </message>
+    <message>
+        <source>Huella del servidor SSH: %@</source>
+        <translation>SSH server fingerprint: %@</translation>
+    </message>
+    <message>
         <source>Emparejar con el iPhone</source>
         <translation>Pair with the iPhone</translation>
     </message>
@@ -140,6 +148,81 @@
     <message>
         <source>No puedo mantener el ordenador despierto: ni el portal del escritorio ni logind responden.</source>
         <translation>Cannot keep the computer awake: neither the desktop portal nor logind answers.</translation>
+    </message>
+</context>
+<context>
+    <name>KeyDoctor</name>
+    <message>
+        <source>La sesión remota está limitada a otros usuarios: permite el tuyo en Ajustes del Sistema &gt; General &gt; Compartir &gt; Sesión remota.</source>
+        <translation>Remote Login is limited to other users: allow yours in System Settings &gt; General &gt; Sharing &gt; Remote Login.</translation>
+    </message>
+    <message>
+        <source>Un cortafuegos bloquea el puerto 22 (SSH): permítelo (como administrador).</source>
+        <translation>A firewall blocks port 22 (SSH): allow it (as administrator).</translation>
+    </message>
+    <message>
+        <source>Un cortafuegos bloquea los puertos de emparejamiento 52901–52904: permítelos (como administrador).</source>
+        <translation>A firewall blocks the pairing ports 52901–52904: allow them (as administrator).</translation>
+    </message>
+    <message>
+        <source>No funciona ningún servicio DNS-SD (Avahi): el teléfono no encontrará este ordenador por sí solo; instala y arranca avahi-daemon.</source>
+        <translation>No DNS-SD service (Avahi) is running: the phone will not find this computer by itself; install and start avahi-daemon.</translation>
+    </message>
+    <message>
+        <source>La llave funciona: comprobado con el servidor SSH</source>
+        <translation>The key works: checked with the SSH server</translation>
+    </message>
+    <message>
+        <source>No responde ningún servidor SSH: actívalo (en Linux, instala y arranca openssh-server).</source>
+        <translation>No SSH server is answering: turn it on (on Linux, install and start openssh-server).</translation>
+    </message>
+    <message>
+        <source>Esta dirección no responde: un cortafuegos o la red bloquea el puerto SSH.</source>
+        <translation>This address does not answer: a firewall or the network blocks the SSH port.</translation>
+    </message>
+    <message>
+        <source>El servidor SSH solo escucha en este ordenador: quita ListenAddress de sshd_config o añade la dirección de casa (como administrador).</source>
+        <translation>The SSH server listens on this computer only: remove ListenAddress from sshd_config or add the home address (as administrator).</translation>
+    </message>
+    <message>
+        <source>El servidor SSH no acepta llaves (PubkeyAuthentication no): pon PubkeyAuthentication yes en sshd_config (como administrador).</source>
+        <translation>The SSH server accepts no keys (PubkeyAuthentication no): set PubkeyAuthentication yes in sshd_config (as administrator).</translation>
+    </message>
+    <message>
+        <source>Tu usuario no está en AllowUsers: añádelo en sshd_config (como administrador).</source>
+        <translation>Your user is not in AllowUsers: add it in sshd_config (as administrator).</translation>
+    </message>
+    <message>
+        <source>Tu usuario no está en ningún grupo de AllowGroups: añádelo a uno o cambia sshd_config (como administrador).</source>
+        <translation>Your user is in no group of AllowGroups: add it to one or change sshd_config (as administrator).</translation>
+    </message>
+    <message>
+        <source>Tu usuario está en DenyUsers: quítalo de sshd_config (como administrador).</source>
+        <translation>Your user is in DenyUsers: remove it from sshd_config (as administrator).</translation>
+    </message>
+    <message>
+        <source>Un grupo de tu usuario está en DenyGroups: cámbialo en sshd_config (como administrador).</source>
+        <translation>A group of your user is in DenyGroups: change it in sshd_config (as administrator).</translation>
+    </message>
+    <message>
+        <source>El servidor SSH lee las llaves de otro archivo (AuthorizedKeysFile): incluye .ssh/authorized_keys en sshd_config (como administrador).</source>
+        <translation>The SSH server reads keys from another file (AuthorizedKeysFile): include .ssh/authorized_keys in sshd_config (as administrator).</translation>
+    </message>
+    <message>
+        <source>Otros pueden escribir en tu carpeta personal y StrictModes la rechaza: ejecuta chmod go-w ~</source>
+        <translation>Others can write to your home folder and StrictModes refuses it: run chmod go-w ~</translation>
+    </message>
+    <message>
+        <source>Otros pueden escribir en ~/.ssh o no es tuya: ejecuta chmod 700 ~/.ssh</source>
+        <translation>Others can write to ~/.ssh or it is not yours: run chmod 700 ~/.ssh</translation>
+    </message>
+    <message>
+        <source>Otros pueden escribir en ~/.ssh/authorized_keys o no es tuyo: ejecuta chmod 600 ~/.ssh/authorized_keys</source>
+        <translation>Others can write to ~/.ssh/authorized_keys or it is not yours: run chmod 600 ~/.ssh/authorized_keys</translation>
+    </message>
+    <message>
+        <source>El servidor SSH rechaza la llave por otro motivo: mira su registro (journalctl -u ssh o /var/log/auth.log).</source>
+        <translation>The SSH server refuses the key for another reason: see its log (journalctl -u ssh or /var/log/auth.log).</translation>
     </message>
 </context>
 <context>

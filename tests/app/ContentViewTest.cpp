@@ -601,10 +601,16 @@ TEST(ContentViewTest, APhoneThatPairsLeadsToThePairedViewAndPairAnotherStartsAga
     pairAsPhone(waiting.port, waiting.digits, "iPhone de Ana");
     ASSERT_TRUE(waitFor([&] { return world.pairing().state().kind == Kind::paired; }));
     EXPECT_THAT(readFile(world.home.path() / ".ssh" / "authorized_keys"), HasSubstr("nuvexa:iPhone de Ana"));
+    ASSERT_TRUE(waitFor([&] {
+        const auto& check = world.model().keyCheck();
+        return check && check->stage == Companion::KeyCheckState::Stage::works;
+    }));
     EXPECT_THAT(
         visibleElements(world.panel().pairingSection()),
         ElementsAre("(seal) green", "Emparejado con iPhone de Ana {green}",
                     "La llave está en ~/.ssh/authorized_keys. Ya puedes conectar desde nuvexa. {grey}",
+                    "La llave funciona: comprobado con el servidor SSH {green}",
+                    std::string("Huella del servidor SSH: ") + PanelWorld::hostKey + " {grey}",
                     "⟨Emparejar otro⟩"));
     saveArtifact(world.panel());
 

@@ -131,4 +131,45 @@ TEST(PairingSectionTest, ButtonsAskToStartAndToStop) {
     EXPECT_EQ(stops.count(), 1);
 }
 
+TEST(PairingSectionTest, AKeyTheServerAcceptsIsSaidInGreenWithTheHostKey) {
+    Section view;
+    view.section.render(State::paired("iPhone de Ana"), false, true);
+    view.section.renderKeyCheck(
+        Companion::KeyCheckState{Companion::KeyCheckState::Stage::works,
+                                 QStringLiteral("La llave funciona: comprobado con el servidor SSH"),
+                                 QStringLiteral("SHA256:nkUMalcE/xHxKDwZtgHqWT3Ippjy")});
+    EXPECT_THAT(
+        visibleElements(view.section),
+        ElementsAre("(seal) green", "Emparejado con iPhone de Ana {green}",
+                    "La llave está en ~/.ssh/authorized_keys. Ya puedes conectar desde nuvexa. {grey}",
+                    "La llave funciona: comprobado con el servidor SSH {green}",
+                    "Huella del servidor SSH: SHA256:nkUMalcE/xHxKDwZtgHqWT3Ippjy {grey}",
+                    "⟨Emparejar otro⟩"));
+    saveArtifact(view.section);
+}
+
+TEST(PairingSectionTest, ARefusedKeyShowsTheReasonInOrange) {
+    Section view;
+    view.section.render(State::paired("iPhone"), false, true);
+    const QString reason =
+        QStringLiteral("Tu usuario no está en AllowUsers: añádelo en sshd_config (como administrador).");
+    view.section.renderKeyCheck(
+        Companion::KeyCheckState{Companion::KeyCheckState::Stage::refused, reason, std::nullopt});
+    EXPECT_THAT(visibleElements(view.section),
+                Contains((reason + QStringLiteral(" {orange}")).toStdString()));
+    EXPECT_FALSE(view.section.hostKeyLine().isVisible());
+    saveArtifact(view.section);
+}
+
+TEST(PairingSectionTest, TheKeyCheckLineAppearsOnlyOnceACheckHasBegun) {
+    Section view;
+    view.section.render(State::paired("iPhone"), false, true);
+    view.section.renderKeyCheck(std::nullopt);
+    EXPECT_FALSE(view.section.keyCheckLine().isVisible());
+    view.section.renderKeyCheck(Companion::KeyCheckState{});
+    EXPECT_TRUE(view.section.keyCheckLine().isVisible());
+    EXPECT_EQ(view.section.keyCheckLine().text(),
+              QStringLiteral("Comprobando la llave con el servidor SSH…"));
+}
+
 } // namespace

@@ -3,6 +3,7 @@
 #include "Companion/linux/DBusSleepInhibitor.h"
 #include "Companion/linux/LinuxSystemActions.h"
 #include "Companion/macos/MacSystemActions.h"
+#include "server/support/PhoneClient.h"
 #include "support/Patience.h"
 
 #include "server/support/FakeAnnouncer.h"
@@ -501,3 +502,56 @@ TEST_F(CompanionModelTest, AFullyQualifiedHostNameIsNamedEverywhereAsAvahiAnnoun
     EXPECT_TRUE(txt.contains({"hosts", "box.local,192.168.1.5"})) << testing::PrintToString(service.txt);
     model->pairing().stop();
 }
+
+namespace {
+
+/// The key check runs on a real SSH server in KeyDoctorTest; here a stand-in answers for it so the
+/// model's part (when it asks, what it publishes, when it forgets) is seen on its own.
+Companion::KeyDoctor::Report refusedReport() {
+    Companion::KeyDoctor::Report report;
+    report.result.obstacles = {CompanionCore::Obstacle::userNotAllowed};
+    report.result.hostKeyFingerprint = "SHA256:nkUMalcE/xHxKDwZtgHqWT3Ippjy/2KZxdvbQDk/H4U";
+    return report;
+}
+
+TEST_F(CompanionModelTest, APairingIsFollowedByTheKeyCheckAndANewSessionForgetsIt) {
+    auto environment = this->environment();
+    environment.serverOptions.ports = {0};
+    environment.serverOptions.announcer = nullptr;
+    std::atomic<int> checks = 0;
+    std::string checkedKey;
+    environment.checkKey = [&](const CompanionCore::PairedDevice& device) {
+        checkedKey = device.blob;
+        ++checks;
+        return refusedReport();
+    };
+    auto model = refreshedModel(std::move(environment));
+    EXPECT_FALSE(model->keyCheck().has_value());
+
+    auto& pairing = model->pairing();
+    pairing.start();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return pairing.isWaiting(); }, generousWait));
+    const auto waiting = pairing.state();
+    const QByteArray response = TestSupport::exchange(
+        waiting.port, TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Phone"));
+    ASSERT_EQ(TestSupport::statusOf(response), 200) << response.toStdString();
+
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            return model->keyCheck() && model->keyCheck()->stage != Companion::KeyCheckState::Stage::checking;
+        },
+        generousWait));
+    EXPECT_EQ(checks, 1);
+    EXPECT_NE(std::string(TestSupport::sampleEd25519Key).find(checkedKey), std::string::npos);
+    EXPECT_EQ(model->keyCheck()->stage, Companion::KeyCheckState::Stage::refused);
+    EXPECT_TRUE(model->keyCheck()->text.contains(QStringLiteral("AllowUsers")));
+    EXPECT_EQ(model->keyCheck()->hostKey,
+              QStringLiteral("SHA256:nkUMalcE/xHxKDwZtgHqWT3Ippjy/2KZxdvbQDk/H4U"));
+
+    pairing.start();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return pairing.isWaiting(); }, generousWait));
+    EXPECT_FALSE(model->keyCheck().has_value());
+    pairing.stop();
+}
+
+} // namespace

@@ -391,3 +391,39 @@ TEST_F(LinuxSystemActionsTest, OpensWebAddressesWithXdgOpen) {
     m_executables.clear();
     EXPECT_FALSE(actions().openUrl("https://drozak.net/downloads"));
 }
+
+TEST_F(LinuxSystemActionsTest, AFirewallBlockingSshAndNoDnsSdDaemonAreNamed) {
+    m_executables = {"/usr/sbin/ufw", "/usr/sbin/avahi-daemon"};
+    m_runner->setAnswer([](const ProcessCommand& command) {
+        if (command.program == "/usr/sbin/ufw") {
+            return TestSupport::exited(0, "Status: active\nDefault: deny (incoming), allow (outgoing)\n\n"
+                                          "To   Action   From\n--   ------   ----\n"
+                                          "52901:52904/tcp   ALLOW IN   Anywhere\n");
+        }
+        return TestSupport::exited(1);
+    });
+    EXPECT_EQ(actions().accessObstacles("ana"),
+              (std::vector<CompanionCore::Obstacle>{CompanionCore::Obstacle::firewallBlocksSsh,
+                                                    CompanionCore::Obstacle::noDnsSdDaemon}));
+    const auto timeout = LinuxSystemActions::accessCheckTimeout;
+    auto ufw = ProcessCommand{"/usr/sbin/ufw", {"status", "verbose"}, ProcessCommand::Output::capture};
+    ufw.timeout = timeout;
+    auto avahi = ProcessCommand{"/usr/sbin/avahi-daemon", {"--check"}, ProcessCommand::Output::capture};
+    avahi.timeout = timeout;
+    EXPECT_EQ(m_runner->runs(), (std::vector<ProcessCommand>{ufw, avahi}));
+}
+
+TEST_F(LinuxSystemActionsTest, AFirewallThatCannotBeReadWithoutAPasswordIsNotReported) {
+    m_executables = {"/usr/sbin/ufw", "/usr/bin/firewall-cmd", "/usr/sbin/avahi-daemon"};
+    m_runner->setAnswer([](const ProcessCommand& command) {
+        if (command.program == "/usr/sbin/ufw") {
+            return TestSupport::exited(1, "ERROR: You need to be root to run this script\n");
+        }
+        if (command.program == "/usr/bin/firewall-cmd") {
+            return TestSupport::exited(0, "public (active)\n  target: default\n  services: ssh\n  ports: \n");
+        }
+        return TestSupport::exited(0);
+    });
+    EXPECT_EQ(actions().accessObstacles("ana"),
+              std::vector<CompanionCore::Obstacle>{CompanionCore::Obstacle::firewallBlocksPairing});
+}

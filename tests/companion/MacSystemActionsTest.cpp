@@ -180,3 +180,35 @@ TEST_F(MacSystemActionsTest, OpensWebAddressesWithOpen) {
     EXPECT_EQ(m_runner->detached(), (std::vector<ProcessCommand>{
                                         ProcessCommand{"/usr/bin/open", {"https://drozak.net/downloads"}}}));
 }
+
+TEST_F(MacSystemActionsTest, RemoteLoginLimitedToOthersAndAFirewallBlockingAllAreNamed) {
+    m_runner->setAnswer([](const ProcessCommand& command) {
+        if (command.program == "/usr/sbin/dseditgroup") {
+            return exited(67, "no ana is NOT a member of com.apple.access_ssh\n");
+        }
+        return exited(0, "Firewall has block all state set to enabled.\n");
+    });
+    EXPECT_EQ(m_actions.accessObstacles("ana"),
+              (std::vector<CompanionCore::Obstacle>{CompanionCore::Obstacle::remoteLoginAccess,
+                                                    CompanionCore::Obstacle::firewallBlocksSsh,
+                                                    CompanionCore::Obstacle::firewallBlocksPairing}));
+    auto group = ProcessCommand{"/usr/sbin/dseditgroup",
+                                {"-o", "checkmember", "-m", "ana", "com.apple.access_ssh"},
+                                ProcessCommand::Output::captureMerged};
+    group.timeout = MacSystemActions::accessCheckTimeout;
+    auto firewall = ProcessCommand{"/usr/libexec/ApplicationFirewall/socketfilterfw",
+                                   {"--getblockall"},
+                                   ProcessCommand::Output::captureMerged};
+    firewall.timeout = MacSystemActions::accessCheckTimeout;
+    EXPECT_EQ(m_runner->runs(), (std::vector<ProcessCommand>{group, firewall}));
+}
+
+TEST_F(MacSystemActionsTest, AMissingAccessGroupLimitsNobody) {
+    m_runner->setAnswer([](const ProcessCommand& command) {
+        if (command.program == "/usr/sbin/dseditgroup") {
+            return exited(64, "Group not found.\n");
+        }
+        return exited(0, "Firewall has block all state set to disabled.\n");
+    });
+    EXPECT_TRUE(m_actions.accessObstacles("ana").empty());
+}

@@ -66,6 +66,7 @@ expected=(
     /usr/share/man/man1/nuvexa-companion-cli-pair.1.gz
     /usr/share/man/man1/nuvexa-companion-cli-status.1.gz
     /usr/share/man/man1/nuvexa-companion-cli-devices.1.gz
+    /usr/share/man/man1/nuvexa-companion-cli-doctor.1.gz
     /usr/share/doc/nuvexa-companion/copyright
     /usr/share/doc/nuvexa-companion/changelog.gz
 )

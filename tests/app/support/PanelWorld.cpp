@@ -59,6 +59,7 @@ Companion::CompanionModel::Environment PanelWorld::environment() {
     environment.notifier.pollInterval = std::chrono::milliseconds(1);
     environment.notifier.runner = tmuxRunner;
     environment.notifier.notifications = notifications;
+    environment.checkKey = keyCheck;
     return environment;
 }
 

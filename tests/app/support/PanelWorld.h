@@ -91,6 +91,15 @@ public:
     std::vector<std::uint16_t> ports = {0};
     /// The pairing log; "nuvexa-companion.log" in the home folder when empty.
     std::filesystem::path logFile;
+    /// Answers the key check after a pairing in place of the SSH server (which KeyDoctorTest asks for
+    /// real); accepts every key with `hostKey` unless a test says otherwise.
+    static constexpr const char* hostKey = "SHA256:nkUMalcE/xHxKDwZtgHqWT3Ippjy/2KZxdvbQDk/H4U";
+    std::function<Companion::KeyDoctor::Report(const CompanionCore::PairedDevice&)> keyCheck =
+        [](const CompanionCore::PairedDevice&) {
+            Companion::KeyDoctor::Report report;
+            report.result.hostKeyFingerprint = hostKey;
+            return report;
+        };
 
     /// The fake surroundings of a model, for a test that builds its own.
     Companion::CompanionModel::Environment environment();

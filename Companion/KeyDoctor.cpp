@@ -1,0 +1,223 @@
+#include "Companion/KeyDoctor.h"
+
+#include "Companion/HostIdentity.h"
+#include "Companion/SystemActions.h"
+#include "Companion/Text.h"
+#include "CompanionCore/AuthorizedKeys.h"
+#include "CompanionCore/PairedDevices.h"
+
+#include <QStringList>
+
+#include <algorithm>
+#include <grp.h>
+#include <pwd.h>
+#include <unistd.h>
+
+namespace Companion::KeyDoctor {
+
+namespace {
+
+using CompanionCore::Obstacle;
+
+constexpr Text::TranslationContext translate{"KeyDoctor"};
+
+/// Large enough for the user entries of any ordinary system.
+constexpr std::size_t entryBufferSize = 16384;
+/// More groups than any ordinary user belongs to.
+constexpr int maximumGroups = 1024;
+
+struct Account {
+    uid_t uid = 0;
+    gid_t gid = 0;
+    std::vector<std::string> groups;
+};
+
+std::optional<Account> account(const std::string& user) {
+    passwd entry{};
+    passwd* found = nullptr;
+    std::vector<char> buffer(entryBufferSize);
+    if (::getpwnam_r(user.c_str(), &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) {
+        return std::nullopt;
+    }
+    Account result{entry.pw_uid, entry.pw_gid, {}};
+    std::vector<gid_t> ids(maximumGroups);
+    int count = maximumGroups;
+    if (::getgrouplist(user.c_str(), entry.pw_gid, ids.data(), &count) < 0) {
+        count = 0;
+    }
+    for (int i = 0; i < count; ++i) {
+        if (const group* named = ::getgrgid(ids[static_cast<std::size_t>(i)]); named != nullptr) {
+            result.groups.emplace_back(named->gr_name);
+        }
+    }
+    return result;
+}
+
+} // namespace
+
+Options systemOptions() {
+    Options options;
+    options.user = HostIdentity::userName();
+    options.authorizedKeys = HostIdentity::authorizedKeysFile();
+    options.home = options.authorizedKeys.parent_path().parent_path();
+    options.port = HostIdentity::sshPort;
+    options.hosts = HostIdentity::hosts();
+    options.hostChecks = [user = options.user] { return makeSystemActions()->accessObstacles(user); };
+    return options;
+}
+
+std::optional<CompanionCore::SshdSettings>
+serverSettings(ProcessRunner& runner, const std::string& user,
+               const std::optional<std::filesystem::path>& config) {
+    std::vector<std::string> arguments{"-T"};
+    if (config) {
+        arguments.insert(arguments.end(), {"-f", config->string()});
+    }
+    arguments.insert(arguments.end(), {"-C", "user=" + user + ",host=localhost,addr=127.0.0.1"});
+    ProcessCommand command(std::string(sshdProgram), arguments, ProcessCommand::Output::capture);
+    command.timeout = settingsBound;
+    const auto result = runner.run(command);
+    if (!result.succeeded()) {
+        return std::nullopt;
+    }
+    return CompanionCore::SshdSettings::parse(result.output);
+}
+
+CompanionCore::KeyDiagnosis::Subject subject(const Options& options,
+                                             const std::optional<CompanionCore::PairedDevice>& device) {
+    CompanionCore::KeyDiagnosis::Subject subject;
+    subject.user = options.user;
+    if (const auto found = account(options.user)) {
+        subject.uid = found->uid;
+        subject.groups = found->groups;
+    }
+    subject.home = options.home;
+    subject.keyFile = options.authorizedKeys;
+    subject.port = options.port;
+    if (device) {
+        subject.keyType = device->keyType;
+        subject.keyBase64 = device->blob;
+    }
+    return subject;
+}
+
+Report examine(const Options& options, const std::optional<CompanionCore::PairedDevice>& device,
+               ProcessRunner& runner) {
+    const auto settings = serverSettings(runner, options.user, options.sshdConfig);
+    Report report{device, CompanionCore::KeyDiagnosis::diagnose(
+                              subject(options, device), CompanionCore::KeyDiagnosis::addresses(options.hosts),
+                              settings, options.bound)};
+    if (options.hostChecks) {
+        auto& found = report.result.obstacles;
+        for (const auto obstacle : options.hostChecks()) {
+            if (std::find(found.begin(), found.end(), obstacle) == found.end()) {
+                found.push_back(obstacle);
+            }
+        }
+    }
+    return report;
+}
+
+std::vector<Report> examineAll(const Options& options, ProcessRunner& runner) {
+    const auto listing =
+        CompanionCore::PairedDevices::list(CompanionCore::AuthorizedKeys::read(options.authorizedKeys));
+    std::vector<Report> reports;
+    for (const auto& device : listing.devices) {
+        if (!device.older) {
+            reports.push_back(examine(options, device, runner));
+        }
+    }
+    if (reports.empty()) {
+        reports.push_back(examine(options, std::nullopt, runner));
+    }
+    return reports;
+}
+
+QString describe(Obstacle obstacle) {
+    switch (obstacle) {
+    case Obstacle::noSshServer:
+        return translate(
+            "No responde ningún servidor SSH: actívalo (en Linux, instala y arranca openssh-server).");
+    case Obstacle::addressUnreachable:
+        return translate("Esta dirección no responde: un cortafuegos o la red bloquea el puerto SSH.");
+    case Obstacle::listensOnLoopbackOnly:
+        return translate(
+            "El servidor SSH solo escucha en este ordenador: quita ListenAddress de sshd_config o "
+            "añade la dirección de casa (como administrador).");
+    case Obstacle::publicKeysDisabled:
+        return translate(
+            "El servidor SSH no acepta llaves (PubkeyAuthentication no): pon PubkeyAuthentication "
+            "yes en sshd_config (como administrador).");
+    case Obstacle::userNotAllowed:
+        return translate("Tu usuario no está en AllowUsers: añádelo en sshd_config (como administrador).");
+    case Obstacle::groupNotAllowed:
+        return translate(
+            "Tu usuario no está en ningún grupo de AllowGroups: añádelo a uno o cambia sshd_config "
+            "(como administrador).");
+    case Obstacle::userDenied:
+        return translate("Tu usuario está en DenyUsers: quítalo de sshd_config (como administrador).");
+    case Obstacle::groupDenied:
+        return translate(
+            "Un grupo de tu usuario está en DenyGroups: cámbialo en sshd_config (como administrador).");
+    case Obstacle::keyFileElsewhere:
+        return translate("El servidor SSH lee las llaves de otro archivo (AuthorizedKeysFile): incluye "
+                         ".ssh/authorized_keys en sshd_config (como administrador).");
+    case Obstacle::homeModes:
+        return translate("Otros pueden escribir en tu carpeta personal y StrictModes la rechaza: ejecuta "
+                         "chmod go-w ~");
+    case Obstacle::sshFolderModes:
+        return translate("Otros pueden escribir en ~/.ssh o no es tuya: ejecuta chmod 700 ~/.ssh");
+    case Obstacle::keyFileModes:
+        return translate("Otros pueden escribir en ~/.ssh/authorized_keys o no es tuyo: ejecuta chmod 600 "
+                         "~/.ssh/authorized_keys");
+    case Obstacle::remoteLoginAccess:
+        return translate("La sesión remota está limitada a otros usuarios: permite el tuyo en Ajustes del "
+                         "Sistema > General > Compartir > Sesión remota.");
+    case Obstacle::firewallBlocksSsh:
+        return translate("Un cortafuegos bloquea el puerto 22 (SSH): permítelo (como administrador).");
+    case Obstacle::firewallBlocksPairing:
+        return translate("Un cortafuegos bloquea los puertos de emparejamiento 52901–52904: permítelos (como "
+                         "administrador).");
+    case Obstacle::noDnsSdDaemon:
+        return translate(
+            "No funciona ningún servicio DNS-SD (Avahi): el teléfono no encontrará este ordenador "
+            "por sí solo; instala y arranca avahi-daemon.");
+    case Obstacle::refusedForAnotherReason:
+        return translate(
+            "El servidor SSH rechaza la llave por otro motivo: mira su registro (journalctl -u ssh "
+            "o /var/log/auth.log).");
+    }
+    return {};
+}
+
+QString verdict(const CompanionCore::KeyDiagnosis::Result& result) {
+    if (result.works()) {
+        return translate("La llave funciona: comprobado con el servidor SSH");
+    }
+    QStringList reasons;
+    for (const auto obstacle : result.obstacles) {
+        if (CompanionCore::keepsPhoneOut(obstacle)) {
+            reasons.append(describe(obstacle));
+        }
+    }
+    return reasons.join(QStringLiteral("\n"));
+}
+
+QString notes(const CompanionCore::KeyDiagnosis::Result& result) {
+    QStringList found;
+    for (const auto obstacle : result.obstacles) {
+        if (!CompanionCore::keepsPhoneOut(obstacle)) {
+            found.append(describe(obstacle));
+        }
+    }
+    return found.join(QStringLiteral("\n"));
+}
+
+std::optional<QString> hostKey(const CompanionCore::KeyDiagnosis::Result& result) {
+    if (!result.hostKeyFingerprint) {
+        return std::nullopt;
+    }
+    return QString::fromStdString(*result.hostKeyFingerprint);
+}
+
+} // namespace Companion::KeyDoctor

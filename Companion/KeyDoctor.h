@@ -1,0 +1,81 @@
+#pragma once
+
+#include "Companion/ProcessRunner.h"
+#include "CompanionCore/KeyDiagnosis.h"
+#include "CompanionCore/PairedDevice.h"
+#include "CompanionCore/SshdSettings.h"
+
+#include <QString>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// Checks, with the real SSH server, what a paired phone will meet when it logs in, and says what to
+/// fix. It only reads: no server setting, mode or rule is changed.
+namespace Companion::KeyDoctor {
+
+/// The SSH server, run for its settings only.
+inline constexpr std::string_view sshdProgram = "/usr/sbin/sshd";
+/// How long `sshd -T` may take.
+inline constexpr std::chrono::seconds settingsBound{20};
+
+struct Options {
+    std::string user;
+    std::filesystem::path home;
+    std::filesystem::path authorizedKeys;
+    int port = 22;
+    /// The identity's host list; its address literals are asked after loopback.
+    std::vector<std::string> hosts;
+    /// The server's configuration file; the server's own default when absent.
+    std::optional<std::filesystem::path> sshdConfig;
+    std::chrono::milliseconds bound = CompanionCore::KeyCheck::answerBound;
+    /// What outside the SSH server keeps the phone out (firewalls, access groups, DNS-SD); nothing
+    /// is looked at when empty.
+    std::function<std::vector<CompanionCore::Obstacle>()> hostChecks;
+};
+
+/// The current user, the authorized keys file of `HostIdentity`, port 22, the identity's hosts and
+/// this platform's `SystemActions::accessObstacles`.
+Options systemOptions();
+
+/// What `sshd -T` prints for a connection of `user` over loopback, parsed; nothing when it cannot
+/// run (not installed, the host keys unreadable without root) or prints something else.
+std::optional<CompanionCore::SshdSettings> serverSettings(ProcessRunner& runner, const std::string& user,
+                                                          const std::optional<std::filesystem::path>& config);
+
+/// The check of one key (or, with no device, of everything that needs none).
+struct Report {
+    std::optional<CompanionCore::PairedDevice> device;
+    CompanionCore::KeyDiagnosis::Result result;
+};
+
+/// The subject `options` describe, with `device`'s key (none for the checks without a key).
+CompanionCore::KeyDiagnosis::Subject subject(const Options& options,
+                                             const std::optional<CompanionCore::PairedDevice>& device);
+
+/// Checks `device`'s key.
+Report examine(const Options& options, const std::optional<CompanionCore::PairedDevice>& device,
+               ProcessRunner& runner);
+
+/// One report per paired phone's current key, or one without a key when none is paired.
+std::vector<Report> examineAll(const Options& options, ProcessRunner& runner);
+
+/// "La llave funciona: comprobado con el servidor SSH", or each reason that keeps the phone out with
+/// its remedy, one a line.
+QString verdict(const CompanionCore::KeyDiagnosis::Result& result);
+
+/// The findings that do not keep a paired phone out (they hinder pairing or finding the computer),
+/// one a line; empty when there are none.
+QString notes(const CompanionCore::KeyDiagnosis::Result& result);
+
+/// The cause and what to do about it, translated.
+QString describe(CompanionCore::Obstacle obstacle);
+
+/// "SHA256:…" of the server's host key, or nothing when no server answered.
+std::optional<QString> hostKey(const CompanionCore::KeyDiagnosis::Result& result);
+
+} // namespace Companion::KeyDoctor

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "CompanionCore/Obstacle.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace CompanionCore {
+
+/// The SSH server's settings that decide whether a key gets in, as `sshd -T` prints them for one
+/// connection (lower-case keywords, one value or one list entry per line).
+struct SshdSettings {
+    bool publicKeys = true;
+    bool strictModes = true;
+    std::vector<std::string> authorizedKeysFiles;
+    std::vector<std::string> allowUsers;
+    std::vector<std::string> allowGroups;
+    std::vector<std::string> denyUsers;
+    std::vector<std::string> denyGroups;
+    /// "address:port" as printed.
+    std::vector<std::string> listenAddresses;
+    std::vector<int> ports;
+
+    /// Nothing when `text` is not `sshd -T` output (no "port" line, or a value it cannot read).
+    static std::optional<SshdSettings> parse(std::string_view text);
+
+    /// What in these settings keeps `user` (member of `groups`, home `home`) out with a key in
+    /// `keyFile`, in the order sshd decides.
+    std::vector<Obstacle> obstacles(const std::string& user, const std::vector<std::string>& groups,
+                                    const std::filesystem::path& home,
+                                    const std::filesystem::path& keyFile) const;
+
+    /// Whether every listening address is a loopback one.
+    bool listensOnLoopbackOnly() const;
+};
+
+/// sshd's patterns: '*' any run of characters, '?' any one; a leading '!' is not handled here.
+bool matchesPattern(std::string_view pattern, std::string_view text);
+
+} // namespace CompanionCore

@@ -1,0 +1,233 @@
+#include "cli/DoctorCommand.h"
+
+#include "cli/CommandHelp.h"
+
+#include "Companion/QtProcessRunner.h"
+#include "CompanionCore/PairedDevices.h"
+
+#include <QCommandLineParser>
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace Cli {
+
+namespace {
+
+using Companion::KeyDoctor::Report;
+using CompanionCore::Obstacle;
+using CompanionCore::KeyCheck::Verdict;
+
+QString text(const std::string& value) {
+    return QString::fromStdString(value);
+}
+
+QString verdictName(Verdict verdict) {
+    switch (verdict) {
+    case Verdict::accepted:
+        return QStringLiteral("accepted");
+    case Verdict::refused:
+        return QStringLiteral("refused");
+    case Verdict::noServer:
+        return QStringLiteral("noServer");
+    case Verdict::unreachable:
+        return QStringLiteral("unreachable");
+    }
+    return {};
+}
+
+QString obstacleName(Obstacle obstacle) {
+    switch (obstacle) {
+    case Obstacle::noSshServer:
+        return QStringLiteral("noSshServer");
+    case Obstacle::addressUnreachable:
+        return QStringLiteral("addressUnreachable");
+    case Obstacle::listensOnLoopbackOnly:
+        return QStringLiteral("listensOnLoopbackOnly");
+    case Obstacle::publicKeysDisabled:
+        return QStringLiteral("publicKeysDisabled");
+    case Obstacle::userNotAllowed:
+        return QStringLiteral("userNotAllowed");
+    case Obstacle::groupNotAllowed:
+        return QStringLiteral("groupNotAllowed");
+    case Obstacle::userDenied:
+        return QStringLiteral("userDenied");
+    case Obstacle::groupDenied:
+        return QStringLiteral("groupDenied");
+    case Obstacle::keyFileElsewhere:
+        return QStringLiteral("keyFileElsewhere");
+    case Obstacle::homeModes:
+        return QStringLiteral("homeModes");
+    case Obstacle::sshFolderModes:
+        return QStringLiteral("sshFolderModes");
+    case Obstacle::keyFileModes:
+        return QStringLiteral("keyFileModes");
+    case Obstacle::remoteLoginAccess:
+        return QStringLiteral("remoteLoginAccess");
+    case Obstacle::firewallBlocksSsh:
+        return QStringLiteral("firewallBlocksSsh");
+    case Obstacle::firewallBlocksPairing:
+        return QStringLiteral("firewallBlocksPairing");
+    case Obstacle::noDnsSdDaemon:
+        return QStringLiteral("noDnsSdDaemon");
+    case Obstacle::refusedForAnotherReason:
+        return QStringLiteral("refusedForAnotherReason");
+    }
+    return {};
+}
+
+/// "Name (SHA256:…)", or a note that no phone is paired.
+QString subjectLine(const Report& report) {
+    if (!report.device) {
+        return QStringLiteral("No phone is paired: checked what needs no key.");
+    }
+    const auto fingerprint = CompanionCore::PairedDevices::fingerprintOf(*report.device);
+    return text(report.device->name) + QStringLiteral(" (") +
+           text(fingerprint.value_or(report.device->keyType)) + QStringLiteral(")");
+}
+
+/// With no key the server is only reached, so "La llave funciona" would claim too much.
+QString verdictLine(const Report& report) {
+    if (!report.device && report.result.works()) {
+        return QStringLiteral("The SSH server answers.");
+    }
+    return Companion::KeyDoctor::verdict(report.result);
+}
+
+bool allWork(const std::vector<Report>& reports) {
+    return std::all_of(reports.begin(), reports.end(),
+                       [](const Report& report) { return report.result.works(); });
+}
+
+void write(const QString& output) {
+    std::fputs(output.toUtf8().constData(), stdout);
+    std::fflush(stdout);
+}
+
+} // namespace
+
+QString doctorText(const std::vector<Report>& reports) {
+    QString output;
+    for (const auto& report : reports) {
+        output += subjectLine(report) + QStringLiteral("\n");
+        for (const auto& line : verdictLine(report).split(QLatin1Char('\n'))) {
+            output += QStringLiteral("  ") + line + QStringLiteral("\n");
+        }
+        if (const auto notes = Companion::KeyDoctor::notes(report.result); !notes.isEmpty()) {
+            for (const auto& line : notes.split(QLatin1Char('\n'))) {
+                output += QStringLiteral("  ") + line + QStringLiteral("\n");
+            }
+        }
+        for (const auto& [address, answer] : report.result.answers) {
+            output += QStringLiteral("  ") + text(address.host) + QStringLiteral(": ") +
+                      verdictName(answer.verdict);
+            if (!answer.detail.empty() && answer.verdict != Verdict::accepted) {
+                output += QStringLiteral(" (") + text(answer.detail) + QStringLiteral(")");
+            }
+            output += QStringLiteral("\n");
+        }
+        if (const auto hostKey = Companion::KeyDoctor::hostKey(report.result)) {
+            output += QStringLiteral("  Server host key: ") + *hostKey + QStringLiteral("\n");
+        }
+    }
+    return output;
+}
+
+QJsonObject doctorJson(const std::vector<Report>& reports) {
+    QJsonArray keys;
+    for (const auto& report : reports) {
+        QJsonArray addresses;
+        for (const auto& [address, answer] : report.result.answers) {
+            addresses.append(QJsonObject{{"host", text(address.host)},
+                                         {"verdict", verdictName(answer.verdict)},
+                                         {"detail", text(answer.detail)}});
+        }
+        QJsonArray causes;
+        for (const auto obstacle : report.result.obstacles) {
+            causes.append(QJsonObject{{"cause", obstacleName(obstacle)},
+                                      {"keepsPhoneOut", CompanionCore::keepsPhoneOut(obstacle)},
+                                      {"text", Companion::KeyDoctor::describe(obstacle)}});
+        }
+        const auto fingerprint =
+            report.device ? CompanionCore::PairedDevices::fingerprintOf(*report.device) : std::nullopt;
+        const auto hostKey = Companion::KeyDoctor::hostKey(report.result);
+        keys.append(QJsonObject{
+            {"device", report.device ? QJsonValue(text(report.device->name)) : QJsonValue(QJsonValue::Null)},
+            {"fingerprint", fingerprint ? QJsonValue(text(*fingerprint)) : QJsonValue(QJsonValue::Null)},
+            {"works", report.result.works()},
+            {"verdict", verdictLine(report)},
+            {"hostKey", hostKey ? QJsonValue(*hostKey) : QJsonValue(QJsonValue::Null)},
+            {"addresses", addresses},
+            {"causes", causes},
+        });
+    }
+    return QJsonObject{{"works", allWork(reports)}, {"keys", keys}};
+}
+
+int runDoctor(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        "Asks the SSH server whether it accepts each paired phone's key, and names what to fix. Changes "
+        "nothing.");
+    const QCommandLineOption help({"h", "help"}, "Show this help.");
+    const QCommandLineOption json("json", "Write one JSON object instead of text.");
+    const QCommandLineOption keys("authorized-keys", "Read <file> instead of ~/.ssh/authorized_keys.",
+                                  "file");
+    const QCommandLineOption port("port", "Ask the SSH server on <port> instead of 22.", "port");
+    const QCommandLineOption config("sshd-config", "Read the server's settings from <file>.", "file");
+    QCommandLineOption host(
+        "host", "Ask on <host> after loopback (repeatable) instead of this computer's addresses.", "host");
+    host.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOptions({help, json, keys, port, config, host});
+    if (!parser.parse(QStringList{QStringLiteral("nuvexa-companion-cli doctor")} + arguments) ||
+        !parser.positionalArguments().isEmpty()) {
+        const QString problem =
+            parser.positionalArguments().isEmpty()
+                ? parser.errorText()
+                : QStringLiteral("unexpected argument ") + parser.positionalArguments().first();
+        std::fprintf(stderr, "nuvexa-companion-cli doctor: %s\n", qPrintable(problem));
+        return doctorUsageExit;
+    }
+    if (parser.isSet(help)) {
+        printCommandHelp(parser, QStringLiteral("doctor"));
+        std::fputs(
+            "\nExit status: 0 nothing found keeps a paired phone out, 1 something does, 2 usage error.\n",
+            stdout);
+        return doctorFineExit;
+    }
+    auto options = Companion::KeyDoctor::systemOptions();
+    if (parser.isSet(keys)) {
+        options.authorizedKeys = parser.value(keys).toStdString();
+    }
+    if (parser.isSet(port)) {
+        bool number = false;
+        options.port = parser.value(port).toInt(&number);
+        if (!number || options.port <= 0 || options.port > 65535) {
+            std::fprintf(stderr, "nuvexa-companion-cli doctor: not a port: %s\n",
+                         qPrintable(parser.value(port)));
+            return doctorUsageExit;
+        }
+    }
+    if (parser.isSet(host)) {
+        options.hosts.clear();
+        for (const auto& value : parser.values(host)) {
+            options.hosts.push_back(value.toStdString());
+        }
+    }
+    if (parser.isSet(config)) {
+        options.sshdConfig = parser.value(config).toStdString();
+    }
+    Companion::QtProcessRunner runner;
+    const auto reports = Companion::KeyDoctor::examineAll(options, runner);
+    if (parser.isSet(json)) {
+        write(QString::fromUtf8(QJsonDocument(doctorJson(reports)).toJson(QJsonDocument::Compact)) +
+              QStringLiteral("\n"));
+    } else {
+        write(doctorText(reports));
+    }
+    return allWork(reports) ? doctorFineExit : doctorProblemExit;
+}
+
+} // namespace Cli
