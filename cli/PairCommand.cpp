@@ -20,6 +20,7 @@
 #include <csignal>
 #include <cstdio>
 #include <limits>
+#include <variant>
 
 namespace Cli {
 
@@ -210,9 +211,16 @@ int usage(const QString& message) {
     return usageExit;
 }
 
-} // namespace
+/// What the command line asks of one pairing session.
+struct PairSettings {
+    bool json = false;
+    PairingServer::Options server;
+    std::filesystem::path authorizedKeys;
+    Companion::KeyDoctor::Options keyCheck;
+};
 
-int runPair(const QStringList& arguments) {
+/// The settings, or the exit status when the command ends here (help, or a usage error).
+std::variant<PairSettings, int> parseArguments(const QStringList& arguments) {
     QCommandLineParser parser;
     parser.setApplicationDescription(
         "Runs one pairing session: shows a one-time code, waits for the nuvexa app on the phone to send it "
@@ -256,13 +264,14 @@ int runPair(const QStringList& arguments) {
         return usage("unexpected argument " + parser.positionalArguments().constFirst());
     }
 
-    PairingServer::Options options;
+    PairSettings settings;
+    settings.json = parser.isSet(json);
     if (parser.isSet(port)) {
         const auto ports = portsFrom(parser.values(port));
         if (!ports) {
             return usage("--port needs a number from 0 to 65535");
         }
-        options.ports = *ports;
+        settings.server.ports = *ports;
     }
     if (parser.isSet(expiry)) {
         bool ok = false;
@@ -270,44 +279,42 @@ int runPair(const QStringList& arguments) {
         if (!ok || !(seconds > 0) || seconds > 86400) {
             return usage("--expiry needs a number of seconds");
         }
-        options.expiry = std::chrono::milliseconds(static_cast<long long>(std::ceil(seconds * 1000)));
+        settings.server.expiry = std::chrono::milliseconds(static_cast<long long>(std::ceil(seconds * 1000)));
     }
     if (parser.isSet(noAnnounce)) {
-        options.announcer = nullptr;
+        settings.server.announcer = nullptr;
     }
     if (parser.isSet(logFile)) {
-        options.logFile = parser.value(logFile).toStdString();
+        settings.server.logFile = parser.value(logFile).toStdString();
     }
-    const std::filesystem::path keys = parser.isSet(authorizedKeys)
-                                           ? std::filesystem::path(parser.value(authorizedKeys).toStdString())
-                                           : Companion::HostIdentity::authorizedKeysFile();
+    settings.authorizedKeys = parser.isSet(authorizedKeys)
+                                  ? std::filesystem::path(parser.value(authorizedKeys).toStdString())
+                                  : Companion::HostIdentity::authorizedKeysFile();
 
-    auto checkOptions = Companion::KeyDoctor::systemOptions();
-    checkOptions.authorizedKeys = keys;
+    settings.keyCheck = Companion::KeyDoctor::systemOptions();
+    settings.keyCheck.authorizedKeys = settings.authorizedKeys;
     if (parser.isSet(sshPort)) {
         const auto ports = portsFrom({parser.value(sshPort)});
         if (!ports || ports->front() == 0) {
             return usage("--ssh-port needs a number from 1 to 65535");
         }
-        checkOptions.port = ports->front();
+        settings.keyCheck.port = ports->front();
     }
     if (parser.isSet(sshdConfig)) {
-        checkOptions.sshdConfig = parser.value(sshdConfig).toStdString();
+        settings.keyCheck.sshdConfig = parser.value(sshdConfig).toStdString();
     }
     if (parser.isSet(checkHost)) {
-        checkOptions.hosts.clear();
+        settings.keyCheck.hosts.clear();
         for (const auto& value : parser.values(checkHost)) {
-            checkOptions.hosts.push_back(value.toStdString());
+            settings.keyCheck.hosts.push_back(value.toStdString());
         }
     }
+    return settings;
+}
 
-    const Report report(parser.isSet(json));
-    // The same test as the readiness row, so the two front ends never disagree.
-    if (!Companion::makeSystemActions()->remoteLoginEnabled()) {
-        report.warning("nothing answers on port 22 of this computer: the phone can pair, but cannot log in "
-                       "until an SSH server runs");
-    }
-
+/// Runs the session until a phone pairs, it fails or ends, or the user interrupts it; answers the exit
+/// status.
+int runSession(PairingServer& server, const Report& report) {
     QEventLoop loop;
     int result = -1;
     const auto finish = [&](int code, const std::string& why) {
@@ -319,7 +326,6 @@ int runPair(const QStringList& arguments) {
     };
 
     SignalNotifier interruptions({SIGINT, SIGTERM});
-    PairingServer server([] { return Companion::HostIdentity::identity(); }, keys, std::move(options));
     QObject::connect(&server, &PairingServer::eventsChanged, &loop,
                      [&] { report.event(server.events().back()); });
     QObject::connect(&server, &PairingServer::announcedChanged, &loop,
@@ -360,9 +366,31 @@ int runPair(const QStringList& arguments) {
     QTimer::singleShot(0, &loop, [&] { server.start(); });
     loop.exec();
     server.stop();
+    return result;
+}
+
+} // namespace
+
+int runPair(const QStringList& arguments) {
+    auto parsed = parseArguments(arguments);
+    if (const int* exitStatus = std::get_if<int>(&parsed)) {
+        return *exitStatus;
+    }
+    PairSettings& settings = std::get<PairSettings>(parsed);
+
+    const Report report(settings.json);
+    // The same test as the readiness row, so the two front ends never disagree.
+    if (!Companion::makeSystemActions()->remoteLoginEnabled()) {
+        report.warning("nothing answers on port 22 of this computer: the phone can pair, but cannot log in "
+                       "until an SSH server runs");
+    }
+
+    PairingServer server([] { return Companion::HostIdentity::identity(); }, settings.authorizedKeys,
+                         std::move(settings.server));
+    const int result = runSession(server, report);
     if (result == pairedExit) {
         if (const auto line = server.lastPairedKey()) {
-            checkKey(report, *line, checkOptions);
+            checkKey(report, *line, settings.keyCheck);
         }
     }
     return result;
