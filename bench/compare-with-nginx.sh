@@ -7,7 +7,9 @@
 #
 #   bench/compare-with-nginx.sh [ROUNDS] [REQUESTS]     (defaults 15 and 2000)
 #
-# Needs nginx (scripts/setup.sh --bench) and builds the benchmark preset's two programs itself.
+# Needs nginx (scripts/setup.sh --bench) and builds the benchmark preset's two programs itself. With
+# NUVEXA_BENCH_BASELINE_HOST naming a pairing-server-host built from an earlier commit, that one runs
+# in the same rounds too, so a change is measured against what it replaces under the same load.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -83,13 +85,22 @@ taskset -c "$cpu" "$host" "$ours_port" "$work/ours" >/dev/null &
 pids+=($!)
 wait_for_port "$ours_port"
 
+baseline=${NUVEXA_BENCH_BASELINE_HOST:-}
+if [ -n "$baseline" ]; then
+    baseline_port=$(free_port $((ours_port + 1)))
+    mkdir -p "$work/baseline"
+    taskset -c "$cpu" "$baseline" "$baseline_port" "$work/baseline" >/dev/null &
+    pids+=($!)
+    wait_for_port "$baseline_port"
+fi
+
 run() { taskset -c "$cpu" "$client" "$1" "$2" "$requests"; }
 
 # Warm both up, caches and allocators alike.
 run "$nginx_port" not-found >/dev/null
 run "$ours_port" not-found >/dev/null
 
-declare -a nginx_runs ours_runs wrong_runs
+declare -a nginx_runs ours_runs wrong_runs baseline_runs baseline_wrong_runs
 retries=0
 for round in $(seq "$rounds"); do
     read -r median _ < <(run "$nginx_port" not-found)
@@ -99,6 +110,12 @@ for round in $(seq "$rounds"); do
     read -r median refused < <(run "$ours_port" wrong-code)
     wrong_runs+=("$median")
     retries=$((retries + refused))
+    if [ -n "$baseline" ]; then
+        read -r median _ < <(run "$baseline_port" not-found)
+        baseline_runs+=("$median")
+        read -r median _ < <(run "$baseline_port" wrong-code)
+        baseline_wrong_runs+=("$median")
+    fi
     echo "round $round/$rounds: nginx 404 ${nginx_runs[-1]} us, ours 404 ${ours_runs[-1]} us, ours wrong code ${wrong_runs[-1]} us" >&2
 done
 
@@ -113,3 +130,11 @@ printf '  nginx 404            %8.1f us\n' "$nginx_median"
 printf '  pairing server 404   %8.1f us   %.2f x nginx\n' "$ours_median" "$(ratio "$ours_median" "$nginx_median")"
 printf '  pairing wrong code   %8.1f us   %.2f x nginx   (%d connections refused during restarts, not counted)\n' \
     "$wrong_median" "$(ratio "$wrong_median" "$nginx_median")" "$retries"
+if [ -n "$baseline" ]; then
+    baseline_median=$(median_of "${baseline_runs[@]}")
+    baseline_wrong_median=$(median_of "${baseline_wrong_runs[@]}")
+    printf '  baseline 404         %8.1f us   %.2f x nginx   (%s)\n' "$baseline_median" \
+        "$(ratio "$baseline_median" "$nginx_median")" "$baseline"
+    printf '  baseline wrong code  %8.1f us   %.2f x nginx\n' "$baseline_wrong_median" \
+        "$(ratio "$baseline_wrong_median" "$nginx_median")"
+fi
