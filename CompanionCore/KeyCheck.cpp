@@ -1,6 +1,6 @@
 #include "CompanionCore/KeyCheck.h"
 
-#include <libssh/libssh.h>
+#include "CompanionCore/LibsshKey.h"
 
 #include <cerrno>
 #include <cstring>
@@ -23,10 +23,7 @@ struct SessionDeleter {
 };
 using Session = std::unique_ptr<std::remove_pointer_t<ssh_session>, SessionDeleter>;
 
-struct KeyDeleter {
-    void operator()(ssh_key key) const { ssh_key_free(key); }
-};
-using Key = std::unique_ptr<std::remove_pointer_t<ssh_key>, KeyDeleter>;
+using LibsshKey::Key;
 
 struct AddressDeleter {
     void operator()(addrinfo* list) const { ::freeaddrinfo(list); }
@@ -85,19 +82,7 @@ std::optional<std::string> hostKeyFingerprint(ssh_session session) {
         return std::nullopt;
     }
     const Key key(raw);
-    unsigned char* hash = nullptr;
-    std::size_t length = 0;
-    if (ssh_get_publickey_hash(key.get(), SSH_PUBLICKEY_HASH_SHA256, &hash, &length) != SSH_OK) {
-        return std::nullopt;
-    }
-    char* text = ssh_get_fingerprint_hash(SSH_PUBLICKEY_HASH_SHA256, hash, length);
-    ssh_clean_pubkey_hash(&hash);
-    if (text == nullptr) {
-        return std::nullopt;
-    }
-    std::string result(text);
-    ssh_string_free_char(text);
-    return result;
+    return LibsshKey::fingerprint(key.get());
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "CompanionCore/SshPublicKey.h"
 
+#include "CompanionCore/LibsshKey.h"
+
 #include <libssh/libssh.h>
 
 #include <array>
@@ -11,10 +13,7 @@ namespace CompanionCore::SshPublicKey {
 
 namespace {
 
-struct KeyDeleter {
-    void operator()(ssh_key key) const { ssh_key_free(key); }
-};
-using Key = std::unique_ptr<std::remove_pointer_t<ssh_key>, KeyDeleter>;
+using LibsshKey::Key;
 
 /// Standard base64 (the caller has checked its alphabet and padding); nothing when it is not.
 std::optional<std::string> decodeBase64(std::string_view text) {
@@ -149,19 +148,7 @@ std::optional<std::string> fingerprint(std::string_view type, std::string_view b
     if (!key) {
         return std::nullopt;
     }
-    unsigned char* hash = nullptr;
-    std::size_t length = 0;
-    if (ssh_get_publickey_hash(key.get(), SSH_PUBLICKEY_HASH_SHA256, &hash, &length) != SSH_OK) {
-        return std::nullopt;
-    }
-    char* text = ssh_get_fingerprint_hash(SSH_PUBLICKEY_HASH_SHA256, hash, length);
-    ssh_clean_pubkey_hash(&hash);
-    if (text == nullptr) {
-        return std::nullopt;
-    }
-    std::string result(text);
-    ssh_string_free_char(text);
-    return result;
+    return LibsshKey::fingerprint(key.get());
 }
 
 } // namespace CompanionCore::SshPublicKey
