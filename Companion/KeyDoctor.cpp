@@ -7,6 +7,7 @@
 #include "CompanionCore/PairedDevices.h"
 
 #include <QStringList>
+#include <QTemporaryDir>
 
 #include <algorithm>
 #include <grp.h>
@@ -72,6 +73,18 @@ serverSettings(ProcessRunner& runner, const std::string& user,
     std::vector<std::string> arguments{"-T"};
     if (config) {
         arguments.insert(arguments.end(), {"-f", config->string()});
+    }
+    // sshd will not print its settings without a host key it can load, and the server's own keys are
+    // readable by root only: a throwaway key of ours lets the user's own check read them too.
+    const QTemporaryDir scratch;
+    if (scratch.isValid()) {
+        const std::string throwaway = (std::filesystem::path(scratch.path().toStdString()) / "host").string();
+        ProcessCommand keygen(std::string(keygenProgram), {"-q", "-t", "ed25519", "-N", "", "-f", throwaway},
+                              ProcessCommand::Output::capture);
+        keygen.timeout = settingsBound;
+        if (runner.run(keygen).succeeded()) {
+            arguments.insert(arguments.end(), {"-h", throwaway});
+        }
     }
     arguments.insert(arguments.end(), {"-C", "user=" + user + ",host=localhost,addr=127.0.0.1"});
     ProcessCommand command(std::string(sshdProgram), arguments, ProcessCommand::Output::capture);

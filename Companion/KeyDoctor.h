@@ -20,6 +20,8 @@ namespace Companion::KeyDoctor {
 
 /// The SSH server, run for its settings only.
 inline constexpr std::string_view sshdProgram = "/usr/sbin/sshd";
+/// Makes the throwaway host key `sshd -T` needs when the server's own are not readable.
+inline constexpr std::string_view keygenProgram = "/usr/bin/ssh-keygen";
 /// How long `sshd -T` may take.
 inline constexpr std::chrono::seconds settingsBound{20};
 
