@@ -94,6 +94,7 @@ public:
     TmuxNotifier& tmuxNotifier() { return *m_tmuxNotifier; }
     /// For the panel's own actions, such as turning the SSH server on.
     SystemActions& systemActions() { return *m_systemActions; }
+    const SystemActions& systemActions() const { return *m_systemActions; }
 
     /// The address the phone can use away from home: the relay tool's own address while it is
     /// connected and reports a non-empty one, else the first mesh-range address in `addresses`.

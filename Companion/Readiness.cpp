@@ -18,16 +18,42 @@ QString fromStd(const std::string& text) {
     return QString::fromStdString(text);
 }
 
+QString sshServerTitle(Wording wording) {
+    switch (wording) {
+    case Wording::macos:
+        return translate("Inicio de sesión remoto (SSH)");
+    case Wording::linuxSystem:
+        return translate("Servidor SSH");
+    }
+    return {};
+}
+
+QString installTitle(const SystemActions& actions) {
+    switch (actions.wording()) {
+    case Wording::macos:
+        return translate("Instalar con Homebrew");
+    case Wording::linuxSystem:
+        if (const auto manager = actions.packageManagerName()) {
+            //: the package manager: apt, dnf, pacman, zypper
+            return LocalizedFormat::fill(translate("Instalar con %@"), {fromStd(*manager)});
+        }
+        // The button then says which package managers it looked for.
+        return translate("Instalar…");
+    }
+    return {};
+}
+
 ReadinessCheck remoteLoginCheck(const CompanionModel& model) {
     const bool on = model.remoteLogin();
-    return {on, translate("Inicio de sesión remoto (SSH)"),
+    return {on, sshServerTitle(model.systemActions().wording()),
             on ? translate("activado") : translate("desactivado"),
             on ? std::nullopt : std::optional(translate("Activar…")), Action::enableRemoteLogin};
 }
 
-ReadinessCheck toolCheck(const char* name, const std::optional<std::string>& path) {
+ReadinessCheck toolCheck(const CompanionModel& model, const char* name,
+                         const std::optional<std::string>& path) {
     return {path.has_value(), QString::fromLatin1(name), path ? fromStd(*path) : translate("no instalado"),
-            path ? std::nullopt : std::optional(translate("Instalar con Homebrew")), Action::installTools};
+            path ? std::nullopt : std::optional(installTitle(model.systemActions())), Action::installTools};
 }
 
 ReadinessCheck drozakCheck(const CompanionModel& model) {
@@ -54,8 +80,8 @@ ReadinessCheck drozakCheck(const CompanionModel& model) {
 } // namespace
 
 std::vector<ReadinessCheck> checks(const CompanionModel& model) {
-    return {remoteLoginCheck(model), toolCheck("mosh-server", model.moshPath()),
-            toolCheck("tmux", model.tmuxPath()), drozakCheck(model)};
+    return {remoteLoginCheck(model), toolCheck(model, "mosh-server", model.moshPath()),
+            toolCheck(model, "tmux", model.tmuxPath()), drozakCheck(model)};
 }
 
 void perform(CompanionModel& model, ReadinessCheck::Action action) {

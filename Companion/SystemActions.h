@@ -2,6 +2,7 @@
 
 #include "Companion/ProcessRunner.h"
 #include "Companion/SleepInhibitor.h"
+#include "Companion/Wording.h"
 #include "CompanionCore/DrozakStatus.h"
 
 #include <chrono>
@@ -33,6 +34,13 @@ public:
     virtual ~SystemActions() = default;
     SystemActions(const SystemActions&) = delete;
     SystemActions& operator=(const SystemActions&) = delete;
+
+    /// The words of this platform for the texts that name the computer or its facilities.
+    virtual Wording wording() const = 0;
+
+    /// The name of the package manager `installCommandLine` uses ("apt", "Homebrew"), or nothing when
+    /// none is found. Only looks at the file system.
+    virtual std::optional<std::string> packageManagerName() const = 0;
 
     /// Whether the SSH server is on. Blocks until the system answers.
     virtual bool remoteLoginEnabled() = 0;

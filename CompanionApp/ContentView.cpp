@@ -243,6 +243,7 @@ std::vector<QLabel*> ContentView::addressLabels() const {
 void ContentView::render() {
     renderHeader();
     renderChecks();
+    m_pairingSection->setWording(m_model.systemActions().wording());
     m_pairingSection->render(m_model.pairing().state(), m_model.pairing().announced(), m_model.remoteLogin());
     m_pairedPhones->render(m_model.pairedPhones());
     m_refreshButton->setText(tr("Actualizar"));
@@ -253,7 +254,7 @@ void ContentView::render() {
 
 void ContentView::renderHeader() {
     m_title->setText(tr("nuvexa Companion"));
-    //: Mac name and user
+    //: computer name and user
     m_computerLine->setText(Translations::fill(
         tr("%@ · usuario %@"), {fromStd(m_options.computerName()), fromStd(m_options.userName())}));
 
@@ -284,9 +285,18 @@ void ContentView::renderHeader() {
     }
     m_addresses->setVisible(!addresses.empty());
 
-    m_homeOnlyNote->setText(
-        tr("Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en el Mac y en "
-           "el iPhone; entonces aparecerá aquí la dirección de malla."));
+    switch (m_model.systemActions().wording()) {
+    case Companion::Wording::macos:
+        m_homeOnlyNote->setText(
+            tr("Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en el Mac y en "
+               "el iPhone; entonces aparecerá aquí la dirección de malla."));
+        break;
+    case Companion::Wording::linuxSystem:
+        m_homeOnlyNote->setText(
+            tr("Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en este ordenador y "
+               "en el iPhone; entonces aparecerá aquí la dirección de malla."));
+        break;
+    }
     m_homeOnlyNote->setVisible(!m_model.hasMeshAddress());
 }
 
@@ -300,7 +310,14 @@ void ContentView::renderChecks() {
              [this, action = check.action] { Companion::Readiness::perform(m_model, action); }});
     }
 
-    m_keepAwakeSwitch->setText(tr("Mantener el Mac despierto"));
+    switch (m_model.systemActions().wording()) {
+    case Companion::Wording::macos:
+        m_keepAwakeSwitch->setText(tr("Mantener el Mac despierto"));
+        break;
+    case Companion::Wording::linuxSystem:
+        m_keepAwakeSwitch->setText(tr("Mantener el ordenador despierto"));
+        break;
+    }
     {
         const QSignalBlocker blocker(m_keepAwakeSwitch);
         m_keepAwakeSwitch->setChecked(m_model.keepAwake().enabled());

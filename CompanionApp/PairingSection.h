@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Companion/Wording.h"
+
 #include "CompanionCore/server/PairingServer.h"
 
 #include <QString>
@@ -28,6 +30,9 @@ public:
     /// Draws the section for `state`; `announced` picks the announcement line of the code view, and
     /// pairing can only be started while `remoteLogin` (the SSH server) is on.
     void render(const CompanionCore::PairingServer::State& state, bool announced, bool remoteLogin);
+
+    /// The platform whose words the explanation uses; macOS until set. Shown at the next `render`.
+    void setWording(Companion::Wording wording) { m_wording = wording; }
 
     /// How long a session waits for the phone, which the waiting line states in whole minutes
     /// (rounded up). The server's default until set.
@@ -68,6 +73,7 @@ private:
     QWidget* m_startView;
     QPushButton* m_startButton;
     QLabel* m_explanation;
+    Companion::Wording m_wording = Companion::Wording::macos;
     QLabel* m_failure;
     int m_expiryMinutes = 0;
     BusyIndicator* m_progress;

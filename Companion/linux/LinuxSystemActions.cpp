@@ -293,15 +293,32 @@ std::optional<std::string> LinuxSystemActions::openTerminal(const std::string& c
     if (const auto terminal = terminalCommand(command); terminal && runner().startDetached(*terminal)) {
         return std::nullopt;
     }
+    bool copied = false;
     if (copyText()) {
-        copyText()(command);
+        copied = copyText()(command);
     } else if (const auto clipboard = clipboardCommand(command)) {
-        runner().run(*clipboard);
+        copied = runner().run(*clipboard).succeeded();
     }
-    return LocalizedFormat::fill(translate("No puedo escribir en Terminal (permiso de Automatización). He "
-                                           "copiado «%@»: pégalo en Terminal y pulsa Intro."),
-                                 {QString::fromStdString(command)})
+    const QString shown = QString::fromStdString(command);
+    if (copied) {
+        return LocalizedFormat::fill(translate("No he podido abrir una terminal. He copiado «%@»: pégalo en "
+                                               "una terminal y pulsa Intro."),
+                                     {shown})
+            .toStdString();
+    }
+    return LocalizedFormat::fill(translate("No he podido abrir una terminal ni copiar la orden. Escribe «%@» "
+                                           "en una terminal y pulsa Intro."),
+                                 {shown})
         .toStdString();
+}
+
+std::optional<std::string> LinuxSystemActions::packageManagerName() const {
+    for (const auto& manager : packageManagers) {
+        if (locate(manager.name)) {
+            return std::string(manager.name);
+        }
+    }
+    return std::nullopt;
 }
 
 std::optional<std::string> LinuxSystemActions::installCommandLine(const std::vector<std::string>& packages) {

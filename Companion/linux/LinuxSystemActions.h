@@ -55,6 +55,8 @@ public:
     explicit LinuxSystemActions(std::shared_ptr<ProcessRunner> runner);
     LinuxSystemActions(std::shared_ptr<ProcessRunner> runner, Options options);
 
+    Wording wording() const override { return Wording::linuxSystem; }
+    std::optional<std::string> packageManagerName() const override;
     bool remoteLoginEnabled() override;
     std::optional<std::string> setRemoteLogin(bool on) override;
     std::optional<std::string> openTerminal(const std::string& command) override;

@@ -99,6 +99,10 @@ std::optional<std::string> MacSystemActions::installCommandLine(const std::vecto
     return Text::joined(words, " ");
 }
 
+std::optional<std::string> MacSystemActions::packageManagerName() const {
+    return std::string("Homebrew");
+}
+
 std::string MacSystemActions::packageManagerMissingMessage() const {
     return translate("Homebrew no está instalado. Instálalo desde brew.sh y vuelve a pulsar.").toStdString();
 }

@@ -292,12 +292,40 @@ TEST_F(LinuxSystemActionsTest, WithoutATerminalTheCommandGoesToTheGuiClipboardWi
         copied.push_back(text);
         return true;
     });
-    EXPECT_EQ(
-        backend.openTerminal("sudo apt install \"mosh\""),
-        "No puedo escribir en Terminal (permiso de Automatización). He copiado «sudo apt install \"mosh\"»: "
-        "pégalo en Terminal y pulsa Intro.");
+    EXPECT_EQ(backend.openTerminal("sudo apt install \"mosh\""),
+              "No he podido abrir una terminal. He copiado «sudo apt install \"mosh\"»: pégalo en una "
+              "terminal y pulsa Intro.");
     EXPECT_EQ(copied, (std::vector<std::string>{"sudo apt install \"mosh\""}));
     EXPECT_TRUE(m_runner->detached().empty());
+}
+
+TEST_F(LinuxSystemActionsTest, WhenNothingCouldBeCopiedTheMessageSaysToTypeTheCommand) {
+    auto backend = actions();
+    backend.setCopyText([](const std::string&) { return false; });
+    EXPECT_EQ(backend.openTerminal("sudo apt install tmux"),
+              "No he podido abrir una terminal ni copiar la orden. Escribe «sudo apt install tmux» en una "
+              "terminal y pulsa Intro.");
+    // Without a display there is no clipboard helper to try either.
+    EXPECT_EQ(actions().openTerminal("sudo apt install tmux"),
+              "No he podido abrir una terminal ni copiar la orden. Escribe «sudo apt install tmux» en una "
+              "terminal y pulsa Intro.");
+    EXPECT_TRUE(m_runner->runs().empty());
+}
+
+TEST_F(LinuxSystemActionsTest, AClipboardHelperThatFailsCountsAsNothingCopied) {
+    m_executables = {"/usr/bin/xclip"};
+    m_environment["DISPLAY"] = ":0";
+    m_runner->setResult(TestSupport::exited(1));
+    EXPECT_NE(actions().openTerminal("sudo apt install tmux").value_or("").find("ni copiar la orden"),
+              std::string::npos);
+}
+
+TEST_F(LinuxSystemActionsTest, ThePackageManagerIsNamedAsFound) {
+    m_executables = {"/usr/bin/dnf"};
+    EXPECT_EQ(actions().packageManagerName(), "dnf");
+    m_executables = {};
+    EXPECT_EQ(actions().packageManagerName(), std::nullopt);
+    EXPECT_EQ(actions().wording(), Companion::Wording::linuxSystem);
 }
 
 TEST_F(LinuxSystemActionsTest, ATerminalThatFailsToLaunchFallsBackToXclipUnderX) {

@@ -19,6 +19,11 @@ public:
         std::shared_ptr<Companion::ProcessRunner> runner = std::make_shared<Companion::QtProcessRunner>())
         : SystemActions(std::move(runner)) {}
 
+    /// The platform whose words the texts use; macOS unless set.
+    void setWording(Companion::Wording wording) {
+        std::lock_guard lock(m_mutex);
+        m_wording = wording;
+    }
     void setRemoteLoginOn(bool on) {
         std::lock_guard lock(m_mutex);
         m_remoteLogin = on;
@@ -60,6 +65,17 @@ public:
         return m_remoteLoginRequests;
     }
 
+    Companion::Wording wording() const override {
+        std::lock_guard lock(m_mutex);
+        return m_wording;
+    }
+    std::optional<std::string> packageManagerName() const override {
+        std::lock_guard lock(m_mutex);
+        if (!m_installPrefix) {
+            return std::nullopt;
+        }
+        return m_installPrefix->substr(0, m_installPrefix->find(' '));
+    }
     bool remoteLoginEnabled() override {
         std::lock_guard lock(m_mutex);
         return m_remoteLogin;
@@ -106,6 +122,7 @@ public:
 
 private:
     mutable std::mutex m_mutex;
+    Companion::Wording m_wording = Companion::Wording::macos;
     bool m_remoteLogin = false;
     std::vector<std::string> m_addresses;
     std::optional<std::string> m_remoteLoginAnswer;

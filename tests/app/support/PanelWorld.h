@@ -91,6 +91,8 @@ public:
     std::vector<std::uint16_t> ports = {0};
     /// The pairing log; "nuvexa-companion.log" in the home folder when empty.
     std::filesystem::path logFile;
+    /// A platform's own system actions to use instead of `actions` (which speak as on macOS).
+    std::shared_ptr<Companion::SystemActions> platformActions;
 
     /// The fake surroundings of a model, for a test that builds its own.
     Companion::CompanionModel::Environment environment();
