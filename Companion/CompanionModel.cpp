@@ -210,8 +210,12 @@ void CompanionModel::installWithHomebrew() {
 }
 
 void CompanionModel::enableRemoteLogin() {
-    enqueue([this](std::stop_token) {
-        auto error = m_systemActions->setRemoteLogin(true);
+    // Quitting stops the job, which ends a pending administrator dialog instead of waiting for it.
+    enqueue([this](std::stop_token stop) {
+        auto error = m_systemActions->setRemoteLogin(true, stop);
+        if (stop.stop_requested()) {
+            return;
+        }
         publish([error = std::move(error)](CompanionModel& model) { model.setLastError(error); });
     });
     enqueueRefresh();

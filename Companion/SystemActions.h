@@ -46,8 +46,9 @@ public:
     virtual bool remoteLoginEnabled() = 0;
 
     /// Turns the SSH server on or off after the system's administrator dialog; blocks until the user
-    /// has answered it. The system's or a Spanish message on failure.
-    virtual std::optional<std::string> setRemoteLogin(bool on) = 0;
+    /// has answered it or `stop` is requested (the dialog's helper is then ended and nothing is
+    /// reported). The system's or a Spanish message on failure.
+    virtual std::optional<std::string> setRemoteLogin(bool on, std::stop_token stop) = 0;
 
     /// Runs a shell command line in a new terminal window. When that is not possible the command is
     /// copied to the clipboard and the message tells the user to paste it.

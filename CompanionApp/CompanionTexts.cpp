@@ -37,6 +37,10 @@ constexpr Text texts[] = {
      QT_TRANSLATE_NOOP("SystemActions", "No se ha podido cambiar el servidor SSH (código %1).")},
     {"SystemActions",
      QT_TRANSLATE_NOOP("SystemActions",
+                       "Ningún agente de polkit puede pedir la contraseña de administrador en este "
+                       "escritorio. Escribe «%@» en una terminal.")},
+    {"SystemActions",
+     QT_TRANSLATE_NOOP("SystemActions",
                        "No puedo escribir en Terminal (permiso de Automatización). He copiado "
                        "«%@»: pégalo en Terminal y pulsa Intro.")},
     {"SystemActions",

@@ -181,7 +181,7 @@ std::optional<std::string> LinuxSystemActions::sshUnit() const {
     return std::nullopt;
 }
 
-std::optional<std::string> LinuxSystemActions::setRemoteLogin(bool on) {
+std::optional<std::string> LinuxSystemActions::setRemoteLogin(bool on, std::stop_token stop) {
     const auto unit = sshUnit();
     if (!unit) {
         return translate("No encuentro el servidor SSH. Instala el servidor OpenSSH y vuelve a pulsar.")
@@ -193,18 +193,30 @@ std::optional<std::string> LinuxSystemActions::setRemoteLogin(bool on) {
         return translate("No encuentro pkexec y systemctl para pedir permiso de administrador.")
             .toStdString();
     }
-    const ProcessCommand command{*pkexec,
-                                 {*systemctl, on ? "enable" : "disable", "--now", *unit},
-                                 ProcessCommand::Output::captureMerged};
-    const auto result = runner().run(command);
-    if (result.succeeded()) {
+    const std::vector<std::string> change{*systemctl, on ? "enable" : "disable", "--now", *unit};
+    // Without a desktop agent pkexec would ask for the password on its own terminal, which nobody
+    // sees from a tray: it must fail and say so instead.
+    std::vector<std::string> arguments{std::string(pkexecWithoutTextAgent)};
+    arguments.insert(arguments.end(), change.begin(), change.end());
+    const auto result =
+        runner().run(ProcessCommand{*pkexec, arguments, ProcessCommand::Output::captureMerged}, stop);
+    if (result.succeeded() || result.status == ProcessResult::Status::cancelled) {
         return std::nullopt;
     }
     if (result.status == ProcessResult::Status::failedToStart) {
         return "pkexec: " + result.error;
     }
-    // pkexec's own message (the dialog was dismissed, not authorised) or systemctl's.
     const auto output = Text::trimmed(result.output);
+    if (output.find(noAgentMessage) != std::string::npos) {
+        return LocalizedFormat::fill(
+                   translate("Ningún agente de polkit puede pedir la contraseña de "
+                             "administrador en este escritorio. Escribe «%@» en una "
+                             "terminal."),
+                   {QString::fromStdString("sudo " +
+                                           Text::joined({"systemctl", change[1], "--now", *unit}, " "))})
+            .toStdString();
+    }
+    // pkexec's own message (the dialog was dismissed, not authorised) or systemctl's.
     if (!output.empty()) {
         return output;
     }

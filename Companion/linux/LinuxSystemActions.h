@@ -49,6 +49,10 @@ public:
     /// hands the window to the user's shell. The command arrives as "$1", so it needs no quoting.
     static constexpr std::string_view terminalScript =
         R"(printf '$ %s\n' "$1"; eval "$1"; exec "${SHELL:-/bin/sh}")";
+    /// pkexec's option that refuses its own password prompt on the terminal.
+    static constexpr std::string_view pkexecWithoutTextAgent = "--disable-internal-agent";
+    /// What pkexec says when no polkit agent runs in the session.
+    static constexpr std::string_view noAgentMessage = "No authentication agent found";
     /// How long a clipboard helper may take to take over the text.
     static constexpr std::chrono::milliseconds clipboardTimeout{5000};
 
@@ -58,7 +62,7 @@ public:
     Wording wording() const override { return Wording::linuxSystem; }
     std::optional<std::string> packageManagerName() const override;
     bool remoteLoginEnabled() override;
-    std::optional<std::string> setRemoteLogin(bool on) override;
+    std::optional<std::string> setRemoteLogin(bool on, std::stop_token stop) override;
     std::optional<std::string> openTerminal(const std::string& command) override;
     std::optional<std::string> installCommandLine(const std::vector<std::string>& packages) override;
     std::string packageManagerMissingMessage() const override;

@@ -54,9 +54,9 @@ bool MacSystemActions::remoteLoginEnabled() {
     return runner().run(ProcessCommand{"/bin/launchctl", {"print", "system/com.openssh.sshd"}}).succeeded();
 }
 
-std::optional<std::string> MacSystemActions::setRemoteLogin(bool on) {
-    const auto result = runner().run(scriptCommand(remoteLoginScript(on)));
-    if (result.succeeded()) {
+std::optional<std::string> MacSystemActions::setRemoteLogin(bool on, std::stop_token stop) {
+    const auto result = runner().run(scriptCommand(remoteLoginScript(on)), stop);
+    if (result.succeeded() || result.status == ProcessResult::Status::cancelled) {
         return std::nullopt;
     }
     if (result.status == ProcessResult::Status::failedToStart) {

@@ -27,7 +27,7 @@ public:
     Wording wording() const override { return Wording::macos; }
     std::optional<std::string> packageManagerName() const override;
     bool remoteLoginEnabled() override;
-    std::optional<std::string> setRemoteLogin(bool on) override;
+    std::optional<std::string> setRemoteLogin(bool on, std::stop_token stop) override;
     std::optional<std::string> openTerminal(const std::string& command) override;
     std::optional<std::string> installCommandLine(const std::vector<std::string>& packages) override;
     std::string packageManagerMissingMessage() const override;

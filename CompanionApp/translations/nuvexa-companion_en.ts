@@ -328,6 +328,10 @@
         <translation>Could not change the SSH server (code %1).</translation>
     </message>
     <message>
+        <source>Ningún agente de polkit puede pedir la contraseña de administrador en este escritorio. Escribe «%@» en una terminal.</source>
+        <translation>No polkit agent can ask for the administrator password on this desktop. Type “%@” into a terminal.</translation>
+    </message>
+    <message>
         <source>No puedo escribir en Terminal (permiso de Automatización). He copiado «%@»: pégalo en Terminal y pulsa Intro.</source>
         <translation>Cannot type into Terminal (Automation permission). I copied “%@”: paste it into Terminal and press Return.</translation>
     </message>

@@ -68,7 +68,7 @@ std::vector<std::string> linuxPanelTexts(const std::string& artifactSuffix) {
     texts.insert(texts.end(), withRedLine.begin(), withRedLine.end());
     auto& actions = world.model().systemActions();
     texts.push_back(actions.packageManagerMissingMessage());
-    texts.push_back(actions.setRemoteLogin(true).value_or(""));
+    texts.push_back(actions.setRemoteLogin(true, {}).value_or(""));
     actions.setCopyText([](const std::string&) { return true; });
     texts.push_back(actions.openTerminal("sudo apt install tmux").value_or(""));
     saveArtifact(world.panel(), artifactSuffix);

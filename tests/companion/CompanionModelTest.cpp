@@ -1,5 +1,6 @@
 #include "Companion/CompanionModel.h"
 #include "Companion/HostIdentity.h"
+#include "Companion/QtProcessRunner.h"
 #include "Companion/linux/DBusSleepInhibitor.h"
 #include "Companion/linux/LinuxSystemActions.h"
 #include "Companion/macos/MacSystemActions.h"
@@ -10,6 +11,7 @@
 #include "support/FakeNotificationCentre.h"
 #include "support/FakeProcessRunner.h"
 #include "support/FakeSystemActions.h"
+#include "support/Files.h"
 #include "support/LogindService.h"
 #include "support/PrivateSessionBus.h"
 #include "support/TemporaryDirectory.h"
@@ -501,3 +503,41 @@ TEST_F(CompanionModelTest, AFullyQualifiedHostNameIsNamedEverywhereAsAvahiAnnoun
     EXPECT_TRUE(txt.contains({"hosts", "box.local,192.168.1.5"})) << testing::PrintToString(service.txt);
     model->pairing().stop();
 }
+
+namespace {
+
+// pkexec is not installed on this machine: the test writes a stand-in that stays as pkexec does
+// while a polkit agent's password dialog waits for an answer.
+TEST(CompanionModelQuitTest, QuittingNeverWaitsForAPendingAdministratorDialog) {
+    TestSupport::TemporaryDirectory bin;
+    const auto asked = bin / "asked";
+    TestSupport::writeScript(bin / "pkexec", "touch '" + asked.string() + "'\nexec sleep 3600");
+    TestSupport::writeScript(bin / "systemctl", "exit 0");
+    std::filesystem::create_directories(bin / "units");
+    TestSupport::writeFile(bin / "units" / "ssh.service", "");
+    Companion::LinuxSystemActions::Options options;
+    options.searchPaths = std::vector<std::string>{bin.path().string()};
+    options.environment = [](const std::string&) -> std::optional<std::string> { return std::nullopt; };
+    options.socketTables = std::vector<std::filesystem::path>{bin / "tcp"};
+    options.unitDirectories = std::vector<std::filesystem::path>{bin / "units"};
+    auto actions = std::make_shared<Companion::LinuxSystemActions>(
+        std::make_shared<Companion::QtProcessRunner>(), std::move(options));
+
+    CompanionModel::Environment environment;
+    environment.systemActions = actions;
+    environment.searchPaths = std::vector<std::string>{bin.path().string()};
+    environment.hostName = [] { return std::string("estudio"); };
+    environment.authorizedKeys = bin / "authorized_keys";
+    environment.serverOptions.logFile = bin / "companion.log";
+    environment.notifier.runner = std::make_shared<TestSupport::FakeProcessRunner>();
+    environment.notifier.notifications = std::make_shared<TestSupport::FakeNotificationCentre>();
+    auto model = std::make_unique<CompanionModel>(std::move(environment));
+    model->enableRemoteLogin();
+    ASSERT_TRUE(TestSupport::pollUntil([&] { return std::filesystem::exists(asked); }));
+
+    auto quit = std::async(std::launch::async, [&model] { model.reset(); });
+    EXPECT_EQ(quit.wait_for(TestSupport::generousBound), std::future_status::ready)
+        << "the model waited for the dialog";
+}
+
+} // namespace

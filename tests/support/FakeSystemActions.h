@@ -80,7 +80,7 @@ public:
         std::lock_guard lock(m_mutex);
         return m_remoteLogin;
     }
-    std::optional<std::string> setRemoteLogin(bool on) override {
+    std::optional<std::string> setRemoteLogin(bool on, std::stop_token) override {
         std::lock_guard lock(m_mutex);
         m_remoteLoginRequests.push_back(on);
         if (!m_remoteLoginAnswer) {
