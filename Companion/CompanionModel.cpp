@@ -138,6 +138,9 @@ void CompanionModel::enqueueRefresh() {
     enqueue([this](std::stop_token stop) {
         const bool remoteLogin = m_systemActions->remoteLoginEnabled();
         publish([remoteLogin](CompanionModel& model) { model.setRemoteLogin(remoteLogin); });
+        const bool sshServerInstalled = remoteLogin || m_systemActions->sshServerInstalled();
+        publish(
+            [sshServerInstalled](CompanionModel& model) { model.setSshServerInstalled(sshServerInstalled); });
         auto mosh = locate("mosh-server");
         publish([mosh](CompanionModel& model) { model.setMoshPath(mosh); });
         auto tmux = locate("tmux");
@@ -209,6 +212,17 @@ void CompanionModel::installWithHomebrew() {
     setLastError(m_systemActions->openTerminal(*commandLine));
 }
 
+void CompanionModel::installSshServer() {
+    const auto package = m_systemActions->sshServerPackage();
+    const auto commandLine = package ? m_systemActions->installCommandLine({*package}) : std::nullopt;
+    if (!commandLine) {
+        setLastError(m_systemActions->packageManagerMissingMessage());
+        return;
+    }
+    // The installation runs in the terminal after this returns; the user refreshes by hand.
+    setLastError(m_systemActions->openTerminal(*commandLine));
+}
+
 void CompanionModel::enableRemoteLogin() {
     // Quitting stops the job, which ends a pending administrator dialog instead of waiting for it.
     enqueue([this](std::stop_token stop) {
@@ -249,6 +263,14 @@ void CompanionModel::setRemoteLogin(bool on) {
     }
     m_remoteLogin = on;
     emit remoteLoginChanged(on);
+}
+
+void CompanionModel::setSshServerInstalled(bool installed) {
+    if (installed == m_sshServerInstalled) {
+        return;
+    }
+    m_sshServerInstalled = installed;
+    emit sshServerInstalledChanged(installed);
 }
 
 void CompanionModel::setMoshPath(std::optional<std::string> path) {

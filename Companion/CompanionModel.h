@@ -65,6 +65,8 @@ public:
 
     /// The SSH server ("Remote Login") is on.
     bool remoteLogin() const { return m_remoteLogin; }
+    /// An SSH server is installed, on or off (assumed until the first refresh says otherwise).
+    bool sshServerInstalled() const { return m_sshServerInstalled; }
     /// Full path of `mosh-server` (the server half is what this computer needs).
     const std::optional<std::string>& moshPath() const { return m_moshPath; }
     const std::optional<std::string>& tmuxPath() const { return m_tmuxPath; }
@@ -117,6 +119,10 @@ public:
     /// thread, because its clipboard fallback may use the GUI's clipboard.
     void installWithHomebrew();
 
+    /// Types the package manager's install command for the SSH server into a new terminal window, as
+    /// `installWithHomebrew` does; `lastError` gets the outcome.
+    void installSshServer();
+
     /// Turns the SSH server on through the system's administrator dialog, then refreshes; a failure
     /// message lands in `lastError`, a success clears it. The dialog never blocks the panel.
     void enableRemoteLogin();
@@ -127,6 +133,7 @@ public:
 
 signals:
     void remoteLoginChanged(bool on);
+    void sshServerInstalledChanged(bool installed);
     void moshPathChanged();
     void tmuxPathChanged();
     void addressesChanged();
@@ -149,6 +156,7 @@ private:
     void enqueueRefresh();
 
     void setRemoteLogin(bool on);
+    void setSshServerInstalled(bool installed);
     void setMoshPath(std::optional<std::string> path);
     void setTmuxPath(std::optional<std::string> path);
     void setDrozakPath(std::optional<std::string> path);
@@ -159,6 +167,7 @@ private:
     std::shared_ptr<SystemActions> m_systemActions;
 
     bool m_remoteLogin = false;
+    bool m_sshServerInstalled = true;
     std::optional<std::string> m_moshPath;
     std::optional<std::string> m_tmuxPath;
     std::vector<std::string> m_addresses;

@@ -45,6 +45,10 @@ QString installTitle(const SystemActions& actions) {
 
 ReadinessCheck remoteLoginCheck(const CompanionModel& model) {
     const bool on = model.remoteLogin();
+    if (!on && !model.sshServerInstalled()) {
+        return {false, sshServerTitle(model.systemActions().wording()), translate("no instalado"),
+                installTitle(model.systemActions()), Action::installSshServer};
+    }
     return {on, sshServerTitle(model.systemActions().wording()),
             on ? translate("activado") : translate("desactivado"),
             on ? std::nullopt : std::optional(translate("Activar…")), Action::enableRemoteLogin};
@@ -90,6 +94,9 @@ void perform(CompanionModel& model, ReadinessCheck::Action action) {
         return;
     case Action::enableRemoteLogin:
         model.enableRemoteLogin();
+        return;
+    case Action::installSshServer:
+        model.installSshServer();
         return;
     case Action::installTools:
         model.installWithHomebrew();

@@ -10,7 +10,7 @@ namespace Companion {
 /// the terminal front end.
 struct ReadinessCheck {
     /// What the row's repair button asks of the model.
-    enum class Action { none, enableRemoteLogin, installTools, connectDrozak };
+    enum class Action { none, enableRemoteLogin, installSshServer, installTools, connectDrozak };
 
     /// The check passed.
     bool ok = false;

@@ -42,6 +42,14 @@ public:
     /// none is found. Only looks at the file system.
     virtual std::optional<std::string> packageManagerName() const = 0;
 
+    /// Whether an SSH server is installed, on or off. Looks at the file system only; by default the
+    /// system always has one.
+    virtual bool sshServerInstalled() const { return true; }
+
+    /// The package `installCommandLine` installs an SSH server from; nothing where the system ships
+    /// one or no package manager is found.
+    virtual std::optional<std::string> sshServerPackage() const { return std::nullopt; }
+
     /// Whether the SSH server is on. Blocks until the system answers.
     virtual bool remoteLoginEnabled() = 0;
 

@@ -188,6 +188,7 @@ QFrame* ContentView::divider() {
 void ContentView::connectObserved() {
     const auto rerender = [this] { render(); };
     connect(&m_model, &Companion::CompanionModel::remoteLoginChanged, this, rerender);
+    connect(&m_model, &Companion::CompanionModel::sshServerInstalledChanged, this, rerender);
     connect(&m_model, &Companion::CompanionModel::moshPathChanged, this, rerender);
     connect(&m_model, &Companion::CompanionModel::tmuxPathChanged, this, rerender);
     connect(&m_model, &Companion::CompanionModel::addressesChanged, this, rerender);

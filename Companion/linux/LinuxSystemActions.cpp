@@ -23,14 +23,16 @@ struct PackageManager {
     std::string_view name;
     /// What precedes the package names in the command a user types.
     std::string_view install;
+    /// The distribution's package of the OpenSSH server.
+    std::string_view sshServer;
 };
 
 /// Tried in this order; the first one present is the distribution's own.
 constexpr PackageManager packageManagers[] = {
-    {"apt", "sudo apt install"},
-    {"dnf", "sudo dnf install"},
-    {"pacman", "sudo pacman -S"},
-    {"zypper", "sudo zypper install"},
+    {"apt", "sudo apt install", "openssh-server"},
+    {"dnf", "sudo dnf install", "openssh-server"},
+    {"pacman", "sudo pacman -S", "openssh"},
+    {"zypper", "sudo zypper install", "openssh"},
 };
 
 struct DesktopTerminals {
@@ -322,6 +324,19 @@ std::optional<std::string> LinuxSystemActions::openTerminal(const std::string& c
                                            "en una terminal y pulsa Intro."),
                                  {shown})
         .toStdString();
+}
+
+bool LinuxSystemActions::sshServerInstalled() const {
+    return sshUnit().has_value() || m_options.executable(std::string(sshDaemon));
+}
+
+std::optional<std::string> LinuxSystemActions::sshServerPackage() const {
+    for (const auto& manager : packageManagers) {
+        if (locate(manager.name)) {
+            return std::string(manager.sshServer);
+        }
+    }
+    return std::nullopt;
 }
 
 std::optional<std::string> LinuxSystemActions::packageManagerName() const {

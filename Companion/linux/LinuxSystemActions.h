@@ -49,6 +49,8 @@ public:
     /// hands the window to the user's shell. The command arrives as "$1", so it needs no quoting.
     static constexpr std::string_view terminalScript =
         R"(printf '$ %s\n' "$1"; eval "$1"; exec "${SHELL:-/bin/sh}")";
+    /// Where every distribution installs the SSH daemon.
+    static constexpr std::string_view sshDaemon = "/usr/sbin/sshd";
     /// pkexec's option that refuses its own password prompt on the terminal.
     static constexpr std::string_view pkexecWithoutTextAgent = "--disable-internal-agent";
     /// What pkexec says when no polkit agent runs in the session.
@@ -61,6 +63,8 @@ public:
 
     Wording wording() const override { return Wording::linuxSystem; }
     std::optional<std::string> packageManagerName() const override;
+    bool sshServerInstalled() const override;
+    std::optional<std::string> sshServerPackage() const override;
     bool remoteLoginEnabled() override;
     std::optional<std::string> setRemoteLogin(bool on, std::stop_token stop) override;
     std::optional<std::string> openTerminal(const std::string& command) override;

@@ -102,7 +102,8 @@ TEST_F(StatusCommandTest, OnLinuxTheTableNamesNoOtherSystemInSpanishOrEnglish) {
     options.searchPaths = std::vector<std::string>{m_tools.path().string()};
     options.environment = [](const std::string&) -> std::optional<std::string> { return std::nullopt; };
     options.socketTables = std::vector<std::filesystem::path>{m_tools / "tcp"};
-    options.unitDirectories = std::vector<std::filesystem::path>{};
+    writeScript(m_tools / "ssh.service", "");
+    options.unitDirectories = std::vector<std::filesystem::path>{m_tools.path()};
     auto actions = std::make_shared<Companion::LinuxSystemActions>(
         std::make_shared<Companion::QtProcessRunner>(), std::move(options));
     const auto model = TestSupport::refreshedModel(actions, m_tools.path());

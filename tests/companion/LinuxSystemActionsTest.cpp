@@ -361,6 +361,26 @@ TEST_F(LinuxSystemActionsTest, AClipboardHelperThatFailsCountsAsNothingCopied) {
               std::string::npos);
 }
 
+TEST_F(LinuxSystemActionsTest, TheSshServerIsInstalledWhenItsUnitOrItsDaemonIsThere) {
+    EXPECT_FALSE(actions().sshServerInstalled());
+    m_executables = {std::string(LinuxSystemActions::sshDaemon)};
+    EXPECT_TRUE(actions().sshServerInstalled());
+    m_executables = {};
+    writeFile(m_directory / "lib" / "sshd.service", "");
+    EXPECT_TRUE(actions().sshServerInstalled());
+}
+
+TEST_F(LinuxSystemActionsTest, TheSshServerPackageIsTheDistributionsOwn) {
+    const std::map<std::string, std::string> packages = {
+        {"apt", "openssh-server"}, {"dnf", "openssh-server"}, {"pacman", "openssh"}, {"zypper", "openssh"}};
+    for (const auto& [manager, package] : packages) {
+        m_executables = {"/usr/bin/" + manager};
+        EXPECT_EQ(actions().sshServerPackage(), package) << manager;
+    }
+    m_executables = {};
+    EXPECT_EQ(actions().sshServerPackage(), std::nullopt);
+}
+
 TEST_F(LinuxSystemActionsTest, ThePackageManagerIsNamedAsFound) {
     m_executables = {"/usr/bin/dnf"};
     EXPECT_EQ(actions().packageManagerName(), "dnf");

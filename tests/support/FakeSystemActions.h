@@ -24,6 +24,10 @@ public:
         std::lock_guard lock(m_mutex);
         m_wording = wording;
     }
+    void setSshServerInstalled(bool installed) {
+        std::lock_guard lock(m_mutex);
+        m_sshServerInstalled = installed;
+    }
     void setRemoteLoginOn(bool on) {
         std::lock_guard lock(m_mutex);
         m_remoteLogin = on;
@@ -74,8 +78,15 @@ public:
         if (!m_installPrefix) {
             return std::nullopt;
         }
-        return m_installPrefix->substr(0, m_installPrefix->find(' '));
+        // The package manager's own word: "brew install", "sudo apt install".
+        auto manager = m_installPrefix->starts_with("sudo ") ? m_installPrefix->substr(5) : *m_installPrefix;
+        return manager.substr(0, manager.find(' '));
     }
+    bool sshServerInstalled() const override {
+        std::lock_guard lock(m_mutex);
+        return m_sshServerInstalled;
+    }
+    std::optional<std::string> sshServerPackage() const override { return "openssh-server"; }
     bool remoteLoginEnabled() override {
         std::lock_guard lock(m_mutex);
         return m_remoteLogin;
@@ -124,6 +135,7 @@ private:
     mutable std::mutex m_mutex;
     Companion::Wording m_wording = Companion::Wording::macos;
     bool m_remoteLogin = false;
+    bool m_sshServerInstalled = true;
     std::vector<std::string> m_addresses;
     std::optional<std::string> m_remoteLoginAnswer;
     std::optional<std::string> m_installPrefix = std::string("brew install");
