@@ -70,6 +70,7 @@ CompanionModel::CompanionModel(Environment environment, QObject* parent)
 
 CompanionModel::~CompanionModel() {
     // A job still running (a slow tool) is asked to stop; none may outlive the model it reports to.
+    m_connectWorker.shutDown();
     m_worker.shutDown();
 }
 
@@ -169,7 +170,12 @@ void CompanionModel::connectDrozak() {
         m_environment.openUrl(std::string(CompanionCore::Tools::drozakDownload));
         return;
     }
-    enqueue([this, path = *m_drozakPath](std::stop_token stop) {
+    if (m_drozakConnectPending) {
+        return;
+    }
+    m_drozakConnectPending = true;
+    emit pendingChanged();
+    m_connectWorker.enqueue([this, path = *m_drozakPath](std::stop_token stop) {
         const auto result = m_systemActions->runner().run(
             ProcessCommand{path, {"connect"}, ProcessCommand::Output::captureMerged}, stop);
         std::optional<std::string> error;
@@ -187,9 +193,13 @@ void CompanionModel::connectDrozak() {
             }
             break;
         }
-        publish([error](CompanionModel& model) { model.setLastError(error); });
+        publish([error](CompanionModel& model) {
+            model.setLastError(error);
+            model.m_drozakConnectPending = false;
+            emit model.pendingChanged();
+            model.enqueueRefresh();
+        });
     });
-    enqueueRefresh();
 }
 
 void CompanionModel::installWithHomebrew() {
@@ -225,12 +235,21 @@ void CompanionModel::installSshServer() {
 
 void CompanionModel::enableRemoteLogin() {
     // Quitting stops the job, which ends a pending administrator dialog instead of waiting for it.
+    if (m_remoteLoginPending) {
+        return;
+    }
+    m_remoteLoginPending = true;
+    emit pendingChanged();
     enqueue([this](std::stop_token stop) {
         auto error = m_systemActions->setRemoteLogin(true, stop);
         if (stop.stop_requested()) {
             return;
         }
-        publish([error = std::move(error)](CompanionModel& model) { model.setLastError(error); });
+        publish([error = std::move(error)](CompanionModel& model) {
+            model.setLastError(error);
+            model.m_remoteLoginPending = false;
+            emit model.pendingChanged();
+        });
     });
     enqueueRefresh();
 }

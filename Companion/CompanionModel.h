@@ -67,6 +67,10 @@ public:
     bool remoteLogin() const { return m_remoteLogin; }
     /// An SSH server is installed, on or off (assumed until the first refresh says otherwise).
     bool sshServerInstalled() const { return m_sshServerInstalled; }
+    /// `enableRemoteLogin` waits for its answer; asking again meanwhile does nothing.
+    bool remoteLoginPending() const { return m_remoteLoginPending; }
+    /// `connectDrozak` waits for the relay tool; asking again meanwhile does nothing.
+    bool drozakConnectPending() const { return m_drozakConnectPending; }
     /// Full path of `mosh-server` (the server half is what this computer needs).
     const std::optional<std::string>& moshPath() const { return m_moshPath; }
     const std::optional<std::string>& tmuxPath() const { return m_tmuxPath; }
@@ -134,6 +138,8 @@ public:
 signals:
     void remoteLoginChanged(bool on);
     void sshServerInstalledChanged(bool installed);
+    /// `remoteLoginPending` or `drozakConnectPending` changed.
+    void pendingChanged();
     void moshPathChanged();
     void tmuxPathChanged();
     void addressesChanged();
@@ -168,6 +174,8 @@ private:
 
     bool m_remoteLogin = false;
     bool m_sshServerInstalled = true;
+    bool m_remoteLoginPending = false;
+    bool m_drozakConnectPending = false;
     std::optional<std::string> m_moshPath;
     std::optional<std::string> m_tmuxPath;
     std::vector<std::string> m_addresses;
@@ -182,6 +190,8 @@ private:
     std::chrono::milliseconds m_pairingExpiry;
 
     SerialWorker m_worker{*this};
+    // The relay tool's connect may hang; on a worker of its own it never holds back a refresh.
+    SerialWorker m_connectWorker{*this};
 };
 
 } // namespace Companion

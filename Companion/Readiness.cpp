@@ -49,9 +49,12 @@ ReadinessCheck remoteLoginCheck(const CompanionModel& model) {
         return {false, sshServerTitle(model.systemActions().wording()), translate("no instalado"),
                 installTitle(model.systemActions()), Action::installSshServer};
     }
-    return {on, sshServerTitle(model.systemActions().wording()),
+    return {on,
+            sshServerTitle(model.systemActions().wording()),
             on ? translate("activado") : translate("desactivado"),
-            on ? std::nullopt : std::optional(translate("Activar…")), Action::enableRemoteLogin};
+            on ? std::nullopt : std::optional(translate("Activar…")),
+            Action::enableRemoteLogin,
+            model.remoteLoginPending()};
 }
 
 ReadinessCheck toolCheck(const CompanionModel& model, const char* name,
@@ -77,6 +80,7 @@ ReadinessCheck drozakCheck(const CompanionModel& model) {
         const bool hasDetail = status && status->stateDetail && !status->stateDetail->empty();
         check.detail = hasDetail ? fromStd(*status->stateDetail) : translate("instalado, sin conexión");
         check.actionTitle = translate("Conectar");
+        check.busy = model.drozakConnectPending();
     }
     return check;
 }

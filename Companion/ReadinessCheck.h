@@ -21,6 +21,8 @@ struct ReadinessCheck {
     /// Label of the repair button; absent when the row offers none.
     std::optional<QString> actionTitle;
     Action action = Action::none;
+    /// The repair is running: the button shows it and does nothing until it ends.
+    bool busy = false;
 
     bool operator==(const ReadinessCheck&) const = default;
 };

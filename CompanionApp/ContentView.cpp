@@ -189,6 +189,7 @@ void ContentView::connectObserved() {
     const auto rerender = [this] { render(); };
     connect(&m_model, &Companion::CompanionModel::remoteLoginChanged, this, rerender);
     connect(&m_model, &Companion::CompanionModel::sshServerInstalledChanged, this, rerender);
+    connect(&m_model, &Companion::CompanionModel::pendingChanged, this, rerender);
     connect(&m_model, &Companion::CompanionModel::moshPathChanged, this, rerender);
     connect(&m_model, &Companion::CompanionModel::tmuxPathChanged, this, rerender);
     connect(&m_model, &Companion::CompanionModel::addressesChanged, this, rerender);
@@ -308,7 +309,7 @@ void ContentView::renderChecks() {
         const auto& check = checks.at(i);
         rows[i]->setContent(
             {check.ok, check.title, check.detail, check.actionTitle,
-             [this, action = check.action] { Companion::Readiness::perform(m_model, action); }});
+             [this, action = check.action] { Companion::Readiness::perform(m_model, action); }, check.busy});
     }
 
     switch (m_model.systemActions().wording()) {
