@@ -82,6 +82,7 @@ CompanionModel::CompanionModel(Environment environment, QObject* parent)
 
 CompanionModel::~CompanionModel() {
     // A job still running (a slow tool) is asked to stop; none may outlive the model it reports to.
+    m_connectWorker.shutDown();
     m_worker.shutDown();
 }
 
@@ -183,6 +184,9 @@ void CompanionModel::enqueueRefresh() {
     enqueue([this](std::stop_token stop) {
         const bool remoteLogin = m_systemActions->remoteLoginEnabled();
         publish([remoteLogin](CompanionModel& model) { model.setRemoteLogin(remoteLogin); });
+        const bool sshServerInstalled = remoteLogin || m_systemActions->sshServerInstalled();
+        publish(
+            [sshServerInstalled](CompanionModel& model) { model.setSshServerInstalled(sshServerInstalled); });
         auto mosh = locate("mosh-server");
         publish([mosh](CompanionModel& model) { model.setMoshPath(mosh); });
         auto tmux = locate("tmux");
@@ -211,7 +215,12 @@ void CompanionModel::connectDrozak() {
         m_environment.openUrl(std::string(CompanionCore::Tools::drozakDownload));
         return;
     }
-    enqueue([this, path = *m_drozakPath](std::stop_token stop) {
+    if (m_drozakConnectPending) {
+        return;
+    }
+    m_drozakConnectPending = true;
+    emit pendingChanged();
+    m_connectWorker.enqueue([this, path = *m_drozakPath](std::stop_token stop) {
         const auto result = m_systemActions->runner().run(
             ProcessCommand{path, {"connect"}, ProcessCommand::Output::captureMerged}, stop);
         std::optional<std::string> error;
@@ -229,9 +238,13 @@ void CompanionModel::connectDrozak() {
             }
             break;
         }
-        publish([error](CompanionModel& model) { model.setLastError(error); });
+        publish([error](CompanionModel& model) {
+            model.setLastError(error);
+            model.m_drozakConnectPending = false;
+            emit model.pendingChanged();
+            model.enqueueRefresh();
+        });
     });
-    enqueueRefresh();
 }
 
 void CompanionModel::installWithHomebrew() {
@@ -254,10 +267,34 @@ void CompanionModel::installWithHomebrew() {
     setLastError(m_systemActions->openTerminal(*commandLine));
 }
 
+void CompanionModel::installSshServer() {
+    const auto package = m_systemActions->sshServerPackage();
+    const auto commandLine = package ? m_systemActions->installCommandLine({*package}) : std::nullopt;
+    if (!commandLine) {
+        setLastError(m_systemActions->packageManagerMissingMessage());
+        return;
+    }
+    // The installation runs in the terminal after this returns; the user refreshes by hand.
+    setLastError(m_systemActions->openTerminal(*commandLine));
+}
+
 void CompanionModel::enableRemoteLogin() {
-    enqueue([this](std::stop_token) {
-        auto error = m_systemActions->setRemoteLogin(true);
-        publish([error = std::move(error)](CompanionModel& model) { model.setLastError(error); });
+    // Quitting stops the job, which ends a pending administrator dialog instead of waiting for it.
+    if (m_remoteLoginPending) {
+        return;
+    }
+    m_remoteLoginPending = true;
+    emit pendingChanged();
+    enqueue([this](std::stop_token stop) {
+        auto error = m_systemActions->setRemoteLogin(true, stop);
+        if (stop.stop_requested()) {
+            return;
+        }
+        publish([error = std::move(error)](CompanionModel& model) {
+            model.setLastError(error);
+            model.m_remoteLoginPending = false;
+            emit model.pendingChanged();
+        });
     });
     enqueueRefresh();
 }
@@ -290,6 +327,14 @@ void CompanionModel::setRemoteLogin(bool on) {
     }
     m_remoteLogin = on;
     emit remoteLoginChanged(on);
+}
+
+void CompanionModel::setSshServerInstalled(bool installed) {
+    if (installed == m_sshServerInstalled) {
+        return;
+    }
+    m_sshServerInstalled = installed;
+    emit sshServerInstalledChanged(installed);
 }
 
 void CompanionModel::setMoshPath(std::optional<std::string> path) {

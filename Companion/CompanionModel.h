@@ -70,6 +70,12 @@ public:
 
     /// The SSH server ("Remote Login") is on.
     bool remoteLogin() const { return m_remoteLogin; }
+    /// An SSH server is installed, on or off (assumed until the first refresh says otherwise).
+    bool sshServerInstalled() const { return m_sshServerInstalled; }
+    /// `enableRemoteLogin` waits for its answer; asking again meanwhile does nothing.
+    bool remoteLoginPending() const { return m_remoteLoginPending; }
+    /// `connectDrozak` waits for the relay tool; asking again meanwhile does nothing.
+    bool drozakConnectPending() const { return m_drozakConnectPending; }
     /// Full path of `mosh-server` (the server half is what this computer needs).
     const std::optional<std::string>& moshPath() const { return m_moshPath; }
     const std::optional<std::string>& tmuxPath() const { return m_tmuxPath; }
@@ -102,6 +108,7 @@ public:
     TmuxNotifier& tmuxNotifier() { return *m_tmuxNotifier; }
     /// For the panel's own actions, such as turning the SSH server on.
     SystemActions& systemActions() { return *m_systemActions; }
+    const SystemActions& systemActions() const { return *m_systemActions; }
 
     /// The address the phone can use away from home: the relay tool's own address while it is
     /// connected and reports a non-empty one, else the first mesh-range address in `addresses`.
@@ -124,6 +131,10 @@ public:
     /// thread, because its clipboard fallback may use the GUI's clipboard.
     void installWithHomebrew();
 
+    /// Types the package manager's install command for the SSH server into a new terminal window, as
+    /// `installWithHomebrew` does; `lastError` gets the outcome.
+    void installSshServer();
+
     /// Turns the SSH server on through the system's administrator dialog, then refreshes; a failure
     /// message lands in `lastError`, a success clears it. The dialog never blocks the panel.
     void enableRemoteLogin();
@@ -134,6 +145,9 @@ public:
 
 signals:
     void remoteLoginChanged(bool on);
+    void sshServerInstalledChanged(bool installed);
+    /// `remoteLoginPending` or `drozakConnectPending` changed.
+    void pendingChanged();
     void moshPathChanged();
     void tmuxPathChanged();
     void addressesChanged();
@@ -157,6 +171,7 @@ private:
     void enqueueRefresh();
 
     void setRemoteLogin(bool on);
+    void setSshServerInstalled(bool installed);
     void setMoshPath(std::optional<std::string> path);
     void setTmuxPath(std::optional<std::string> path);
     void setDrozakPath(std::optional<std::string> path);
@@ -170,6 +185,9 @@ private:
     std::shared_ptr<SystemActions> m_systemActions;
 
     bool m_remoteLogin = false;
+    bool m_sshServerInstalled = true;
+    bool m_remoteLoginPending = false;
+    bool m_drozakConnectPending = false;
     std::optional<std::string> m_moshPath;
     std::optional<std::string> m_tmuxPath;
     std::vector<std::string> m_addresses;
@@ -185,6 +203,8 @@ private:
     std::chrono::milliseconds m_pairingExpiry;
 
     SerialWorker m_worker{*this};
+    // The relay tool's connect may hang; on a worker of its own it never holds back a refresh.
+    SerialWorker m_connectWorker{*this};
 };
 
 } // namespace Companion

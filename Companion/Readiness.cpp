@@ -18,16 +18,49 @@ QString fromStd(const std::string& text) {
     return QString::fromStdString(text);
 }
 
-ReadinessCheck remoteLoginCheck(const CompanionModel& model) {
-    const bool on = model.remoteLogin();
-    return {on, translate("Inicio de sesión remoto (SSH)"),
-            on ? translate("activado") : translate("desactivado"),
-            on ? std::nullopt : std::optional(translate("Activar…")), Action::enableRemoteLogin};
+QString sshServerTitle(Wording wording) {
+    switch (wording) {
+    case Wording::macos:
+        return translate("Inicio de sesión remoto (SSH)");
+    case Wording::linuxSystem:
+        return translate("Servidor SSH");
+    }
+    return {};
 }
 
-ReadinessCheck toolCheck(const char* name, const std::optional<std::string>& path) {
+QString installTitle(const SystemActions& actions) {
+    switch (actions.wording()) {
+    case Wording::macos:
+        return translate("Instalar con Homebrew");
+    case Wording::linuxSystem:
+        if (const auto manager = actions.packageManagerName()) {
+            //: the package manager: apt, dnf, pacman, zypper
+            return LocalizedFormat::fill(translate("Instalar con %@"), {fromStd(*manager)});
+        }
+        // The button then says which package managers it looked for.
+        return translate("Instalar…");
+    }
+    return {};
+}
+
+ReadinessCheck remoteLoginCheck(const CompanionModel& model) {
+    const bool on = model.remoteLogin();
+    if (!on && !model.sshServerInstalled()) {
+        return {false, sshServerTitle(model.systemActions().wording()), translate("no instalado"),
+                installTitle(model.systemActions()), Action::installSshServer};
+    }
+    return {on,
+            sshServerTitle(model.systemActions().wording()),
+            on ? translate("activado") : translate("desactivado"),
+            on ? std::nullopt : std::optional(translate("Activar…")),
+            Action::enableRemoteLogin,
+            model.remoteLoginPending()};
+}
+
+ReadinessCheck toolCheck(const CompanionModel& model, const char* name,
+                         const std::optional<std::string>& path) {
     return {path.has_value(), QString::fromLatin1(name), path ? fromStd(*path) : translate("no instalado"),
-            path ? std::nullopt : std::optional(translate("Instalar con Homebrew")), Action::installTools};
+            path ? std::nullopt : std::optional(installTitle(model.systemActions())), Action::installTools};
 }
 
 ReadinessCheck drozakCheck(const CompanionModel& model) {
@@ -47,6 +80,7 @@ ReadinessCheck drozakCheck(const CompanionModel& model) {
         const bool hasDetail = status && status->stateDetail && !status->stateDetail->empty();
         check.detail = hasDetail ? fromStd(*status->stateDetail) : translate("instalado, sin conexión");
         check.actionTitle = translate("Conectar");
+        check.busy = model.drozakConnectPending();
     }
     return check;
 }
@@ -54,8 +88,8 @@ ReadinessCheck drozakCheck(const CompanionModel& model) {
 } // namespace
 
 std::vector<ReadinessCheck> checks(const CompanionModel& model) {
-    return {remoteLoginCheck(model), toolCheck("mosh-server", model.moshPath()),
-            toolCheck("tmux", model.tmuxPath()), drozakCheck(model)};
+    return {remoteLoginCheck(model), toolCheck(model, "mosh-server", model.moshPath()),
+            toolCheck(model, "tmux", model.tmuxPath()), drozakCheck(model)};
 }
 
 void perform(CompanionModel& model, ReadinessCheck::Action action) {
@@ -64,6 +98,9 @@ void perform(CompanionModel& model, ReadinessCheck::Action action) {
         return;
     case Action::enableRemoteLogin:
         model.enableRemoteLogin();
+        return;
+    case Action::installSshServer:
+        model.installSshServer();
         return;
     case Action::installTools:
         model.installWithHomebrew();

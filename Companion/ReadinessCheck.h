@@ -10,7 +10,7 @@ namespace Companion {
 /// the terminal front end.
 struct ReadinessCheck {
     /// What the row's repair button asks of the model.
-    enum class Action { none, enableRemoteLogin, installTools, connectDrozak };
+    enum class Action { none, enableRemoteLogin, installSshServer, installTools, connectDrozak };
 
     /// The check passed.
     bool ok = false;
@@ -21,6 +21,8 @@ struct ReadinessCheck {
     /// Label of the repair button; absent when the row offers none.
     std::optional<QString> actionTitle;
     Action action = Action::none;
+    /// The repair is running: the button shows it and does nothing until it ends.
+    bool busy = false;
 
     bool operator==(const ReadinessCheck&) const = default;
 };

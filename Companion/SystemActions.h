@@ -2,6 +2,7 @@
 
 #include "Companion/ProcessRunner.h"
 #include "Companion/SleepInhibitor.h"
+#include "Companion/Wording.h"
 #include "CompanionCore/DrozakStatus.h"
 #include "CompanionCore/Obstacle.h"
 
@@ -35,12 +36,28 @@ public:
     SystemActions(const SystemActions&) = delete;
     SystemActions& operator=(const SystemActions&) = delete;
 
+    /// The words of this platform for the texts that name the computer or its facilities.
+    virtual Wording wording() const = 0;
+
+    /// The name of the package manager `installCommandLine` uses ("apt", "Homebrew"), or nothing when
+    /// none is found. Only looks at the file system.
+    virtual std::optional<std::string> packageManagerName() const = 0;
+
+    /// Whether an SSH server is installed, on or off. Looks at the file system only; by default the
+    /// system always has one.
+    virtual bool sshServerInstalled() const { return true; }
+
+    /// The package `installCommandLine` installs an SSH server from; nothing where the system ships
+    /// one or no package manager is found.
+    virtual std::optional<std::string> sshServerPackage() const { return std::nullopt; }
+
     /// Whether the SSH server is on. Blocks until the system answers.
     virtual bool remoteLoginEnabled() = 0;
 
     /// Turns the SSH server on or off after the system's administrator dialog; blocks until the user
-    /// has answered it. The system's or a Spanish message on failure.
-    virtual std::optional<std::string> setRemoteLogin(bool on) = 0;
+    /// has answered it or `stop` is requested (the dialog's helper is then ended and nothing is
+    /// reported). The system's or a Spanish message on failure.
+    virtual std::optional<std::string> setRemoteLogin(bool on, std::stop_token stop) = 0;
 
     /// Runs a shell command line in a new terminal window. When that is not possible the command is
     /// copied to the clipboard and the message tells the user to paste it.

@@ -1,5 +1,6 @@
 #include "CompanionApp/CheckRow.h"
 
+#include "CompanionApp/BusyIndicator.h"
 #include "CompanionApp/ElidedLabel.h"
 #include "CompanionApp/PanelStyle.h"
 #include "CompanionApp/StatusSymbol.h"
@@ -23,7 +24,8 @@ CheckRow::CheckRow(QWidget* parent)
     , m_symbol(new StatusSymbol(StatusSymbol::Symbol::xmarkCircle, QColor(), this))
     , m_title(new QLabel(this))
     , m_detail(new ElidedLabel(this))
-    , m_button(PanelStyle::makeSmallButton(this)) {
+    , m_button(PanelStyle::makeSmallButton(this))
+    , m_busy(new BusyIndicator(this)) {
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(rowSpacing);
@@ -45,10 +47,13 @@ CheckRow::CheckRow(QWidget* parent)
     // The texts take the width the button leaves; the detail then loses its middle.
     row->addLayout(texts, 1);
 
+    m_busy->hide();
+    row->addWidget(m_busy, 0, Qt::AlignVCenter);
     m_button->hide();
     row->addWidget(m_button, 0, Qt::AlignVCenter);
     connect(m_button, &QPushButton::clicked, this, [this] {
-        if (m_content.action) {
+        // A running job is never queued a second time.
+        if (m_content.action && !m_content.busy) {
             m_content.action();
         }
     });
@@ -61,6 +66,8 @@ void CheckRow::setContent(Content content) {
     m_detail->setText(m_content.detail);
     m_button->setText(m_content.actionTitle.value_or(QString()));
     m_button->setVisible(m_content.actionTitle.has_value());
+    m_button->setEnabled(!m_content.busy);
+    m_busy->setVisible(m_content.busy && m_content.actionTitle.has_value());
     applyTones();
 }
 

@@ -11,6 +11,7 @@ class QPushButton;
 
 namespace CompanionApp {
 
+class BusyIndicator;
 class ElidedLabel;
 class StatusSymbol;
 
@@ -31,6 +32,8 @@ public:
         std::optional<QString> actionTitle;
         /// What the button does, on the UI thread.
         std::function<void()> action;
+        /// The action is running: the button is disabled beside a spinning indicator.
+        bool busy = false;
     };
 
     explicit CheckRow(QWidget* parent = nullptr);
@@ -43,6 +46,8 @@ public:
     ElidedLabel& detailLabel() const { return *m_detail; }
     /// Hidden when the row has no action.
     QPushButton& button() const { return *m_button; }
+    /// Shown beside the button while the action runs.
+    BusyIndicator& busyIndicator() const { return *m_busy; }
 
 protected:
     void changeEvent(QEvent* event) override;
@@ -55,6 +60,7 @@ private:
     QLabel* m_title;
     ElidedLabel* m_detail;
     QPushButton* m_button;
+    BusyIndicator* m_busy;
 };
 
 } // namespace CompanionApp

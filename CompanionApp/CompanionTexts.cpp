@@ -16,6 +16,10 @@ constexpr Text texts[] = {
     {"Readiness", QT_TRANSLATE_NOOP("Readiness", "Activar…")},
     {"Readiness", QT_TRANSLATE_NOOP("Readiness", "no instalado")},
     {"Readiness", QT_TRANSLATE_NOOP("Readiness", "Instalar con Homebrew")},
+    {"Readiness", QT_TRANSLATE_NOOP("Readiness", "Servidor SSH")},
+    //: the package manager: apt, dnf, pacman, zypper
+    {"Readiness", QT_TRANSLATE_NOOP("Readiness", "Instalar con %@")},
+    {"Readiness", QT_TRANSLATE_NOOP("Readiness", "Instalar…")},
     //: mesh address
     {"Readiness", QT_TRANSLATE_NOOP("Readiness", "conectado · %@")},
     {"Readiness", QT_TRANSLATE_NOOP("Readiness", " · por relé")},
@@ -33,8 +37,20 @@ constexpr Text texts[] = {
      QT_TRANSLATE_NOOP("SystemActions", "No se ha podido cambiar el servidor SSH (código %1).")},
     {"SystemActions",
      QT_TRANSLATE_NOOP("SystemActions",
+                       "Ningún agente de polkit puede pedir la contraseña de administrador en este "
+                       "escritorio. Escribe «%@» en una terminal.")},
+    {"SystemActions",
+     QT_TRANSLATE_NOOP("SystemActions",
                        "No puedo escribir en Terminal (permiso de Automatización). He copiado "
                        "«%@»: pégalo en Terminal y pulsa Intro.")},
+    {"SystemActions",
+     QT_TRANSLATE_NOOP("SystemActions",
+                       "No he podido abrir una terminal. He copiado «%@»: pégalo en una terminal y "
+                       "pulsa Intro.")},
+    {"SystemActions",
+     QT_TRANSLATE_NOOP("SystemActions",
+                       "No he podido abrir una terminal ni copiar la orden. Escribe «%@» en una "
+                       "terminal y pulsa Intro.")},
     {"SystemActions",
      QT_TRANSLATE_NOOP("SystemActions",
                        "No encuentro apt, dnf, pacman ni zypper. Instala mosh y tmux con el gestor "
@@ -48,6 +64,36 @@ constexpr Text texts[] = {
                        "Homebrew no está instalado. Instálalo desde brew.sh y vuelve a pulsar.")},
     {"TmuxNotifier", QT_TRANSLATE_NOOP("TmuxNotifier", "«%@» ha terminado tras %@.")},
     {"TmuxNotifier", QT_TRANSLATE_NOOP("TmuxNotifier", "nuvexa")},
+    {"StatusCommand", QT_TRANSLATE_NOOP("StatusCommand", "Direcciones")},
+    {"StatusCommand", QT_TRANSLATE_NOOP("StatusCommand", "Dirección de malla")},
+    {"StatusCommand", QT_TRANSLATE_NOOP("StatusCommand", "ninguna")},
+    {"StatusCommand", QT_TRANSLATE_NOOP("StatusCommand", "Uso: nuvexa-companion-cli status [--json]")},
+    {"StatusCommand", QT_TRANSLATE_NOOP("StatusCommand", "argumento inesperado %@")},
+    {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "aviso: %@")},
+    {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "Bonjour: visible en la red local")},
+    {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "Bonjour: no visible en la red local")},
+    {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "Bonjour: aún no visible en la red local")},
+    {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "Código de emparejamiento: %@")},
+    {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "Puerto: %d")},
+    {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "Escribe el código en la app nuvexa del teléfono.")},
+    {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "El emparejamiento ha fallado: %@")},
+    {"PairCommand",
+     QT_TRANSLATE_NOOP("PairCommand",
+                       "El código ya está gastado. Arregla lo que dice el mensaje (el archivo de llaves o "
+                       "su carpeta) y vuelve a ejecutar nuvexa-companion-cli pair para obtener un código "
+                       "nuevo.")},
+    {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "Emparejado con %@.")},
+    {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "Llave instalada: %@")},
+    {"PairCommand",
+     QT_TRANSLATE_NOOP("PairCommand",
+                       "nada responde en el puerto 22 de este ordenador: el teléfono puede emparejarse, "
+                       "pero no podrá iniciar sesión hasta que funcione un servidor SSH")},
+    {"PairCommand",
+     QT_TRANSLATE_NOOP("PairCommand", "La sesión de emparejamiento ha terminado sin ningún teléfono.")},
+    {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "Emparejamiento cancelado.")},
+    {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "argumento inesperado %@")},
+    {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "--port necesita un número de 0 a 65535")},
+    {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "--expiry necesita un número de segundos")},
 };
 
 } // namespace

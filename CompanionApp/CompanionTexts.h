@@ -2,7 +2,8 @@
 
 #include <span>
 
-/// The user-facing texts of the companion layer below the panel (system actions, the tmux notifier).
+/// The user-facing texts of the companion layer below the panel (system actions, the tmux notifier)
+/// and of the terminal front end, which loads the same catalogue.
 /// They are translated through QCoreApplication::translate with helpers that the translation tools
 /// cannot follow, so they are listed here, where the tools find them and keep their translations.
 namespace CompanionApp::CompanionTexts {

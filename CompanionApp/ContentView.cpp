@@ -188,6 +188,8 @@ QFrame* ContentView::divider() {
 void ContentView::connectObserved() {
     const auto rerender = [this] { render(); };
     connect(&m_model, &Companion::CompanionModel::remoteLoginChanged, this, rerender);
+    connect(&m_model, &Companion::CompanionModel::sshServerInstalledChanged, this, rerender);
+    connect(&m_model, &Companion::CompanionModel::pendingChanged, this, rerender);
     connect(&m_model, &Companion::CompanionModel::moshPathChanged, this, rerender);
     connect(&m_model, &Companion::CompanionModel::tmuxPathChanged, this, rerender);
     connect(&m_model, &Companion::CompanionModel::addressesChanged, this, rerender);
@@ -244,6 +246,7 @@ std::vector<QLabel*> ContentView::addressLabels() const {
 void ContentView::render() {
     renderHeader();
     renderChecks();
+    m_pairingSection->setWording(m_model.systemActions().wording());
     m_pairingSection->render(m_model.pairing().state(), m_model.pairing().announced(), m_model.remoteLogin());
     m_pairingSection->renderKeyCheck(m_model.keyCheck());
     m_pairedPhones->render(m_model.pairedPhones());
@@ -255,7 +258,7 @@ void ContentView::render() {
 
 void ContentView::renderHeader() {
     m_title->setText(tr("nuvexa Companion"));
-    //: Mac name and user
+    //: computer name and user
     m_computerLine->setText(Translations::fill(
         tr("%@ · usuario %@"), {fromStd(m_options.computerName()), fromStd(m_options.userName())}));
 
@@ -286,9 +289,18 @@ void ContentView::renderHeader() {
     }
     m_addresses->setVisible(!addresses.empty());
 
-    m_homeOnlyNote->setText(
-        tr("Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en el Mac y en "
-           "el iPhone; entonces aparecerá aquí la dirección de malla."));
+    switch (m_model.systemActions().wording()) {
+    case Companion::Wording::macos:
+        m_homeOnlyNote->setText(
+            tr("Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en el Mac y en "
+               "el iPhone; entonces aparecerá aquí la dirección de malla."));
+        break;
+    case Companion::Wording::linuxSystem:
+        m_homeOnlyNote->setText(
+            tr("Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en este ordenador y "
+               "en el iPhone; entonces aparecerá aquí la dirección de malla."));
+        break;
+    }
     m_homeOnlyNote->setVisible(!m_model.hasMeshAddress());
 }
 
@@ -299,10 +311,17 @@ void ContentView::renderChecks() {
         const auto& check = checks.at(i);
         rows[i]->setContent(
             {check.ok, check.title, check.detail, check.actionTitle,
-             [this, action = check.action] { Companion::Readiness::perform(m_model, action); }});
+             [this, action = check.action] { Companion::Readiness::perform(m_model, action); }, check.busy});
     }
 
-    m_keepAwakeSwitch->setText(tr("Mantener el Mac despierto"));
+    switch (m_model.systemActions().wording()) {
+    case Companion::Wording::macos:
+        m_keepAwakeSwitch->setText(tr("Mantener el Mac despierto"));
+        break;
+    case Companion::Wording::linuxSystem:
+        m_keepAwakeSwitch->setText(tr("Mantener el ordenador despierto"));
+        break;
+    }
     {
         const QSignalBlocker blocker(m_keepAwakeSwitch);
         m_keepAwakeSwitch->setChecked(m_model.keepAwake().enabled());

@@ -159,9 +159,19 @@ void PairingSection::render(const CompanionCore::PairingServer::State& state, bo
     m_startButton->setText(tr("Emparejar con el iPhone"));
     // Pairing is offered only once the SSH server is on; its check row offers the way to turn it on.
     m_startButton->setEnabled(remoteLogin);
-    m_explanation->setText(
-        tr("En nuvexa, toca «Buscar un Mac en la red», elige este Mac y escribe el código. Tu "
-           "llave del iPhone quedará instalada aquí."));
+    switch (m_wording) {
+    case Companion::Wording::macos:
+        m_explanation->setText(
+            tr("En nuvexa, toca «Buscar un Mac en la red», elige este Mac y escribe el código. Tu "
+               "llave del iPhone quedará instalada aquí."));
+        break;
+    case Companion::Wording::linuxSystem:
+        // «Buscar un Mac en la red» is the phone's own button, named as the phone shows it.
+        m_explanation->setText(
+            tr("En nuvexa, toca «Buscar un Mac en la red», elige este ordenador y escribe el código. Tu "
+               "llave del iPhone quedará instalada aquí."));
+        break;
+    }
     m_failure->setText(QString::fromStdString(state.message));
     m_failure->setVisible(state.kind == Kind::failed);
 

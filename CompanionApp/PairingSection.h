@@ -1,6 +1,8 @@
 #pragma once
 
 #include "Companion/KeyCheckState.h"
+#include "Companion/Wording.h"
+
 #include "CompanionCore/server/PairingServer.h"
 
 #include <QString>
@@ -34,6 +36,8 @@ public:
     /// Draws the paired view's key check line: absent shows nothing, then "checking", then the
     /// verdict (green when the key works, orange with the reason otherwise) and the host key.
     void renderKeyCheck(const std::optional<Companion::KeyCheckState>& check);
+    /// The platform whose words the explanation uses; macOS until set. Shown at the next `render`.
+    void setWording(Companion::Wording wording) { m_wording = wording; }
 
     /// How long a session waits for the phone, which the waiting line states in whole minutes
     /// (rounded up). The server's default until set.
@@ -76,6 +80,7 @@ private:
     QWidget* m_startView;
     QPushButton* m_startButton;
     QLabel* m_explanation;
+    Companion::Wording m_wording = Companion::Wording::macos;
     QLabel* m_failure;
     int m_expiryMinutes = 0;
     BusyIndicator* m_progress;

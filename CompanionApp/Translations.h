@@ -6,16 +6,10 @@
 
 class QCoreApplication;
 
-/// The companion's texts are Spanish and are their own translation keys; other languages come from
-/// translation files embedded in the program.
+/// The panel's view of the companion's translations (see Companion/Translations.h).
 namespace CompanionApp::Translations {
 
-/// The embedded translations are ":/i18n/<baseName>_<language>.qm".
-inline constexpr const char* baseName = "nuvexa-companion";
-
-/// Replaces any translation installed earlier by this function with the one for the first of
-/// `locale`'s languages that has one. True when one was installed; otherwise the Spanish keys are
-/// shown as they are.
+/// Installs the translation for `locale`, as `Companion::Translations::install` does.
 bool install(QCoreApplication& application, const QLocale& locale = QLocale::system());
 
 /// Fills the placeholders of a translated format, in order: "%@" takes a text and "%d" a whole

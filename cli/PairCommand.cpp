@@ -2,8 +2,10 @@
 
 #include "Companion/HostIdentity.h"
 #include "Companion/KeyDoctor.h"
+#include "Companion/LocalizedFormat.h"
 #include "Companion/QtProcessRunner.h"
 #include "Companion/SystemActions.h"
+#include "Companion/Text.h"
 #include "CompanionCore/PairedDevices.h"
 #include "CompanionCore/server/PairingServer.h"
 #include "cli/CommandHelp.h"
@@ -28,6 +30,13 @@ namespace {
 
 using CompanionCore::PairingServer;
 
+constexpr Companion::Text::TranslationContext translate{"PairCommand"};
+
+/// A translated format with its placeholders filled, for the terminal.
+std::string filled(const char* format, const QStringList& arguments) {
+    return Companion::LocalizedFormat::fill(translate(format), arguments).toStdString();
+}
+
 /// "123456" as people read it: "123 456".
 std::string spacedCode(const std::string& digits) {
     return digits.size() > 3 ? digits.substr(0, 3) + " " + digits.substr(3) : digits;
@@ -48,7 +57,7 @@ public:
         if (m_json) {
             object({{"type", "warning"}, {"message", text(message)}});
         } else {
-            std::fprintf(stderr, "warning: %s\n", message.c_str());
+            std::fprintf(stderr, "%s\n", filled("aviso: %@", {text(message)}).c_str());
             std::fflush(stderr);
         }
     }
@@ -65,8 +74,8 @@ public:
         if (m_json) {
             object({{"type", "announced"}, {"announced", visible}});
         } else {
-            say(visible ? "Bonjour: visible on the local network"
-                        : "Bonjour: not visible on the local network");
+            say(visible ? translate("Bonjour: visible en la red local").toStdString()
+                        : translate("Bonjour: no visible en la red local").toStdString());
         }
     }
 
@@ -82,11 +91,11 @@ public:
                         {"announced", server.announced()}});
             } else {
                 say("");
-                say("Pairing code: " + spacedCode(state.digits));
-                say("Port: " + std::to_string(state.port));
-                say(server.announced() ? "Bonjour: visible on the local network"
-                                       : "Bonjour: not visible on the local network (yet)");
-                say("Type the code into the nuvexa app on the phone.");
+                say(filled("Código de emparejamiento: %@", {text(spacedCode(state.digits))}));
+                say(filled("Puerto: %d", {QString::number(state.port)}));
+                say(server.announced() ? translate("Bonjour: visible en la red local").toStdString()
+                                       : translate("Bonjour: aún no visible en la red local").toStdString());
+                say(translate("Escribe el código en la app nuvexa del teléfono.").toStdString());
                 say("");
             }
             return;
@@ -97,7 +106,7 @@ public:
             if (m_json) {
                 object({{"type", "state"}, {"state", "failed"}, {"message", text(state.message)}});
             } else {
-                say("Pairing failed: " + state.message);
+                say(filled("El emparejamiento ha fallado: %@", {text(state.message)}));
             }
             return;
         case PairingServer::State::Kind::idle:
@@ -120,9 +129,10 @@ public:
             object({{"type", "state"}, {"state", "failed"}, {"message", text(message)}});
             return;
         }
-        say("Pairing failed: " + message);
-        say("The code is used up. Fix what the message names (the key file or its folder), then run "
-            "nuvexa-companion-cli pair again for a new code.");
+        say(filled("El emparejamiento ha fallado: %@", {text(message)}));
+        say(translate("El código ya está gastado. Arregla lo que dice el mensaje (el archivo de llaves o su "
+                      "carpeta) y vuelve a ejecutar nuvexa-companion-cli pair para obtener un código nuevo.")
+                .toStdString());
     }
 
     void ended(const std::string& why) const {
@@ -163,9 +173,9 @@ private:
             object(json);
             return;
         }
-        say("Paired with " + device + ".");
+        say(filled("Emparejado con %@.", {text(device)}));
         if (key) {
-            say("Key installed: " + key->text());
+            say(filled("Llave instalada: %@", {text(key->text())}));
         }
     }
 
@@ -207,7 +217,7 @@ void checkKey(const Report& report, const std::string& keyLine, Companion::KeyDo
 }
 
 int usage(const QString& message) {
-    std::fprintf(stderr, "nuvexa-companion-cli pair: %s\n", qPrintable(message));
+    std::fprintf(stderr, "nuvexa-companion-cli pair: %s\n", message.toUtf8().constData());
     return usageExit;
 }
 
@@ -261,7 +271,8 @@ std::variant<PairSettings, int> parseArguments(const QStringList& arguments) {
         return pairedExit;
     }
     if (!parser.positionalArguments().isEmpty()) {
-        return usage("unexpected argument " + parser.positionalArguments().constFirst());
+        return usage(Companion::LocalizedFormat::fill(translate("argumento inesperado %@"),
+                                                      {parser.positionalArguments().constFirst()}));
     }
 
     PairSettings settings;
@@ -269,7 +280,7 @@ std::variant<PairSettings, int> parseArguments(const QStringList& arguments) {
     if (parser.isSet(port)) {
         const auto ports = portsFrom(parser.values(port));
         if (!ports) {
-            return usage("--port needs a number from 0 to 65535");
+            return usage(translate("--port necesita un número de 0 a 65535"));
         }
         settings.server.ports = *ports;
     }
@@ -277,7 +288,7 @@ std::variant<PairSettings, int> parseArguments(const QStringList& arguments) {
         bool ok = false;
         const double seconds = parser.value(expiry).toDouble(&ok);
         if (!ok || !(seconds > 0) || seconds > 86400) {
-            return usage("--expiry needs a number of seconds");
+            return usage(translate("--expiry necesita un número de segundos"));
         }
         settings.server.expiry = std::chrono::milliseconds(static_cast<long long>(std::ceil(seconds * 1000)));
     }
@@ -344,7 +355,9 @@ int runSession(PairingServer& server, const Report& report) {
             // means the session has ended.
             QTimer::singleShot(0, &loop, [&] {
                 if (server.state().kind == PairingServer::State::Kind::idle) {
-                    finish(notPairedExit, "The pairing session ended without a phone.");
+                    finish(notPairedExit,
+                           translate("La sesión de emparejamiento ha terminado sin ningún teléfono.")
+                               .toStdString());
                 }
             });
             return;
@@ -359,7 +372,7 @@ int runSession(PairingServer& server, const Report& report) {
         server.stop();
     });
     QObject::connect(&interruptions, &SignalNotifier::received, &loop, [&] {
-        finish(interruptedExit, "Pairing cancelled.");
+        finish(interruptedExit, translate("Emparejamiento cancelado.").toStdString());
         server.stop();
     });
 
@@ -381,8 +394,10 @@ int runPair(const QStringList& arguments) {
     const Report report(settings.json);
     // The same test as the readiness row, so the two front ends never disagree.
     if (!Companion::makeSystemActions()->remoteLoginEnabled()) {
-        report.warning("nothing answers on port 22 of this computer: the phone can pair, but cannot log in "
-                       "until an SSH server runs");
+        report.warning(
+            translate("nada responde en el puerto 22 de este ordenador: el teléfono puede "
+                      "emparejarse, pero no podrá iniciar sesión hasta que funcione un servidor SSH")
+                .toStdString());
     }
 
     PairingServer server([] { return Companion::HostIdentity::identity(); }, settings.authorizedKeys,

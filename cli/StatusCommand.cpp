@@ -1,6 +1,7 @@
 #include "cli/StatusCommand.h"
 
 #include "Companion/CompanionModel.h"
+#include "Companion/LocalizedFormat.h"
 #include "Companion/Readiness.h"
 #include "Companion/Text.h"
 
@@ -18,11 +19,14 @@ namespace Cli {
 
 namespace {
 
-constexpr const char* usage = "Uso: nuvexa-companion-cli status [--json]\n";
 /// Blanks between the label column and the marks.
 constexpr int columnGap = 2;
 
 constexpr Companion::Text::TranslationContext translate{"StatusCommand"};
+
+QString usage() {
+    return translate("Uso: nuvexa-companion-cli status [--json]") + QStringLiteral("\n");
+}
 
 QString text(const std::string& value) {
     return QString::fromStdString(value);
@@ -126,13 +130,13 @@ int runStatus(const QStringList& arguments) {
         const QString problem =
             parser.positionalArguments().isEmpty()
                 ? parser.errorText()
-                : QStringLiteral("unexpected argument %1").arg(parser.positionalArguments().first());
-        write(QStringLiteral("nuvexa-companion-cli status: %1\n").arg(problem) + QString::fromUtf8(usage),
-              stderr);
+                : Companion::LocalizedFormat::fill(translate("argumento inesperado %@"),
+                                                   {parser.positionalArguments().first()});
+        write(QStringLiteral("nuvexa-companion-cli status: %1\n").arg(problem) + usage(), stderr);
         return statusUsageExit;
     }
     if (parser.isSet(help)) {
-        write(QString::fromUtf8(usage), stdout);
+        write(usage(), stdout);
         return readyExit;
     }
     Companion::CompanionModel model;

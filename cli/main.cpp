@@ -1,3 +1,4 @@
+#include "Companion/Translations.h"
 #include "cli/DevicesCommand.h"
 #include "cli/DoctorCommand.h"
 #include "cli/PairCommand.h"
@@ -17,6 +18,8 @@ int main(int argc, char* argv[]) {
     QCoreApplication application(argc, launchArguments.data());
     QCoreApplication::setApplicationName(programName);
     QCoreApplication::setApplicationVersion(NUVEXA_VERSION);
+    // The panel's catalogue, so both front ends speak the user's language alike.
+    Companion::Translations::install(application);
 
     QCommandLineParser parser;
     parser.setApplicationDescription(

@@ -24,14 +24,16 @@ struct PackageManager {
     std::string_view name;
     /// What precedes the package names in the command a user types.
     std::string_view install;
+    /// The distribution's package of the OpenSSH server.
+    std::string_view sshServer;
 };
 
 /// Tried in this order; the first one present is the distribution's own.
 constexpr PackageManager packageManagers[] = {
-    {"apt", "sudo apt install"},
-    {"dnf", "sudo dnf install"},
-    {"pacman", "sudo pacman -S"},
-    {"zypper", "sudo zypper install"},
+    {"apt", "sudo apt install", "openssh-server"},
+    {"dnf", "sudo dnf install", "openssh-server"},
+    {"pacman", "sudo pacman -S", "openssh"},
+    {"zypper", "sudo zypper install", "openssh"},
 };
 
 struct DesktopTerminals {
@@ -182,7 +184,7 @@ std::optional<std::string> LinuxSystemActions::sshUnit() const {
     return std::nullopt;
 }
 
-std::optional<std::string> LinuxSystemActions::setRemoteLogin(bool on) {
+std::optional<std::string> LinuxSystemActions::setRemoteLogin(bool on, std::stop_token stop) {
     const auto unit = sshUnit();
     if (!unit) {
         return translate("No encuentro el servidor SSH. Instala el servidor OpenSSH y vuelve a pulsar.")
@@ -194,18 +196,30 @@ std::optional<std::string> LinuxSystemActions::setRemoteLogin(bool on) {
         return translate("No encuentro pkexec y systemctl para pedir permiso de administrador.")
             .toStdString();
     }
-    const ProcessCommand command{*pkexec,
-                                 {*systemctl, on ? "enable" : "disable", "--now", *unit},
-                                 ProcessCommand::Output::captureMerged};
-    const auto result = runner().run(command);
-    if (result.succeeded()) {
+    const std::vector<std::string> change{*systemctl, on ? "enable" : "disable", "--now", *unit};
+    // Without a desktop agent pkexec would ask for the password on its own terminal, which nobody
+    // sees from a tray: it must fail and say so instead.
+    std::vector<std::string> arguments{std::string(pkexecWithoutTextAgent)};
+    arguments.insert(arguments.end(), change.begin(), change.end());
+    const auto result =
+        runner().run(ProcessCommand{*pkexec, arguments, ProcessCommand::Output::captureMerged}, stop);
+    if (result.succeeded() || result.status == ProcessResult::Status::cancelled) {
         return std::nullopt;
     }
     if (result.status == ProcessResult::Status::failedToStart) {
         return "pkexec: " + result.error;
     }
-    // pkexec's own message (the dialog was dismissed, not authorised) or systemctl's.
     const auto output = Text::trimmed(result.output);
+    if (output.find(noAgentMessage) != std::string::npos) {
+        return LocalizedFormat::fill(
+                   translate("Ningún agente de polkit puede pedir la contraseña de "
+                             "administrador en este escritorio. Escribe «%@» en una "
+                             "terminal."),
+                   {QString::fromStdString("sudo " +
+                                           Text::joined({"systemctl", change[1], "--now", *unit}, " "))})
+            .toStdString();
+    }
+    // pkexec's own message (the dialog was dismissed, not authorised) or systemctl's.
     if (!output.empty()) {
         return output;
     }
@@ -294,15 +308,45 @@ std::optional<std::string> LinuxSystemActions::openTerminal(const std::string& c
     if (const auto terminal = terminalCommand(command); terminal && runner().startDetached(*terminal)) {
         return std::nullopt;
     }
+    bool copied = false;
     if (copyText()) {
-        copyText()(command);
+        copied = copyText()(command);
     } else if (const auto clipboard = clipboardCommand(command)) {
-        runner().run(*clipboard);
+        copied = runner().run(*clipboard).succeeded();
     }
-    return LocalizedFormat::fill(translate("No puedo escribir en Terminal (permiso de Automatización). He "
-                                           "copiado «%@»: pégalo en Terminal y pulsa Intro."),
-                                 {QString::fromStdString(command)})
+    const QString shown = QString::fromStdString(command);
+    if (copied) {
+        return LocalizedFormat::fill(translate("No he podido abrir una terminal. He copiado «%@»: pégalo en "
+                                               "una terminal y pulsa Intro."),
+                                     {shown})
+            .toStdString();
+    }
+    return LocalizedFormat::fill(translate("No he podido abrir una terminal ni copiar la orden. Escribe «%@» "
+                                           "en una terminal y pulsa Intro."),
+                                 {shown})
         .toStdString();
+}
+
+bool LinuxSystemActions::sshServerInstalled() const {
+    return sshUnit().has_value() || m_options.executable(std::string(sshDaemon));
+}
+
+std::optional<std::string> LinuxSystemActions::sshServerPackage() const {
+    for (const auto& manager : packageManagers) {
+        if (locate(manager.name)) {
+            return std::string(manager.sshServer);
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> LinuxSystemActions::packageManagerName() const {
+    for (const auto& manager : packageManagers) {
+        if (locate(manager.name)) {
+            return std::string(manager.name);
+        }
+    }
+    return std::nullopt;
 }
 
 std::optional<std::string> LinuxSystemActions::installCommandLine(const std::vector<std::string>& packages) {

@@ -55,14 +55,24 @@ public:
     static constexpr std::string_view avahiDaemon = "/usr/sbin/avahi-daemon";
     /// How long each of them may take.
     static constexpr std::chrono::milliseconds accessCheckTimeout{10000};
+    /// Where every distribution installs the SSH daemon.
+    static constexpr std::string_view sshDaemon = "/usr/sbin/sshd";
+    /// pkexec's option that refuses its own password prompt on the terminal.
+    static constexpr std::string_view pkexecWithoutTextAgent = "--disable-internal-agent";
+    /// What pkexec says when no polkit agent runs in the session.
+    static constexpr std::string_view noAgentMessage = "No authentication agent found";
     /// How long a clipboard helper may take to take over the text.
     static constexpr std::chrono::milliseconds clipboardTimeout{5000};
 
     explicit LinuxSystemActions(std::shared_ptr<ProcessRunner> runner);
     LinuxSystemActions(std::shared_ptr<ProcessRunner> runner, Options options);
 
+    Wording wording() const override { return Wording::linuxSystem; }
+    std::optional<std::string> packageManagerName() const override;
+    bool sshServerInstalled() const override;
+    std::optional<std::string> sshServerPackage() const override;
     bool remoteLoginEnabled() override;
-    std::optional<std::string> setRemoteLogin(bool on) override;
+    std::optional<std::string> setRemoteLogin(bool on, std::stop_token stop) override;
     std::optional<std::string> openTerminal(const std::string& command) override;
     std::optional<std::string> installCommandLine(const std::vector<std::string>& packages) override;
     std::string packageManagerMissingMessage() const override;

@@ -55,9 +55,9 @@ bool MacSystemActions::remoteLoginEnabled() {
     return runner().run(ProcessCommand{"/bin/launchctl", {"print", "system/com.openssh.sshd"}}).succeeded();
 }
 
-std::optional<std::string> MacSystemActions::setRemoteLogin(bool on) {
-    const auto result = runner().run(scriptCommand(remoteLoginScript(on)));
-    if (result.succeeded()) {
+std::optional<std::string> MacSystemActions::setRemoteLogin(bool on, std::stop_token stop) {
+    const auto result = runner().run(scriptCommand(remoteLoginScript(on)), stop);
+    if (result.succeeded() || result.status == ProcessResult::Status::cancelled) {
         return std::nullopt;
     }
     if (result.status == ProcessResult::Status::failedToStart) {
@@ -98,6 +98,10 @@ std::optional<std::string> MacSystemActions::installCommandLine(const std::vecto
     std::vector<std::string> words{"brew", "install"};
     words.insert(words.end(), packages.begin(), packages.end());
     return Text::joined(words, " ");
+}
+
+std::optional<std::string> MacSystemActions::packageManagerName() const {
+    return std::string("Homebrew");
 }
 
 std::string MacSystemActions::packageManagerMissingMessage() const {

@@ -30,8 +30,10 @@ public:
     explicit MacSystemActions(std::shared_ptr<ProcessRunner> runner);
     MacSystemActions(std::shared_ptr<ProcessRunner> runner, Options options);
 
+    Wording wording() const override { return Wording::macos; }
+    std::optional<std::string> packageManagerName() const override;
     bool remoteLoginEnabled() override;
-    std::optional<std::string> setRemoteLogin(bool on) override;
+    std::optional<std::string> setRemoteLogin(bool on, std::stop_token stop) override;
     std::optional<std::string> openTerminal(const std::string& command) override;
     std::optional<std::string> installCommandLine(const std::vector<std::string>& packages) override;
     std::string packageManagerMissingMessage() const override;

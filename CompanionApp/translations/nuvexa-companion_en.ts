@@ -21,7 +21,7 @@
     </message>
     <message>
         <source>%@ · usuario %@</source>
-        <extracomment>Mac name and user</extracomment>
+        <extracomment>computer name and user</extracomment>
         <translation>%@ · user %@</translation>
     </message>
     <message>
@@ -47,6 +47,14 @@
     <message>
         <source>Cancelar</source>
         <translation>Cancel</translation>
+    </message>
+    <message>
+        <source>Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en este ordenador y en el iPhone; entonces aparecerá aquí la dirección de malla.</source>
+        <translation>Home addresses only. Away from home you need Drozak or Tailscale on this computer and on the iPhone; the mesh address will then appear here.</translation>
+    </message>
+    <message>
+        <source>Mantener el ordenador despierto</source>
+        <translation>Keep the computer awake</translation>
     </message>
 </context>
 <context>
@@ -114,6 +122,10 @@
     <message>
         <source>Emparejar otro</source>
         <translation>Pair another</translation>
+    </message>
+    <message>
+        <source>En nuvexa, toca «Buscar un Mac en la red», elige este ordenador y escribe el código. Tu llave del iPhone quedará instalada aquí.</source>
+        <translation>In nuvexa, tap “Find a Mac on the network”, choose this computer and type the code. Your iPhone’s key will be installed here.</translation>
     </message>
 </context>
 <context>
@@ -226,6 +238,77 @@
     </message>
 </context>
 <context>
+    <name>PairCommand</name>
+    <message>
+        <source>aviso: %@</source>
+        <translation>warning: %@</translation>
+    </message>
+    <message>
+        <source>Bonjour: visible en la red local</source>
+        <translation>Bonjour: visible on the local network</translation>
+    </message>
+    <message>
+        <source>Bonjour: no visible en la red local</source>
+        <translation>Bonjour: not visible on the local network</translation>
+    </message>
+    <message>
+        <source>Bonjour: aún no visible en la red local</source>
+        <translation>Bonjour: not visible on the local network (yet)</translation>
+    </message>
+    <message>
+        <source>Código de emparejamiento: %@</source>
+        <translation>Pairing code: %@</translation>
+    </message>
+    <message>
+        <source>Puerto: %d</source>
+        <translation>Port: %d</translation>
+    </message>
+    <message>
+        <source>Escribe el código en la app nuvexa del teléfono.</source>
+        <translation>Type the code into the nuvexa app on the phone.</translation>
+    </message>
+    <message>
+        <source>El emparejamiento ha fallado: %@</source>
+        <translation>Pairing failed: %@</translation>
+    </message>
+    <message>
+        <source>El código ya está gastado. Arregla lo que dice el mensaje (el archivo de llaves o su carpeta) y vuelve a ejecutar nuvexa-companion-cli pair para obtener un código nuevo.</source>
+        <translation>The code is used up. Fix what the message names (the key file or its folder), then run nuvexa-companion-cli pair again for a new code.</translation>
+    </message>
+    <message>
+        <source>Emparejado con %@.</source>
+        <translation>Paired with %@.</translation>
+    </message>
+    <message>
+        <source>Llave instalada: %@</source>
+        <translation>Key installed: %@</translation>
+    </message>
+    <message>
+        <source>nada responde en el puerto 22 de este ordenador: el teléfono puede emparejarse, pero no podrá iniciar sesión hasta que funcione un servidor SSH</source>
+        <translation>nothing answers on port 22 of this computer: the phone can pair, but cannot log in until an SSH server runs</translation>
+    </message>
+    <message>
+        <source>La sesión de emparejamiento ha terminado sin ningún teléfono.</source>
+        <translation>The pairing session ended without a phone.</translation>
+    </message>
+    <message>
+        <source>Emparejamiento cancelado.</source>
+        <translation>Pairing cancelled.</translation>
+    </message>
+    <message>
+        <source>argumento inesperado %@</source>
+        <translation>unexpected argument %@</translation>
+    </message>
+    <message>
+        <source>--port necesita un número de 0 a 65535</source>
+        <translation>--port needs a number from 0 to 65535</translation>
+    </message>
+    <message>
+        <source>--expiry necesita un número de segundos</source>
+        <translation>--expiry needs a number of seconds</translation>
+    </message>
+</context>
+<context>
     <name>Readiness</name>
     <message>
         <source>no instalado</source>
@@ -276,6 +359,42 @@
         <source>Conectar</source>
         <translation>Connect</translation>
     </message>
+    <message>
+        <source>Servidor SSH</source>
+        <translation>SSH server</translation>
+    </message>
+    <message>
+        <source>Instalar con %@</source>
+        <extracomment>the package manager: apt, dnf, pacman, zypper</extracomment>
+        <translation>Install with %@</translation>
+    </message>
+    <message>
+        <source>Instalar…</source>
+        <translation>Install…</translation>
+    </message>
+</context>
+<context>
+    <name>StatusCommand</name>
+    <message>
+        <source>Direcciones</source>
+        <translation>Addresses</translation>
+    </message>
+    <message>
+        <source>Dirección de malla</source>
+        <translation>Mesh address</translation>
+    </message>
+    <message>
+        <source>ninguna</source>
+        <translation>none</translation>
+    </message>
+    <message>
+        <source>Uso: nuvexa-companion-cli status [--json]</source>
+        <translation>Usage: nuvexa-companion-cli status [--json]</translation>
+    </message>
+    <message>
+        <source>argumento inesperado %@</source>
+        <translation>unexpected argument %@</translation>
+    </message>
 </context>
 <context>
     <name>SystemActions</name>
@@ -290,6 +409,10 @@
     <message>
         <source>No se ha podido cambiar el servidor SSH (código %1).</source>
         <translation>Could not change the SSH server (code %1).</translation>
+    </message>
+    <message>
+        <source>Ningún agente de polkit puede pedir la contraseña de administrador en este escritorio. Escribe «%@» en una terminal.</source>
+        <translation>No polkit agent can ask for the administrator password on this desktop. Type “%@” into a terminal.</translation>
     </message>
     <message>
         <source>No puedo escribir en Terminal (permiso de Automatización). He copiado «%@»: pégalo en Terminal y pulsa Intro.</source>
@@ -310,6 +433,14 @@
     <message>
         <source>Homebrew no está instalado. Instálalo desde brew.sh y vuelve a pulsar.</source>
         <translation>Homebrew is not installed. Install it from brew.sh and press again.</translation>
+    </message>
+    <message>
+        <source>No he podido abrir una terminal. He copiado «%@»: pégalo en una terminal y pulsa Intro.</source>
+        <translation>Could not open a terminal. I copied “%@”: paste it into a terminal and press Return.</translation>
+    </message>
+    <message>
+        <source>No he podido abrir una terminal ni copiar la orden. Escribe «%@» en una terminal y pulsa Intro.</source>
+        <translation>Could not open a terminal nor copy the command. Type “%@” into a terminal and press Return.</translation>
     </message>
 </context>
 <context>

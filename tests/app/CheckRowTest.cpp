@@ -1,4 +1,5 @@
 #include "CompanionApp/CheckRow.h"
+#include "CompanionApp/BusyIndicator.h"
 #include "CompanionApp/ElidedLabel.h"
 #include "CompanionApp/PanelStyle.h"
 #include "CompanionApp/StatusSymbol.h"
@@ -76,6 +77,25 @@ TEST(CheckRowTest, ShortDetailIsShownWhole) {
     Row view;
     view.row.setContent({true, QStringLiteral("tmux"), QStringLiteral("/usr/bin/tmux"), std::nullopt, {}});
     EXPECT_EQ(view.row.detailLabel().displayedText(), QStringLiteral("/usr/bin/tmux"));
+}
+
+} // namespace
+
+namespace {
+
+TEST(CheckRowTest, ABusyRowShowsItsIndicatorAndItsButtonDoesNothing) {
+    CompanionApp::CheckRow row;
+    int runs = 0;
+    row.setContent({false, "Servidor SSH", "desactivado", QString("Activar…"), [&runs] { ++runs; }, true});
+    row.show();
+    EXPECT_TRUE(row.busyIndicator().isVisible());
+    EXPECT_FALSE(row.button().isEnabled());
+    row.button().click();
+    EXPECT_EQ(runs, 0);
+    row.setContent({false, "Servidor SSH", "desactivado", QString("Activar…"), [&runs] { ++runs; }, false});
+    EXPECT_FALSE(row.busyIndicator().isVisible());
+    row.button().click();
+    EXPECT_EQ(runs, 1);
 }
 
 } // namespace

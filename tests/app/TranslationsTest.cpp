@@ -6,6 +6,7 @@
 #include "CompanionApp/PairingSection.h"
 #include "CompanionApp/Switch.h"
 #include "CompanionApp/WatchRow.h"
+#include "support/ForeignNames.h"
 #include "support/PanelElements.h"
 #include "support/PanelWorld.h"
 
@@ -23,7 +24,9 @@ using AppTestSupport::PanelWorld;
 using AppTestSupport::saveArtifact;
 using AppTestSupport::visibleElements;
 using CompanionApp::Translations::fill;
+using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 /// Installs the translation for `locale` for the test's duration; the Spanish keys come back after.
 class LanguageScope {
@@ -36,6 +39,116 @@ public:
 
     const bool installed;
 };
+
+/// The Linux backend over the world's fake runner and tools: apt is the one package manager, there is
+/// no terminal, no display for a clipboard helper, no SSH unit and nothing listening on port 22.
+std::shared_ptr<Companion::SystemActions> linuxActions(PanelWorld& world) {
+    world.executables->add(std::string(PanelWorld::systemBin) + "/apt");
+    Companion::LinuxSystemActions::Options options;
+    options.isExecutable = [files = world.executables](const std::string& path) {
+        return files->contains(path);
+    };
+    options.searchPaths = std::vector<std::string>{PanelWorld::systemBin};
+    options.environment = [](const std::string&) -> std::optional<std::string> { return std::nullopt; };
+    options.socketTables = std::vector<std::filesystem::path>{world.home.path() / "tcp"};
+    options.unitDirectories = std::vector<std::filesystem::path>{};
+    return std::make_shared<Companion::LinuxSystemActions>(world.actionsRunner, std::move(options));
+}
+
+/// Every text a Linux user can meet in the panel: the panel as it first shows, its red line after an
+/// installation that found no terminal, and the backend's other messages.
+std::vector<std::string> linuxPanelTexts(const std::string& artifactSuffix) {
+    PanelWorld world;
+    world.platformActions = linuxActions(world);
+    world.buildAndShow();
+    std::vector<std::string> texts = visibleElements(world.panel());
+    world.model().installWithHomebrew();
+    QCoreApplication::processEvents();
+    const auto withRedLine = visibleElements(world.panel());
+    texts.insert(texts.end(), withRedLine.begin(), withRedLine.end());
+    auto& actions = world.model().systemActions();
+    texts.push_back(actions.packageManagerMissingMessage());
+    texts.push_back(actions.setRemoteLogin(true, {}).value_or(""));
+    actions.setCopyText([](const std::string&) { return true; });
+    texts.push_back(actions.openTerminal("sudo apt install tmux").value_or(""));
+    saveArtifact(world.panel(), artifactSuffix);
+    return texts;
+}
+
+TEST(TranslationsTest, OnLinuxNoSpanishTextNamesAnotherSystem) {
+    const auto texts = linuxPanelTexts(".es");
+    for (const auto& text : texts) {
+        EXPECT_THAT(TestSupport::foreignNames(text), IsEmpty()) << text;
+    }
+    EXPECT_THAT(texts, Contains("Servidor SSH"));
+    EXPECT_THAT(texts, Contains("⟨Instalar con apt⟩"));
+    EXPECT_THAT(texts, Contains("☐ Mantener el ordenador despierto"));
+    EXPECT_THAT(texts,
+                Contains("En nuvexa, toca «Buscar un Mac en la red», elige este ordenador y escribe el "
+                         "código. Tu llave del iPhone quedará instalada aquí. {grey}"));
+    EXPECT_THAT(texts,
+                Contains("Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en este "
+                         "ordenador y en el iPhone; entonces aparecerá aquí la dirección de malla. "
+                         "{orange}"));
+    EXPECT_THAT(texts,
+                Contains("No he podido abrir una terminal ni copiar la orden. Escribe «sudo apt install "
+                         "mosh tmux» en una terminal y pulsa Intro. {red}"));
+    EXPECT_THAT(texts, Contains("No he podido abrir una terminal. He copiado «sudo apt install tmux»: pégalo "
+                                "en una terminal y pulsa Intro."));
+}
+
+TEST(TranslationsTest, OnLinuxNoEnglishTextNamesAnotherSystem) {
+    const LanguageScope english(QLocale(QLocale::English, QLocale::UnitedStates));
+    ASSERT_TRUE(english.installed);
+    const auto texts = linuxPanelTexts(".en");
+    for (const auto& text : texts) {
+        EXPECT_THAT(TestSupport::foreignNames(text), IsEmpty()) << text;
+    }
+    EXPECT_THAT(texts, Contains("SSH server"));
+    EXPECT_THAT(texts, Contains("⟨Install with apt⟩"));
+    EXPECT_THAT(texts, Contains("☐ Keep the computer awake"));
+    EXPECT_THAT(texts,
+                Contains("In nuvexa, tap “Find a Mac on the network”, choose this computer and type the "
+                         "code. Your iPhone’s key will be installed here. {grey}"));
+    EXPECT_THAT(texts,
+                Contains("Home addresses only. Away from home you need Drozak or Tailscale on this "
+                         "computer and on the iPhone; the mesh address will then appear here. {orange}"));
+    EXPECT_THAT(texts, Contains("Could not open a terminal nor copy the command. Type “sudo apt install mosh "
+                                "tmux” into a terminal and press Return. {red}"));
+    EXPECT_THAT(texts,
+                Contains("Could not open a terminal. I copied “sudo apt install tmux”: paste it into a "
+                         "terminal and press Return."));
+}
+
+TEST(TranslationsTest, OnLinuxWithoutAPackageManagerTheButtonNamesNone) {
+    PanelWorld world;
+    world.platformActions = linuxActions(world);
+    world.executables->remove(std::string(PanelWorld::systemBin) + "/apt");
+    world.buildAndShow();
+    EXPECT_THAT(visibleElements(world.panel()), Contains("⟨Instalar…⟩"));
+}
+
+TEST(TranslationsTest, TheMacBackendKeepsTheMacTexts) {
+    PanelWorld world;
+    world.executables->add(std::string(PanelWorld::systemBin) + "/brew");
+    Companion::MacSystemActions::Options options;
+    options.isExecutable = [files = world.executables](const std::string& path) {
+        return files->contains(path);
+    };
+    options.searchPaths = std::vector<std::string>{PanelWorld::systemBin};
+    world.platformActions =
+        std::make_shared<Companion::MacSystemActions>(world.actionsRunner, std::move(options));
+    world.buildAndShow();
+    const auto texts = visibleElements(world.panel());
+    EXPECT_THAT(texts, Contains("Inicio de sesión remoto (SSH)"));
+    EXPECT_THAT(texts, Contains("⟨Instalar con Homebrew⟩"));
+    EXPECT_THAT(texts, Contains("☐ Mantener el Mac despierto"));
+    EXPECT_THAT(texts, Contains("En nuvexa, toca «Buscar un Mac en la red», elige este Mac y escribe el "
+                                "código. Tu llave del iPhone quedará instalada aquí. {grey}"));
+    EXPECT_THAT(texts,
+                Contains("Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en el Mac "
+                         "y en el iPhone; entonces aparecerá aquí la dirección de malla. {orange}"));
+}
 
 TEST(TranslationsTest, FillPutsTextsAndNumbersInOrder) {
     EXPECT_EQ(fill(QStringLiteral("%@ · usuario %@"), {QStringLiteral("Estudio"), QStringLiteral("ana")}),

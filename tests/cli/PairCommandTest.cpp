@@ -2,6 +2,7 @@
 
 #include "server/support/CliSession.h"
 #include "server/support/PhoneClient.h"
+#include "support/ForeignNames.h"
 #include "support/Programs.h"
 #include "support/TemporaryDirectory.h"
 
@@ -20,6 +21,30 @@ namespace {
 using TestSupport::CliSession;
 
 const QString cli = NUVEXA_CLI;
+
+/// This environment with the language settings of a user: `lang` for LANG, `languages` for
+/// LANGUAGE (unset when empty).
+QProcessEnvironment speaking(const QString& lang, const QString& languages = {}) {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove("LC_ALL");
+    environment.remove("LC_MESSAGES");
+    environment.insert("LANG", lang);
+    if (languages.isEmpty()) {
+        environment.remove("LANGUAGE");
+    } else {
+        environment.insert("LANGUAGE", languages);
+    }
+    return environment;
+}
+
+std::vector<std::string> linesOf(const std::string& output) {
+    std::vector<std::string> lines;
+    std::stringstream stream(output);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
 
 class PairCommandTest : public testing::Test {
 protected:
@@ -252,3 +277,54 @@ TEST_F(PairCommandTest, AKeyThatCannotBeWrittenTellsAPersonToFixItAndStartAgain)
                            [](const std::string& line) { return line.starts_with("The code is used up."); }),
               lines.end());
 }
+
+namespace {
+
+TEST_F(PairCommandTest, ASpanishUserGetsSpanishEvenWhenTheirLanguagesFallBackToEnglish) {
+    for (const auto& environment : {speaking("es_ES.UTF-8"), speaking("es_AR.UTF-8", "es_AR:en")}) {
+        const auto pair = TestSupport::runProgram(cli, {"pair", "--port", "abc"}, 60000, environment);
+        EXPECT_EQ(pair.exitCode, Cli::usageExit);
+        EXPECT_EQ(pair.output, "nuvexa-companion-cli pair: --port necesita un número de 0 a 65535\n");
+        const auto status = TestSupport::runProgram(cli, {"status", "extra"}, 60000, environment);
+        EXPECT_EQ(status.output, "nuvexa-companion-cli status: argumento inesperado extra\n"
+                                 "Uso: nuvexa-companion-cli status [--json]\n");
+    }
+    const auto english =
+        TestSupport::runProgram(cli, {"pair", "--port", "abc"}, 60000, speaking("en_GB.UTF-8", "en_GB:es"));
+    EXPECT_EQ(english.output, "nuvexa-companion-cli pair: --port needs a number from 0 to 65535\n");
+}
+
+TEST_F(PairCommandTest, OnLinuxNeitherLanguageNamesAnotherSystem) {
+    struct Case {
+        QProcessEnvironment environment;
+        std::string codeLine;
+        std::string ended;
+        std::string sshRow;
+    };
+    const Case cases[] = {
+        {speaking("es_ES.UTF-8"), "Código de emparejamiento: ",
+         "La sesión de emparejamiento ha terminado sin ningún teléfono.", "Servidor SSH"},
+        {speaking("en_US.UTF-8"), "Pairing code: ", "The pairing session ended without a phone.",
+         "SSH server"},
+    };
+    for (const auto& language : cases) {
+        const auto session =
+            TestSupport::runProgram(cli, isolated({"--expiry", "1"}), 60000, language.environment);
+        EXPECT_EQ(session.exitCode, Cli::notPairedExit) << session.output;
+        const auto status = TestSupport::runProgram(cli, {"status"}, 60000, language.environment);
+        std::vector<std::string> lines = linesOf(session.output);
+        const auto statusLines = linesOf(status.output);
+        lines.insert(lines.end(), statusLines.begin(), statusLines.end());
+        for (const auto& line : lines) {
+            EXPECT_TRUE(TestSupport::foreignNames(line).empty()) << line;
+        }
+        EXPECT_NE(std::find_if(lines.begin(), lines.end(),
+                               [&](const std::string& line) { return line.starts_with(language.codeLine); }),
+                  lines.end())
+            << session.output;
+        EXPECT_NE(std::find(lines.begin(), lines.end(), language.ended), lines.end()) << session.output;
+        EXPECT_TRUE(status.output.starts_with(language.sshRow)) << status.output;
+    }
+}
+
+} // namespace

@@ -1,8 +1,11 @@
 #include "cli/StatusCommand.h"
 #include "Companion/CompanionModel.h"
+#include "Companion/Translations.h"
+#include "Companion/linux/LinuxSystemActions.h"
 
 #include "support/Executable.h"
 #include "support/FakeSystemActions.h"
+#include "support/ForeignNames.h"
 #include "support/RefreshedModel.h"
 #include "support/TemporaryDirectory.h"
 
@@ -91,4 +94,33 @@ TEST_F(StatusCommandTest, HelpAndUsageErrorsNeedNoModel) {
     EXPECT_EQ(Cli::runStatus({QStringLiteral("--help")}), Cli::readyExit);
     EXPECT_EQ(Cli::runStatus({QStringLiteral("--bogus")}), Cli::statusUsageExit);
     EXPECT_EQ(Cli::runStatus({QStringLiteral("extra")}), Cli::statusUsageExit);
+}
+
+TEST_F(StatusCommandTest, OnLinuxTheTableNamesNoOtherSystemInSpanishOrEnglish) {
+    writeScript(m_tools / "apt", "exit 0");
+    Companion::LinuxSystemActions::Options options;
+    options.searchPaths = std::vector<std::string>{m_tools.path().string()};
+    options.environment = [](const std::string&) -> std::optional<std::string> { return std::nullopt; };
+    options.socketTables = std::vector<std::filesystem::path>{m_tools / "tcp"};
+    writeScript(m_tools / "ssh.service", "");
+    options.unitDirectories = std::vector<std::filesystem::path>{m_tools.path()};
+    auto actions = std::make_shared<Companion::LinuxSystemActions>(
+        std::make_shared<Companion::QtProcessRunner>(), std::move(options));
+    const auto model = TestSupport::refreshedModel(actions, m_tools.path());
+
+    const QString spanish = Cli::statusTable(*model);
+    ASSERT_TRUE(Companion::Translations::install(*QCoreApplication::instance(),
+                                                 QLocale(QLocale::English, QLocale::UnitedStates)));
+    const QString english = Cli::statusTable(*model);
+    Companion::Translations::install(*QCoreApplication::instance(), QLocale::c());
+
+    EXPECT_TRUE(spanish.startsWith(QStringLiteral("Servidor SSH        ✗ desactivado\n")))
+        << spanish.toStdString();
+    EXPECT_TRUE(english.startsWith(QStringLiteral("SSH server    ✗ off\n"))) << english.toStdString();
+    EXPECT_TRUE(english.contains(QStringLiteral("Mesh address  "))) << english.toStdString();
+    for (const QString& table : {spanish, english}) {
+        for (const QString& line : table.split(u'\n')) {
+            EXPECT_TRUE(TestSupport::foreignNames(line.toStdString()).empty()) << line.toStdString();
+        }
+    }
 }

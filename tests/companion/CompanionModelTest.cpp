@@ -1,5 +1,7 @@
 #include "Companion/CompanionModel.h"
 #include "Companion/HostIdentity.h"
+#include "Companion/QtProcessRunner.h"
+#include "Companion/Readiness.h"
 #include "Companion/linux/DBusSleepInhibitor.h"
 #include "Companion/linux/LinuxSystemActions.h"
 #include "Companion/macos/MacSystemActions.h"
@@ -11,6 +13,7 @@
 #include "support/FakeNotificationCentre.h"
 #include "support/FakeProcessRunner.h"
 #include "support/FakeSystemActions.h"
+#include "support/Files.h"
 #include "support/LogindService.h"
 #include "support/PrivateSessionBus.h"
 #include "support/TemporaryDirectory.h"
@@ -552,6 +555,106 @@ TEST_F(CompanionModelTest, APairingIsFollowedByTheKeyCheckAndANewSessionForgetsI
     ASSERT_TRUE(QTest::qWaitFor([&] { return pairing.isWaiting(); }, generousWait));
     EXPECT_FALSE(model->keyCheck().has_value());
     pairing.stop();
+}
+
+// pkexec is not installed on this machine: the test writes a stand-in that stays as pkexec does
+// while a polkit agent's password dialog waits for an answer.
+TEST(CompanionModelQuitTest, QuittingNeverWaitsForAPendingAdministratorDialog) {
+    TestSupport::TemporaryDirectory bin;
+    const auto asked = bin / "asked";
+    TestSupport::writeScript(bin / "pkexec", "touch '" + asked.string() + "'\nexec sleep 3600");
+    TestSupport::writeScript(bin / "systemctl", "exit 0");
+    std::filesystem::create_directories(bin / "units");
+    TestSupport::writeFile(bin / "units" / "ssh.service", "");
+    Companion::LinuxSystemActions::Options options;
+    options.searchPaths = std::vector<std::string>{bin.path().string()};
+    options.environment = [](const std::string&) -> std::optional<std::string> { return std::nullopt; };
+    options.socketTables = std::vector<std::filesystem::path>{bin / "tcp"};
+    options.unitDirectories = std::vector<std::filesystem::path>{bin / "units"};
+    auto actions = std::make_shared<Companion::LinuxSystemActions>(
+        std::make_shared<Companion::QtProcessRunner>(), std::move(options));
+
+    CompanionModel::Environment environment;
+    environment.systemActions = actions;
+    environment.searchPaths = std::vector<std::string>{bin.path().string()};
+    environment.hostName = [] { return std::string("estudio"); };
+    environment.authorizedKeys = bin / "authorized_keys";
+    environment.serverOptions.logFile = bin / "companion.log";
+    environment.notifier.runner = std::make_shared<TestSupport::FakeProcessRunner>();
+    environment.notifier.notifications = std::make_shared<TestSupport::FakeNotificationCentre>();
+    auto model = std::make_unique<CompanionModel>(std::move(environment));
+    model->enableRemoteLogin();
+    ASSERT_TRUE(TestSupport::pollUntil([&] { return std::filesystem::exists(asked); }));
+
+    auto quit = std::async(std::launch::async, [&model] { model.reset(); });
+    EXPECT_EQ(quit.wait_for(TestSupport::generousBound), std::future_status::ready)
+        << "the model waited for the dialog";
+}
+
+} // namespace
+
+namespace {
+
+TEST_F(CompanionModelTest, AHangingRelayConnectNeverHoldsBackARefresh) {
+    const auto connecting = m_tools / "connecting";
+    installDrozak(R"({"connected": false})", "touch '" + connecting.string() + "'; exec sleep 3600");
+    auto model = refreshedModel();
+    model->connectDrozak();
+    EXPECT_TRUE(model->drozakConnectPending());
+    ASSERT_TRUE(TestSupport::pollUntil([&] { return std::filesystem::exists(connecting); }));
+    EXPECT_TRUE(refreshAndWait(*model));
+    EXPECT_TRUE(model->drozakConnectPending());
+}
+
+TEST_F(CompanionModelTest, ARelayConnectThatIsRunningIsNotQueuedAgain) {
+    const auto connects = m_tools / "connects";
+    const auto release = m_tools / "release";
+    installDrozak(R"({"connected": false})", "echo x >> '" + connects.string() + "'; while [ ! -e '" +
+                                                 release.string() + "' ]; do sleep 0.05; done");
+    auto model = refreshedModel();
+    QSignalSpy pending(model.get(), &CompanionModel::pendingChanged);
+    model->connectDrozak();
+    model->connectDrozak();
+    ASSERT_TRUE(TestSupport::pollUntil([&] { return std::filesystem::exists(connects); }));
+    TestSupport::writeFile(release, "");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !model->drozakConnectPending(); }, generousWait));
+    EXPECT_EQ(pending.count(), 2) << "pending once, then done";
+    // The refresh that follows the connect comes after every job queued before it.
+    EXPECT_TRUE(refreshAndWait(*model));
+    EXPECT_EQ(TestSupport::readFile(connects), "x\n");
+}
+
+// pkexec is not installed on this machine: the stand-in keeps the administrator dialog open until
+// the test answers it.
+TEST_F(CompanionModelTest, TurningTheSshServerOnWhileItsDialogIsOpenAsksOnce) {
+    TestSupport::TemporaryDirectory bin;
+    const auto asked = bin / "asked";
+    const auto answer = bin / "answer";
+    writeScript(bin / "pkexec", "echo x >> '" + asked.string() + "'\nwhile [ ! -e '" + answer.string() +
+                                    "' ]; do sleep 0.05; done");
+    writeScript(bin / "systemctl", "exit 0");
+    TestSupport::writeFile(bin / "ssh.service", "");
+    Companion::LinuxSystemActions::Options options;
+    options.searchPaths = std::vector<std::string>{bin.path().string()};
+    options.environment = [](const std::string&) -> std::optional<std::string> { return std::nullopt; };
+    options.socketTables = std::vector<std::filesystem::path>{bin / "tcp"};
+    options.unitDirectories = std::vector<std::filesystem::path>{bin.path()};
+    auto environment = this->environment();
+    environment.systemActions = std::make_shared<Companion::LinuxSystemActions>(
+        std::make_shared<Companion::QtProcessRunner>(), std::move(options));
+    auto model = refreshedModel(std::move(environment));
+
+    model->enableRemoteLogin();
+    model->enableRemoteLogin();
+    EXPECT_TRUE(model->remoteLoginPending());
+    const auto checks = Companion::Readiness::checks(*model);
+    EXPECT_TRUE(checks.front().busy);
+    ASSERT_TRUE(TestSupport::pollUntil([&] { return std::filesystem::exists(asked); }));
+    TestSupport::writeFile(answer, "");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !model->remoteLoginPending(); }, generousWait));
+    EXPECT_TRUE(refreshAndWait(*model));
+    EXPECT_EQ(TestSupport::readFile(asked), "x\n");
+    EXPECT_FALSE(Companion::Readiness::checks(*model).front().busy);
 }
 
 } // namespace

@@ -141,40 +141,81 @@ TEST_F(LinuxSystemActionsTest, TheSshUnitIsTheOneWhoseUnitFileExistsDebiansFirst
 TEST_F(LinuxSystemActionsTest, TurningRemoteLoginOnEnablesAndStartsTheUnitThroughPkexec) {
     m_executables = {"/usr/bin/pkexec", "/bin/systemctl"};
     writeFile(m_directory / "lib" / "ssh.service", "");
-    EXPECT_EQ(actions().setRemoteLogin(true), std::nullopt);
-    EXPECT_EQ(m_runner->runs(), (std::vector<ProcessCommand>{
-                                    ProcessCommand{"/usr/bin/pkexec",
-                                                   {"/bin/systemctl", "enable", "--now", "ssh.service"},
-                                                   ProcessCommand::Output::captureMerged}}));
+    EXPECT_EQ(actions().setRemoteLogin(true, {}), std::nullopt);
+    EXPECT_EQ(m_runner->runs(),
+              (std::vector<ProcessCommand>{ProcessCommand{
+                  "/usr/bin/pkexec",
+                  {"--disable-internal-agent", "/bin/systemctl", "enable", "--now", "ssh.service"},
+                  ProcessCommand::Output::captureMerged}}));
 }
 
 TEST_F(LinuxSystemActionsTest, TurningRemoteLoginOffDisablesAndStopsTheUnit) {
     m_executables = {"/usr/bin/pkexec", "/usr/bin/systemctl"};
     writeFile(m_directory / "etc" / "sshd.service", "");
-    EXPECT_EQ(actions().setRemoteLogin(false), std::nullopt);
-    EXPECT_EQ(m_runner->runs(), (std::vector<ProcessCommand>{
-                                    ProcessCommand{"/usr/bin/pkexec",
-                                                   {"/usr/bin/systemctl", "disable", "--now", "sshd.service"},
-                                                   ProcessCommand::Output::captureMerged}}));
+    EXPECT_EQ(actions().setRemoteLogin(false, {}), std::nullopt);
+    EXPECT_EQ(m_runner->runs(),
+              (std::vector<ProcessCommand>{ProcessCommand{
+                  "/usr/bin/pkexec",
+                  {"--disable-internal-agent", "/usr/bin/systemctl", "disable", "--now", "sshd.service"},
+                  ProcessCommand::Output::captureMerged}}));
 }
 
 TEST_F(LinuxSystemActionsTest, ADismissedAdministratorDialogGivesPkexecsMessage) {
     m_executables = {"/usr/bin/pkexec", "/usr/bin/systemctl"};
     writeFile(m_directory / "lib" / "ssh.service", "");
     m_runner->setResult(exited(126, "Error executing command as another user: Request dismissed\n"));
-    EXPECT_EQ(actions().setRemoteLogin(true), "Error executing command as another user: Request dismissed");
+    EXPECT_EQ(actions().setRemoteLogin(true, {}),
+              "Error executing command as another user: Request dismissed");
+}
+
+TEST_F(LinuxSystemActionsTest, WithoutAPolkitAgentTheMessageSaysSoAndGivesTheCommand) {
+    m_executables = {"/usr/bin/pkexec", "/usr/bin/systemctl"};
+    writeFile(m_directory / "lib" / "ssh.service", "");
+    m_runner->setResult(
+        exited(127, "Error executing command as another user: No authentication agent found.\n"));
+    EXPECT_EQ(actions().setRemoteLogin(true, {}),
+              "Ningún agente de polkit puede pedir la contraseña de administrador en este escritorio. "
+              "Escribe «sudo systemctl enable --now ssh.service» en una terminal.");
+}
+
+// pkexec is not installed on this machine, so the test writes a program that behaves as pkexec does
+// in a session without a polkit agent: with --disable-internal-agent it fails at once with pkexec's
+// message; without it, it would prompt for a password on its own terminal.
+TEST_F(LinuxSystemActionsTest, WithoutAPolkitAgentARealChildFailsAtOnceWithoutAPrompt) {
+    TestSupport::TemporaryDirectory bin;
+    TestSupport::writeScript(bin / "pkexec", R"(if [ "$1" != "--disable-internal-agent" ]; then
+  printf 'Password: '
+  read answer
+  exit 127
+fi
+echo "Error executing command as another user: No authentication agent found." >&2
+exit 127)");
+    TestSupport::writeScript(bin / "systemctl", "exit 0");
+    writeFile(m_directory / "lib" / "ssh.service", "");
+    LinuxSystemActions::Options options;
+    options.searchPaths = std::vector<std::string>{bin.path().string()};
+    options.environment = [](const std::string&) -> std::optional<std::string> { return std::nullopt; };
+    options.socketTables = std::vector<std::filesystem::path>{m_directory / "tcp"};
+    options.unitDirectories = std::vector<std::filesystem::path>{m_directory / "lib"};
+    LinuxSystemActions backend(std::make_shared<Companion::QtProcessRunner>(), options);
+    const auto message = backend.setRemoteLogin(true, {});
+    ASSERT_TRUE(message.has_value());
+    EXPECT_EQ(*message,
+              "Ningún agente de polkit puede pedir la contraseña de administrador en este escritorio. "
+              "Escribe «sudo systemctl enable --now ssh.service» en una terminal.");
+    EXPECT_EQ(message->find("Password"), std::string::npos);
 }
 
 TEST_F(LinuxSystemActionsTest, ASilentFailureStillGivesAMessage) {
     m_executables = {"/usr/bin/pkexec", "/usr/bin/systemctl"};
     writeFile(m_directory / "lib" / "ssh.service", "");
     m_runner->setResult(exited(1));
-    EXPECT_EQ(actions().setRemoteLogin(true), "No se ha podido cambiar el servidor SSH (código 1).");
+    EXPECT_EQ(actions().setRemoteLogin(true, {}), "No se ha podido cambiar el servidor SSH (código 1).");
 }
 
 TEST_F(LinuxSystemActionsTest, WithoutAnSshServerNothingRunsAndTheMessageSaysWhatToInstall) {
     m_executables = {"/usr/bin/pkexec", "/usr/bin/systemctl"};
-    EXPECT_EQ(actions().setRemoteLogin(true),
+    EXPECT_EQ(actions().setRemoteLogin(true, {}),
               "No encuentro el servidor SSH. Instala el servidor OpenSSH y vuelve a pulsar.");
     EXPECT_TRUE(m_runner->runs().empty());
 }
@@ -182,7 +223,7 @@ TEST_F(LinuxSystemActionsTest, WithoutAnSshServerNothingRunsAndTheMessageSaysWha
 TEST_F(LinuxSystemActionsTest, WithoutPkexecNothingRuns) {
     m_executables = {"/usr/bin/systemctl"};
     writeFile(m_directory / "lib" / "ssh.service", "");
-    EXPECT_EQ(actions().setRemoteLogin(true),
+    EXPECT_EQ(actions().setRemoteLogin(true, {}),
               "No encuentro pkexec y systemctl para pedir permiso de administrador.");
     EXPECT_TRUE(m_runner->runs().empty());
 }
@@ -292,12 +333,60 @@ TEST_F(LinuxSystemActionsTest, WithoutATerminalTheCommandGoesToTheGuiClipboardWi
         copied.push_back(text);
         return true;
     });
-    EXPECT_EQ(
-        backend.openTerminal("sudo apt install \"mosh\""),
-        "No puedo escribir en Terminal (permiso de Automatización). He copiado «sudo apt install \"mosh\"»: "
-        "pégalo en Terminal y pulsa Intro.");
+    EXPECT_EQ(backend.openTerminal("sudo apt install \"mosh\""),
+              "No he podido abrir una terminal. He copiado «sudo apt install \"mosh\"»: pégalo en una "
+              "terminal y pulsa Intro.");
     EXPECT_EQ(copied, (std::vector<std::string>{"sudo apt install \"mosh\""}));
     EXPECT_TRUE(m_runner->detached().empty());
+}
+
+TEST_F(LinuxSystemActionsTest, WhenNothingCouldBeCopiedTheMessageSaysToTypeTheCommand) {
+    auto backend = actions();
+    backend.setCopyText([](const std::string&) { return false; });
+    EXPECT_EQ(backend.openTerminal("sudo apt install tmux"),
+              "No he podido abrir una terminal ni copiar la orden. Escribe «sudo apt install tmux» en una "
+              "terminal y pulsa Intro.");
+    // Without a display there is no clipboard helper to try either.
+    EXPECT_EQ(actions().openTerminal("sudo apt install tmux"),
+              "No he podido abrir una terminal ni copiar la orden. Escribe «sudo apt install tmux» en una "
+              "terminal y pulsa Intro.");
+    EXPECT_TRUE(m_runner->runs().empty());
+}
+
+TEST_F(LinuxSystemActionsTest, AClipboardHelperThatFailsCountsAsNothingCopied) {
+    m_executables = {"/usr/bin/xclip"};
+    m_environment["DISPLAY"] = ":0";
+    m_runner->setResult(TestSupport::exited(1));
+    EXPECT_NE(actions().openTerminal("sudo apt install tmux").value_or("").find("ni copiar la orden"),
+              std::string::npos);
+}
+
+TEST_F(LinuxSystemActionsTest, TheSshServerIsInstalledWhenItsUnitOrItsDaemonIsThere) {
+    EXPECT_FALSE(actions().sshServerInstalled());
+    m_executables = {std::string(LinuxSystemActions::sshDaemon)};
+    EXPECT_TRUE(actions().sshServerInstalled());
+    m_executables = {};
+    writeFile(m_directory / "lib" / "sshd.service", "");
+    EXPECT_TRUE(actions().sshServerInstalled());
+}
+
+TEST_F(LinuxSystemActionsTest, TheSshServerPackageIsTheDistributionsOwn) {
+    const std::map<std::string, std::string> packages = {
+        {"apt", "openssh-server"}, {"dnf", "openssh-server"}, {"pacman", "openssh"}, {"zypper", "openssh"}};
+    for (const auto& [manager, package] : packages) {
+        m_executables = {"/usr/bin/" + manager};
+        EXPECT_EQ(actions().sshServerPackage(), package) << manager;
+    }
+    m_executables = {};
+    EXPECT_EQ(actions().sshServerPackage(), std::nullopt);
+}
+
+TEST_F(LinuxSystemActionsTest, ThePackageManagerIsNamedAsFound) {
+    m_executables = {"/usr/bin/dnf"};
+    EXPECT_EQ(actions().packageManagerName(), "dnf");
+    m_executables = {};
+    EXPECT_EQ(actions().packageManagerName(), std::nullopt);
+    EXPECT_EQ(actions().wording(), Companion::Wording::linuxSystem);
 }
 
 TEST_F(LinuxSystemActionsTest, ATerminalThatFailsToLaunchFallsBackToXclipUnderX) {

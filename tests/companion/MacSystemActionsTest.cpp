@@ -63,7 +63,7 @@ TEST_F(MacSystemActionsTest, TurningRemoteLoginOnRunsSystemsetupAsAdministratorT
         return exited(on ? 0 : 113);
     });
     EXPECT_FALSE(m_actions.remoteLoginEnabled());
-    EXPECT_EQ(m_actions.setRemoteLogin(true), std::nullopt);
+    EXPECT_EQ(m_actions.setRemoteLogin(true, {}), std::nullopt);
     EXPECT_TRUE(m_actions.remoteLoginEnabled());
     const auto runs = m_runner->runs();
     ASSERT_EQ(runs.size(), 3U);
@@ -83,7 +83,7 @@ TEST_F(MacSystemActionsTest, CancellingTheAdministratorDialogGivesTheSystemsMess
         }
         return exited(113);
     });
-    EXPECT_EQ(m_actions.setRemoteLogin(true), "User canceled.");
+    EXPECT_EQ(m_actions.setRemoteLogin(true, {}), "User canceled.");
     EXPECT_FALSE(m_actions.remoteLoginEnabled());
 }
 

@@ -74,3 +74,21 @@ TEST_F(ReadinessTest, TheRelayRowNamesTheRelayPath) {
                 "echo '{\"connected\": true, \"ip\": \"100.101.2.3\", \"relay_connected\": true}'");
     EXPECT_EQ(checks().back().detail, "conectado · 100.101.2.3 · por relé");
 }
+
+TEST_F(ReadinessTest, OnLinuxWithoutAnSshServerTheRowOffersToInstallItInATerminal) {
+    m_actions->setWording(Companion::Wording::linuxSystem);
+    m_actions->setSshServerInstalled(false);
+    m_actions->setInstallCommand("sudo apt install");
+    const auto row = checks().front();
+    EXPECT_EQ(row, (ReadinessCheck{false, "Servidor SSH", "no instalado", "Instalar con apt",
+                                   Action::installSshServer}));
+    Companion::Readiness::perform(*m_model, row.action);
+    EXPECT_EQ(m_actions->terminalCommands(), std::vector<std::string>{"sudo apt install openssh-server"});
+    EXPECT_TRUE(m_actions->remoteLoginRequests().empty());
+}
+
+TEST_F(ReadinessTest, OnLinuxAnInstalledServerThatIsOffOffersToTurnItOn) {
+    m_actions->setWording(Companion::Wording::linuxSystem);
+    EXPECT_EQ(checks().front(),
+              (ReadinessCheck{false, "Servidor SSH", "desactivado", "Activar…", Action::enableRemoteLogin}));
+}

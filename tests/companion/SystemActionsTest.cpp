@@ -101,8 +101,10 @@ TEST(SystemActionsAddressesTest, ListsOnlyDottedQuadsWithoutLinkLocalOnes) {
     struct Real final : Companion::SystemActions {
         Real()
             : SystemActions(std::make_shared<Companion::QtProcessRunner>()) {}
+        Companion::Wording wording() const override { return Companion::Wording::linuxSystem; }
+        std::optional<std::string> packageManagerName() const override { return std::nullopt; }
         bool remoteLoginEnabled() override { return false; }
-        std::optional<std::string> setRemoteLogin(bool) override { return std::nullopt; }
+        std::optional<std::string> setRemoteLogin(bool, std::stop_token) override { return std::nullopt; }
         std::optional<std::string> openTerminal(const std::string&) override { return std::nullopt; }
         std::optional<std::string> installCommandLine(const std::vector<std::string>&) override {
             return std::nullopt;

@@ -19,6 +19,15 @@ public:
         std::shared_ptr<Companion::ProcessRunner> runner = std::make_shared<Companion::QtProcessRunner>())
         : SystemActions(std::move(runner)) {}
 
+    /// The platform whose words the texts use; macOS unless set.
+    void setWording(Companion::Wording wording) {
+        std::lock_guard lock(m_mutex);
+        m_wording = wording;
+    }
+    void setSshServerInstalled(bool installed) {
+        std::lock_guard lock(m_mutex);
+        m_sshServerInstalled = installed;
+    }
     void setRemoteLoginOn(bool on) {
         std::lock_guard lock(m_mutex);
         m_remoteLogin = on;
@@ -60,11 +69,29 @@ public:
         return m_remoteLoginRequests;
     }
 
+    Companion::Wording wording() const override {
+        std::lock_guard lock(m_mutex);
+        return m_wording;
+    }
+    std::optional<std::string> packageManagerName() const override {
+        std::lock_guard lock(m_mutex);
+        if (!m_installPrefix) {
+            return std::nullopt;
+        }
+        // The package manager's own word: "brew install", "sudo apt install".
+        auto manager = m_installPrefix->starts_with("sudo ") ? m_installPrefix->substr(5) : *m_installPrefix;
+        return manager.substr(0, manager.find(' '));
+    }
+    bool sshServerInstalled() const override {
+        std::lock_guard lock(m_mutex);
+        return m_sshServerInstalled;
+    }
+    std::optional<std::string> sshServerPackage() const override { return "openssh-server"; }
     bool remoteLoginEnabled() override {
         std::lock_guard lock(m_mutex);
         return m_remoteLogin;
     }
-    std::optional<std::string> setRemoteLogin(bool on) override {
+    std::optional<std::string> setRemoteLogin(bool on, std::stop_token) override {
         std::lock_guard lock(m_mutex);
         m_remoteLoginRequests.push_back(on);
         if (!m_remoteLoginAnswer) {
@@ -106,7 +133,9 @@ public:
 
 private:
     mutable std::mutex m_mutex;
+    Companion::Wording m_wording = Companion::Wording::macos;
     bool m_remoteLogin = false;
+    bool m_sshServerInstalled = true;
     std::vector<std::string> m_addresses;
     std::optional<std::string> m_remoteLoginAnswer;
     std::optional<std::string> m_installPrefix = std::string("brew install");

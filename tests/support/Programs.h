@@ -13,9 +13,13 @@ struct ProgramResult {
     std::string output;
 };
 
-/// Runs an external program to its end (stdout and stderr merged), by absolute path.
-inline ProgramResult runProgram(const QString& program, const QStringList& arguments, int boundMs = 60000) {
+/// Runs an external program to its end (stdout and stderr merged), by absolute path, in this
+/// process's environment or in `environment`.
+inline ProgramResult
+runProgram(const QString& program, const QStringList& arguments, int boundMs = 60000,
+           const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment()) {
     QProcess process;
+    process.setProcessEnvironment(environment);
     process.setProcessChannelMode(QProcess::MergedChannels);
     process.start(program, arguments);
     ProgramResult result;

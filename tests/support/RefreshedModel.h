@@ -18,8 +18,8 @@ namespace TestSupport {
 
 /// A model on fake system actions whose tools are looked up in `tools` only (which also holds its
 /// key and log files), once its first refresh has published every field.
-inline std::unique_ptr<Companion::CompanionModel> refreshedModel(std::shared_ptr<FakeSystemActions> actions,
-                                                                 const std::filesystem::path& tools) {
+inline std::unique_ptr<Companion::CompanionModel>
+refreshedModel(std::shared_ptr<Companion::SystemActions> actions, const std::filesystem::path& tools) {
     Companion::CompanionModel::Environment environment;
     environment.systemActions = std::move(actions);
     environment.searchPaths = std::vector<std::string>{tools.string()};

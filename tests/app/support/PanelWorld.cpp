@@ -34,7 +34,7 @@ PanelWorld::~PanelWorld() {
 
 Companion::CompanionModel::Environment PanelWorld::environment() {
     Companion::CompanionModel::Environment environment;
-    environment.systemActions = actions;
+    environment.systemActions = platformActions ? platformActions : actions;
     environment.isExecutable = [files = executables](const std::string& path) {
         return files->contains(path);
     };

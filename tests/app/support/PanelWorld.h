@@ -100,6 +100,8 @@ public:
             report.result.hostKeyFingerprint = hostKey;
             return report;
         };
+    /// A platform's own system actions to use instead of `actions` (which speak as on macOS).
+    std::shared_ptr<Companion::SystemActions> platformActions;
 
     /// The fake surroundings of a model, for a test that builds its own.
     Companion::CompanionModel::Environment environment();
