@@ -45,8 +45,10 @@ public:
     /// the panel exactly once, however quickly it follows the previous one.
     static bool isClick(QSystemTrayIcon::ActivationReason reason);
 
-    /// Drops the panel under (or above) the icon, or closes it when it is open.
+    /// Drops the panel under (or above) the icon, or where the compositor places it on Wayland; closes
+    /// it when it is open.
     void togglePanel();
+    /// How the panel is shown on this platform.
     PanelWindowing windowing() const { return m_windowing; }
 
 protected:
