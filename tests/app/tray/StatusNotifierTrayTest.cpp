@@ -107,8 +107,14 @@ protected:
     static void TearDownTestSuite() {
         s_app.reset();
         s_world.reset();
+        // Back on the main thread before it goes, so that nothing of it is left on the host's.
         QMetaObject::invokeMethod(
-            s_host.get(), [] { s_host->stop(); }, Qt::BlockingQueuedConnection);
+            s_host.get(),
+            [] {
+                s_host->stop();
+                s_host->moveToThread(QCoreApplication::instance()->thread());
+            },
+            Qt::BlockingQueuedConnection);
         s_hostThread->quit();
         s_hostThread->wait();
         s_host.reset();
