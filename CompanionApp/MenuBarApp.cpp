@@ -16,6 +16,8 @@ namespace {
 
 /// Between the icon and the panel.
 constexpr int iconGap = 4;
+/// Longer than a press and its release on the icon take, shorter than two deliberate clicks.
+constexpr std::chrono::milliseconds focusLossClickSpan{400};
 
 } // namespace
 
@@ -24,7 +26,9 @@ MenuBarApp::MenuBarApp(QObject* parent)
 
 MenuBarApp::MenuBarApp(Options options, QObject* parent)
     : QObject(parent)
-    , m_model(std::make_unique<Companion::CompanionModel>(std::move(options.environment))) {
+    , m_model(std::make_unique<Companion::CompanionModel>(std::move(options.environment)))
+    , m_clock(std::move(options.clock))
+    , m_windowing(panelWindowingFor(QGuiApplication::platformName())) {
     // The terminal fallback of the install action copies its command to the desktop's clipboard.
     m_model->systemActions().setCopyText([](const std::string& text) {
         QGuiApplication::clipboard()->setText(QString::fromStdString(text));
@@ -39,11 +43,22 @@ MenuBarApp::MenuBarApp(Options options, QObject* parent)
         m_panel->show();
         return;
     }
-    // Closes on a click elsewhere, like a menu; the click that closes it is not passed on, so a click
-    // on the icon while the panel is open only closes it.
-    m_panel->setWindowFlags(Qt::Popup);
-    m_panel->setAttribute(Qt::WA_NoMouseReplay);
-    m_panel->setAttribute(Qt::WA_ShowWithoutActivating);
+    switch (m_windowing) {
+    case PanelWindowing::anchoredPopup:
+        // Closes on a click elsewhere, like a menu; the click that closes it is not passed on, so a
+        // click on the icon while the panel is open only closes it.
+        m_panel->setWindowFlags(Qt::Popup);
+        m_panel->setAttribute(Qt::WA_NoMouseReplay);
+        m_panel->setAttribute(Qt::WA_ShowWithoutActivating);
+        break;
+    case PanelWindowing::compositorPlaced:
+        // A top-level window of its own that the compositor places where it can be seen; without a
+        // frame it still looks like the panel. What a popup's grab does on X11, losing the focus
+        // does here: a click elsewhere closes it.
+        m_panel->setWindowFlags(Qt::Tool | Qt::FramelessWindowHint);
+        connect(qApp, &QGuiApplication::focusWindowChanged, this, &MenuBarApp::followFocus);
+        break;
+    }
     m_panel->installEventFilter(this);
     // Sees the icon's mouse events before the tray turns them into activations.
     qApp->installEventFilter(this);
@@ -53,7 +68,7 @@ MenuBarApp::MenuBarApp(Options options, QObject* parent)
     m_tray->setToolTip(QString::fromLatin1(MenuBarIcon::accessibleName));
     connect(m_tray.get(), &QSystemTrayIcon::activated, this,
             [this](QSystemTrayIcon::ActivationReason reason) {
-                if (isClick(reason)) {
+                if (isClick(reason) && !isActivationOfFocusLossClick()) {
                     togglePanel();
                 }
             });
@@ -83,12 +98,58 @@ bool MenuBarApp::isClick(QSystemTrayIcon::ActivationReason reason) {
 
 void MenuBarApp::togglePanel() {
     if (m_panel->isVisible()) {
+        m_panelHasFocus = false;
         m_panel->hide();
         return;
     }
-    placePanel();
-    m_panel->show();
-    m_panel->raise();
+    showPanel();
+}
+
+void MenuBarApp::showPanel() {
+    switch (m_windowing) {
+    case PanelWindowing::anchoredPopup:
+        placePanel();
+        m_panel->show();
+        m_panel->raise();
+        return;
+    case PanelWindowing::compositorPlaced:
+        m_focusLostAt.reset();
+        m_panel->show();
+        m_panel->raise();
+        m_panel->activateWindow();
+        return;
+    }
+}
+
+void MenuBarApp::followFocus(QWindow* focused) {
+    if (!m_panel->isVisible()) {
+        m_panelHasFocus = false;
+        return;
+    }
+    // A dialog the panel opens (the revoke confirmation) keeps it open.
+    bool ofPanel = false;
+    for (const QWindow* window = focused; window != nullptr && !ofPanel; window = window->transientParent()) {
+        ofPanel = window == m_panel->windowHandle();
+    }
+    if (ofPanel) {
+        m_panelHasFocus = true;
+        return;
+    }
+    // Only a panel that had the focus can lose it: a compositor may show it without giving it any.
+    if (m_panelHasFocus) {
+        m_panelHasFocus = false;
+        m_panel->hide();
+        m_focusLostAt = m_clock();
+    }
+}
+
+bool MenuBarApp::isActivationOfFocusLossClick() {
+    if (!m_focusLostAt.has_value()) {
+        return false;
+    }
+    const bool sameClick = m_clock() - *m_focusLostAt < focusLossClickSpan;
+    m_focusLostAt.reset();
+    return sameClick;
 }
 
 bool MenuBarApp::eventFilter(QObject* watched, QEvent* event) {
@@ -96,7 +157,8 @@ bool MenuBarApp::eventFilter(QObject* watched, QEvent* event) {
         return true;
     }
     // The panel's height follows its content; it stays attached to the icon as it grows.
-    if (watched == m_panel.get() && event->type() == QEvent::Resize && m_panel->isVisible()) {
+    if (watched == m_panel.get() && event->type() == QEvent::Resize && m_panel->isVisible() &&
+        m_windowing == PanelWindowing::anchoredPopup) {
         placePanel();
     }
     return QObject::eventFilter(watched, event);
