@@ -1,5 +1,5 @@
-#include "support/Programs.h"
 #include "server/support/SshdScenario.h"
+#include "support/Programs.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "support/Programs.h"
 #include "support/Patience.h"
+#include "support/Programs.h"
 
 #include <QProcess>
 #include <QStringList>
