@@ -32,14 +32,20 @@ using AppTestSupport::PanelWorld;
 using CompanionApp::PanelWindowing;
 using TrayTestSupport::StatusNotifierHost;
 
-/// Runs the event loop until `done` holds; the bound only catches a broken setup.
+/// Runs the event loop until `done` holds; the bound only catches a broken setup. `done` is asked
+/// once per round and its last answer returned: some predicates compare with what they saw before.
 template <typename Predicate>
 bool waitFor(Predicate done) {
     const QDeadlineTimer bound(generousMilliseconds);
-    while (!done() && !bound.hasExpired()) {
+    while (true) {
+        if (done()) {
+            return true;
+        }
+        if (bound.hasExpired()) {
+            return false;
+        }
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
     }
-    return done();
 }
 
 /// The whole screen as the display server shows it.

@@ -24,14 +24,17 @@ bool waitUntil(Sender* sender, Signal signal, Predicate done,
     QTimer timer;
     timer.setSingleShot(true);
     QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
+    // The answer that ended the wait is the one returned: asking again could see a later state.
+    bool met = false;
     QObject::connect(sender, signal, &loop, [&] {
-        if (done()) {
+        if (!met && done()) {
+            met = true;
             loop.quit();
         }
     });
     timer.start(bound);
     loop.exec();
-    return done();
+    return met || done();
 }
 
 /// Runs the event loop until `done()` holds, checking it after every few events. For conditions no
@@ -46,15 +49,17 @@ bool spinUntil(Predicate done, std::chrono::milliseconds bound = generousTimeout
     deadline.setSingleShot(true);
     QObject::connect(&deadline, &QTimer::timeout, &loop, &QEventLoop::quit);
     QTimer check;
+    bool met = false;
     QObject::connect(&check, &QTimer::timeout, &loop, [&] {
-        if (done()) {
+        if (!met && done()) {
+            met = true;
             loop.quit();
         }
     });
     deadline.start(bound);
     check.start(std::chrono::milliseconds(1));
     loop.exec();
-    return done();
+    return met || done();
 }
 
 /// Lets the event loop deliver what is already due, for `span` of wall time. Never a condition for
