@@ -5,6 +5,7 @@
 #include "Companion/Text.h"
 #include "CompanionCore/AuthorizedKeys.h"
 #include "CompanionCore/PairedDevices.h"
+#include "CompanionCore/server/AnnouncementProbe.h"
 
 #include <QStringList>
 #include <QTemporaryDir>
@@ -63,8 +64,29 @@ Options systemOptions() {
     options.home = options.authorizedKeys.parent_path().parent_path();
     options.port = HostIdentity::sshPort;
     options.hosts = HostIdentity::hosts();
-    options.hostChecks = [user = options.user] { return makeSystemActions()->accessObstacles(user); };
+    options.hostChecks = [user = options.user] {
+        auto found = makeSystemActions()->accessObstacles(user);
+        // With no daemon there is nothing to browse; otherwise only a browse shows what a phone can see.
+        if (std::find(found.begin(), found.end(), Obstacle::noDnsSdDaemon) == found.end()) {
+            if (const auto obstacle = announcementObstacle(CompanionCore::AnnouncementProbe::run())) {
+                found.push_back(*obstacle);
+            }
+        }
+        return found;
+    };
     return options;
+}
+
+std::optional<CompanionCore::Obstacle> announcementObstacle(CompanionCore::AnnouncementProbe::Result result) {
+    switch (result) {
+    case CompanionCore::AnnouncementProbe::Result::seen:
+        return std::nullopt;
+    case CompanionCore::AnnouncementProbe::Result::notSeen:
+        return Obstacle::announcementNotSeen;
+    case CompanionCore::AnnouncementProbe::Result::noDaemon:
+        return Obstacle::noDnsSdDaemon;
+    }
+    return std::nullopt;
 }
 
 std::optional<CompanionCore::SshdSettings>
@@ -195,6 +217,11 @@ QString describe(Obstacle obstacle) {
         return translate(
             "No funciona ningún servicio DNS-SD (Avahi): el teléfono no encontrará este ordenador "
             "por sí solo; instala y arranca avahi-daemon.");
+    case Obstacle::announcementNotSeen:
+        return translate(
+            "El servicio DNS-SD no muestra lo que este ordenador anuncia: el teléfono no lo encontrará por "
+            "sí solo; en Linux, revisa allow-interfaces y disable-publishing en "
+            "/etc/avahi/avahi-daemon.conf (como administrador).");
     case Obstacle::refusedForAnotherReason:
         return translate(
             "El servidor SSH rechaza la llave por otro motivo: mira su registro (journalctl -u ssh "

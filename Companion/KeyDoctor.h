@@ -4,6 +4,7 @@
 #include "CompanionCore/KeyDiagnosis.h"
 #include "CompanionCore/PairedDevice.h"
 #include "CompanionCore/SshdSettings.h"
+#include "CompanionCore/server/AnnouncementProbe.h"
 
 #include <QString>
 
@@ -40,9 +41,13 @@ struct Options {
     std::function<std::vector<CompanionCore::Obstacle>()> hostChecks;
 };
 
-/// The current user, the authorized keys file of `HostIdentity`, port 22, the identity's hosts and
-/// this platform's `SystemActions::accessObstacles`.
+/// The current user, the authorized keys file of `HostIdentity`, port 22, the identity's hosts, and
+/// as host checks this platform's `SystemActions::accessObstacles` and, where a DNS-SD daemon runs,
+/// an `AnnouncementProbe`.
 Options systemOptions();
+
+/// What a probe's result means to a paired phone; nothing when the probe was seen.
+std::optional<CompanionCore::Obstacle> announcementObstacle(CompanionCore::AnnouncementProbe::Result result);
 
 /// What `sshd -T` prints for a connection of `user` over loopback, parsed; nothing when it cannot
 /// run (not installed, the host keys unreadable without root) or prints something else.

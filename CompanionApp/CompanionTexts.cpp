@@ -94,6 +94,76 @@ constexpr Text texts[] = {
     {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "argumento inesperado %@")},
     {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "--port necesita un número de 0 a 65535")},
     {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "--expiry necesita un número de segundos")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP(
+         "KeyDoctor",
+         "No responde ningún servidor SSH: actívalo (en Linux, instala y arranca openssh-server).")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP("KeyDoctor",
+                       "Esta dirección no responde: un cortafuegos o la red bloquea el puerto SSH.")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP("KeyDoctor",
+                       "El servidor SSH solo escucha en este ordenador: quita ListenAddress de sshd_config o "
+                       "añade la dirección de casa (como administrador).")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP("KeyDoctor",
+                       "El servidor SSH no acepta llaves (PubkeyAuthentication no): pon PubkeyAuthentication "
+                       "yes en sshd_config (como administrador).")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP("KeyDoctor",
+                       "Tu usuario no está en AllowUsers: añádelo en sshd_config (como administrador).")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP(
+         "KeyDoctor", "Tu usuario no está en ningún grupo de AllowGroups: añádelo a uno o cambia sshd_config "
+                      "(como administrador).")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP("KeyDoctor",
+                       "Tu usuario está en DenyUsers: quítalo de sshd_config (como administrador).")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP(
+         "KeyDoctor",
+         "Un grupo de tu usuario está en DenyGroups: cámbialo en sshd_config (como administrador).")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP("KeyDoctor",
+                       "El servidor SSH lee las llaves de otro archivo (AuthorizedKeysFile): incluye "
+                       ".ssh/authorized_keys en sshd_config (como administrador).")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP("KeyDoctor",
+                       "Otros pueden escribir en tu carpeta personal y StrictModes la rechaza: ejecuta chmod "
+                       "go-w ~")},
+    {"KeyDoctor", QT_TRANSLATE_NOOP(
+                      "KeyDoctor", "Otros pueden escribir en ~/.ssh o no es tuya: ejecuta chmod 700 ~/.ssh")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP("KeyDoctor",
+                       "Otros pueden escribir en ~/.ssh/authorized_keys o no es tuyo: ejecuta chmod 600 "
+                       "~/.ssh/authorized_keys")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP(
+         "KeyDoctor",
+         "La sesión remota está limitada a otros usuarios: permite el tuyo en Ajustes del Sistema "
+         "> General > Compartir > Sesión remota.")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP("KeyDoctor",
+                       "Un cortafuegos bloquea el puerto 22 (SSH): permítelo (como administrador).")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP("KeyDoctor",
+                       "Un cortafuegos bloquea los puertos de emparejamiento 52901–52904: permítelos (como "
+                       "administrador).")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP("KeyDoctor",
+                       "No funciona ningún servicio DNS-SD (Avahi): el teléfono no encontrará este ordenador "
+                       "por sí solo; instala y arranca avahi-daemon.")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP("KeyDoctor",
+                       "El servicio DNS-SD no muestra lo que este ordenador anuncia: el teléfono no lo "
+                       "encontrará por sí solo; en Linux, revisa allow-interfaces y disable-publishing en "
+                       "/etc/avahi/avahi-daemon.conf (como administrador).")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP(
+         "KeyDoctor",
+         "El servidor SSH rechaza la llave por otro motivo: mira su registro (journalctl -u ssh o "
+         "/var/log/auth.log).")},
+    {"KeyDoctor", QT_TRANSLATE_NOOP("KeyDoctor", "La llave funciona: comprobado con el servidor SSH")},
 };
 
 } // namespace

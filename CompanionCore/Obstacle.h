@@ -36,6 +36,8 @@ enum class Obstacle {
     firewallBlocksPairing,
     /// No DNS-SD daemon runs, so the phone cannot find the computer by itself.
     noDnsSdDaemon,
+    /// The DNS-SD daemon runs, but what this computer announces does not show when it browses.
+    announcementNotSeen,
     /// The server refused the key and no cause could be found.
     refusedForAnotherReason,
 };
@@ -46,6 +48,7 @@ constexpr bool keepsPhoneOut(Obstacle obstacle) {
     switch (obstacle) {
     case Obstacle::firewallBlocksPairing:
     case Obstacle::noDnsSdDaemon:
+    case Obstacle::announcementNotSeen:
         return false;
     case Obstacle::noSshServer:
     case Obstacle::addressUnreachable:

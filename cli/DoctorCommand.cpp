@@ -72,6 +72,8 @@ QString obstacleName(Obstacle obstacle) {
         return QStringLiteral("firewallBlocksPairing");
     case Obstacle::noDnsSdDaemon:
         return QStringLiteral("noDnsSdDaemon");
+    case Obstacle::announcementNotSeen:
+        return QStringLiteral("announcementNotSeen");
     case Obstacle::refusedForAnotherReason:
         return QStringLiteral("refusedForAnotherReason");
     }

@@ -181,6 +181,10 @@
         <translation>No DNS-SD service (Avahi) is running: the phone will not find this computer by itself; install and start avahi-daemon.</translation>
     </message>
     <message>
+        <source>El servicio DNS-SD no muestra lo que este ordenador anuncia: el teléfono no lo encontrará por sí solo; en Linux, revisa allow-interfaces y disable-publishing en /etc/avahi/avahi-daemon.conf (como administrador).</source>
+        <translation>The DNS-SD service does not show what this computer announces: the phone will not find it by itself; on Linux, check allow-interfaces and disable-publishing in /etc/avahi/avahi-daemon.conf (as administrator).</translation>
+    </message>
+    <message>
         <source>La llave funciona: comprobado con el servidor SSH</source>
         <translation>The key works: checked with the SSH server</translation>
     </message>

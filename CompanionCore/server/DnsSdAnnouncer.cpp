@@ -29,13 +29,6 @@ std::string withFinalDot(std::string text) {
     return text;
 }
 
-void keepAvahiQuiet() {
-    // Avahi's compatibility layer prints a warning on first use unless this is set; set it before
-    // the first call into the library, and leave a value the user chose alone.
-    static std::once_flag once;
-    std::call_once(once, [] { ::setenv("AVAHI_COMPAT_NOWARN", "1", 0); });
-}
-
 } // namespace
 
 struct DnsSdAnnouncer::Registration {
@@ -72,8 +65,15 @@ DnsSdAnnouncer::DnsSdAnnouncer(std::chrono::milliseconds retryInterval)
 
 DnsSdAnnouncer::~DnsSdAnnouncer() = default;
 
+void DnsSdAnnouncer::prepareLibrary() {
+    // Avahi's compatibility layer prints a warning on first use unless this is set; set it before
+    // the first call into the library, and leave a value the user chose alone.
+    static std::once_flag once;
+    std::call_once(once, [] { ::setenv("AVAHI_COMPAT_NOWARN", "1", 0); });
+}
+
 void DnsSdAnnouncer::announce(Service service, Observer observer) {
-    keepAvahiQuiet();
+    prepareLibrary();
     m_service = std::move(service);
     m_observer = std::make_shared<Observer>(std::move(observer));
     m_name = instanceName(m_service.name);

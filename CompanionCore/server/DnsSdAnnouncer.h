@@ -37,6 +37,8 @@ public:
 
     void announce(Service service, Observer observer) override;
 
+    /// Readies the dns_sd library for its first use in this process; every user calls it first.
+    static void prepareLibrary();
     /// A DNS-SD error code with its meaning, for log lines.
     static std::string describeError(std::int32_t error);
     /// `name` cut at a character boundary so it fits one label with room for `suffix`.

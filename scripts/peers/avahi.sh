@@ -7,7 +7,10 @@
 #   avahi.sh start DIR          writes DIR/state: "status=ready", or "status=unavailable" and "reason=..."
 #   avahi.sh stop DIR
 #   avahi.sh daemon-stop DIR    stops only the daemon of a started peer, as when it goes away mid-session
-#   avahi.sh daemon-start DIR   starts that daemon again; exits 1 when it does not reach the running state
+#   avahi.sh daemon-start DIR [INTERFACES [SETTING...]]
+#                               starts that daemon again, on INTERFACES (allow-interfaces, "lo" unless
+#                               told) and with each [publish] SETTING (such as disable-publishing) set
+#                               to yes; exits 1 when it does not reach the running state
 #
 # Where the daemon cannot be started (not root, a program missing) the start still succeeds with
 # status=unavailable, so the tests skip and say why; with CI=true that is a failure instead.
@@ -33,6 +36,23 @@ system_bus_answers() {
 avahi_state() {
     dbus-send --system --print-reply --dest=org.freedesktop.Avahi / org.freedesktop.Avahi.Server.GetState 2>/dev/null |
         awk '/int32/ { print $2 }'
+}
+
+# The daemon's configuration: on the interfaces named by $1, with each further argument a [publish]
+# setting turned on.
+write_config() {
+    local interfaces=${1:-lo}
+    shift || true
+    [[ $interfaces =~ ^[A-Za-z0-9._,-]+$ ]] || { echo "avahi.sh: bad interface list: $interfaces" >&2; return 1; }
+    {
+        printf '[server]\nuse-ipv4=yes\nuse-ipv6=no\nallow-interfaces=%s\nenable-dbus=yes\n\n' "$interfaces"
+        printf '[wide-area]\nenable-wide-area=no\n\n'
+        printf '[publish]\npublish-hinfo=no\npublish-workstation=no\n'
+        for setting in "$@"; do
+            [[ $setting =~ ^[a-z-]+$ ]] || { echo "avahi.sh: bad setting: $setting" >&2; return 1; }
+            printf '%s=yes\n' "$setting"
+        done
+    } > "$dir/avahi-daemon.conf"
 }
 
 # Starts the daemon in the peer's namespace with the peer's configuration and waits until it runs.
@@ -88,20 +108,7 @@ start() {
     ip netns add "$namespace"
     ip -n "$namespace" link set lo up
 
-    cat > "$dir/avahi-daemon.conf" <<CONF
-[server]
-use-ipv4=yes
-use-ipv6=no
-allow-interfaces=lo
-enable-dbus=yes
-
-[wide-area]
-enable-wide-area=no
-
-[publish]
-publish-hinfo=no
-publish-workstation=no
-CONF
+    write_config lo
     : > "$dir/avahi.log"
     start_daemon || unavailable "avahi-daemon did not reach the running state (see $dir/avahi.log)"
     printf 'status=ready\nnamespace=%s\n' "$namespace" > "$dir/state"
@@ -121,6 +128,6 @@ case "$action" in
     start) start ;;
     stop) stop ;;
     daemon-stop) stop_daemon ;;
-    daemon-start) start_daemon ;;
+    daemon-start) write_config "${@:3}" && start_daemon ;;
     *) echo "usage: avahi.sh start|stop|daemon-stop|daemon-start DIR" >&2; exit 2 ;;
 esac

@@ -1,6 +1,7 @@
 #include "CompanionCore/server/DnsSdAnnouncer.h"
 
 #include "CompanionCore/server/PairingServer.h"
+#include "server/support/AvahiPeer.h"
 #include "server/support/EventLoop.h"
 #include "server/support/PeerState.h"
 #include "server/support/PhoneClient.h"
@@ -199,17 +200,6 @@ TEST_F(AvahiAnnouncerTest, TriesAnotherNameWhenTheNameIsTaken) {
                                               " (2)\""});
 }
 
-/// Runs the Avahi peer's script with `action` ("daemon-stop", "daemon-start") on the peer's folder.
-bool avahiDaemon(const char* action) {
-    const char* peer = std::getenv("NUVEXA_AVAHI_PEER");
-    if (peer == nullptr) {
-        return false;
-    }
-    const auto result = TestSupport::runProgram(QStringLiteral(NUVEXA_AVAHI_SCRIPT),
-                                                {QString::fromLatin1(action), QString::fromLocal8Bit(peer)});
-    return result.finished && result.exitCode == 0;
-}
-
 TEST_F(AvahiAnnouncerTest, TheAnnouncementComesBackWithTheDaemonWithoutAnyoneAsking) {
     auto server = makeServer();
     server->start();
@@ -219,16 +209,9 @@ TEST_F(AvahiAnnouncerTest, TheAnnouncementComesBackWithTheDaemonWithoutAnyoneAsk
     })) << messages(*server).back();
 
     // Whatever happens below, the other tests find the daemon running.
-    struct Restart {
-        bool needed = false;
-        ~Restart() {
-            if (needed) {
-                avahiDaemon("daemon-start");
-            }
-        }
-    } restart;
+    TestSupport::AvahiRestart restart;
     restart.needed = true;
-    ASSERT_TRUE(avahiDaemon("daemon-stop"));
+    ASSERT_TRUE(TestSupport::avahiDaemon("daemon-stop"));
     ASSERT_TRUE(TestSupport::waitUntil(server.get(), &PairingServer::announcedChanged,
                                        [&] { return !server->announced(); }));
     const auto lost = messages(*server);
@@ -238,7 +221,7 @@ TEST_F(AvahiAnnouncerTest, TheAnnouncementComesBackWithTheDaemonWithoutAnyoneAsk
         << testing::PrintToString(lost);
 
     restart.needed = false;
-    ASSERT_TRUE(avahiDaemon("daemon-start"));
+    ASSERT_TRUE(TestSupport::avahiDaemon("daemon-start"));
     ASSERT_TRUE(TestSupport::waitUntil(server.get(), &PairingServer::announcedChanged, [&] {
         return server->announced();
     })) << testing::PrintToString(messages(*server));
