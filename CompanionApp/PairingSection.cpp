@@ -134,6 +134,16 @@ void PairingSection::buildPairedView() {
     connect(m_pairAnotherButton, &QPushButton::clicked, this, &PairingSection::startRequested);
 }
 
+QString PairingSection::announcedText() const {
+    switch (m_wording) {
+    case Companion::Wording::macos:
+        return tr("Visible en la red local (Bonjour)");
+    case Companion::Wording::linuxSystem:
+        return tr("Visible en la red local (Avahi)");
+    }
+    return tr("Visible en la red local (Bonjour)");
+}
+
 void PairingSection::render(const CompanionCore::PairingServer::State& state, bool announced,
                             bool remoteLogin) {
     bool showStart = false;
@@ -184,8 +194,7 @@ void PairingSection::render(const CompanionCore::PairingServer::State& state, bo
     m_announcementSymbol->setSymbol(announced ? StatusSymbol::Symbol::radioWaves
                                               : StatusSymbol::Symbol::hourglass,
                                     PanelStyle::colour(announcementTone, palette()));
-    m_announcement->setText(announced ? tr("Visible en la red local (Bonjour)")
-                                      : tr("Anunciando en la red local…"));
+    m_announcement->setText(announced ? announcedText() : tr("Anunciando en la red local…"));
     PanelStyle::setTone(*m_announcement, announcementTone);
     m_cancelButton->setText(tr("Cancelar"));
 

@@ -36,7 +36,8 @@ public:
     /// Draws the paired view's key check line: absent shows nothing, then "checking", then the
     /// verdict (green when the key works, orange with the reason otherwise) and the host key.
     void renderKeyCheck(const std::optional<Companion::KeyCheckState>& check);
-    /// The platform whose words the explanation uses; macOS until set. Shown at the next `render`.
+    /// The platform whose words the explanation and the announcement line use; macOS until set.
+    /// Shown at the next `render`.
     void setWording(Companion::Wording wording) { m_wording = wording; }
 
     /// How long a session waits for the phone, which the waiting line states in whole minutes
@@ -76,6 +77,8 @@ private:
     void buildStartView();
     void buildCodeView();
     void buildPairedView();
+    /// The announcement line once visible, naming what announces: Bonjour on macOS, Avahi on Linux.
+    QString announcedText() const;
 
     QWidget* m_startView;
     QPushButton* m_startButton;

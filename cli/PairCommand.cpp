@@ -50,8 +50,9 @@ QString text(const std::string& value) {
 /// pipe sees each change as it happens.
 class Report {
 public:
-    explicit Report(bool json)
-        : m_json(json) {}
+    Report(bool json, Companion::Wording wording)
+        : m_json(json)
+        , m_wording(wording) {}
 
     void warning(const std::string& message) const {
         if (m_json) {
@@ -74,8 +75,10 @@ public:
         if (m_json) {
             object({{"type", "announced"}, {"announced", visible}});
         } else {
-            say(visible ? translate("Bonjour: visible en la red local").toStdString()
-                        : translate("Bonjour: no visible en la red local").toStdString());
+            say(visible ? announcement(translate("Bonjour: visible en la red local"),
+                                       translate("Avahi: visible en la red local"))
+                        : announcement(translate("Bonjour: no visible en la red local"),
+                                       translate("Avahi: no visible en la red local")));
         }
     }
 
@@ -93,8 +96,10 @@ public:
                 say("");
                 say(filled("Código de emparejamiento: %@", {text(spacedCode(state.digits))}));
                 say(filled("Puerto: %d", {QString::number(state.port)}));
-                say(server.announced() ? translate("Bonjour: visible en la red local").toStdString()
-                                       : translate("Bonjour: aún no visible en la red local").toStdString());
+                say(server.announced() ? announcement(translate("Bonjour: visible en la red local"),
+                                                      translate("Avahi: visible en la red local"))
+                                       : announcement(translate("Bonjour: aún no visible en la red local"),
+                                                      translate("Avahi: aún no visible en la red local")));
                 say(translate("Escribe el código en la app nuvexa del teléfono.").toStdString());
                 say("");
             }
@@ -189,7 +194,19 @@ private:
         say(QJsonDocument(json).toJson(QJsonDocument::Compact).toStdString());
     }
 
+    /// The announcement's line, named after what announces it: Bonjour on macOS, Avahi on Linux.
+    std::string announcement(const QString& bonjour, const QString& avahi) const {
+        switch (m_wording) {
+        case Companion::Wording::macos:
+            return bonjour.toStdString();
+        case Companion::Wording::linuxSystem:
+            return avahi.toStdString();
+        }
+        return bonjour.toStdString();
+    }
+
     bool m_json;
+    Companion::Wording m_wording;
 };
 
 /// The value of a repeatable port option; nothing when one is not a port number.
@@ -391,7 +408,7 @@ int runPair(const QStringList& arguments) {
     }
     PairSettings& settings = std::get<PairSettings>(parsed);
 
-    const Report report(settings.json);
+    const Report report(settings.json, Companion::makeSystemActions()->wording());
     // The same test as the readiness row, so the two front ends never disagree.
     if (!Companion::makeSystemActions()->remoteLoginEnabled()) {
         report.warning(

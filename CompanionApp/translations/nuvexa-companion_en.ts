@@ -127,6 +127,10 @@
         <source>En nuvexa, toca «Buscar un Mac en la red», elige este ordenador y escribe el código. Tu llave del iPhone quedará instalada aquí.</source>
         <translation>In nuvexa, tap “Find a Mac on the network”, choose this computer and type the code. Your iPhone’s key will be installed here.</translation>
     </message>
+    <message>
+        <source>Visible en la red local (Avahi)</source>
+        <translation>Visible on the local network (Avahi)</translation>
+    </message>
 </context>
 <context>
     <name>CompanionApp::WatchRow</name>
@@ -310,6 +314,18 @@
     <message>
         <source>--expiry necesita un número de segundos</source>
         <translation>--expiry needs a number of seconds</translation>
+    </message>
+    <message>
+        <source>Avahi: visible en la red local</source>
+        <translation>Avahi: visible on the local network</translation>
+    </message>
+    <message>
+        <source>Avahi: no visible en la red local</source>
+        <translation>Avahi: not visible on the local network</translation>
+    </message>
+    <message>
+        <source>Avahi: aún no visible en la red local</source>
+        <translation>Avahi: not visible on the local network (yet)</translation>
     </message>
 </context>
 <context>

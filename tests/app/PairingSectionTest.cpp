@@ -1,4 +1,5 @@
 #include "CompanionApp/PairingSection.h"
+#include "support/ForeignNames.h"
 #include "support/PanelElements.h"
 
 #include <QLabel>
@@ -16,6 +17,7 @@ using AppTestSupport::visibleElements;
 using State = CompanionCore::PairingServer::State;
 using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 constexpr const char* explanation =
     "En nuvexa, toca «Buscar un Mac en la red», elige este Mac y escribe el código. Tu "
@@ -75,6 +77,16 @@ TEST(PairingSectionTest, AnnouncedCodeViewSaysItIsVisible) {
                             "Esperando al iPhone en el puerto 52902 · caduca en 5 min {grey}",
                             "(radio) green", "Visible en la red local (Bonjour) {green}", "⟨Cancelar⟩"));
     saveArtifact(view.section);
+}
+
+TEST(PairingSectionTest, OnLinuxTheAnnouncementLineNamesAvahi) {
+    Section view;
+    view.section.setWording(Companion::Wording::linuxSystem);
+    view.section.render(State::waiting("987654", 52902), true, true);
+    EXPECT_THAT(visibleElements(view.section), Contains("Visible en la red local (Avahi) {green}"));
+    for (const auto& text : visibleElements(view.section)) {
+        EXPECT_THAT(TestSupport::foreignNames(text), IsEmpty()) << text;
+    }
 }
 
 TEST(PairingSectionTest, IdleWithRemoteLoginOffShowsTheDisabledStartButtonAndTheExplanation) {

@@ -202,6 +202,9 @@ TEST(TranslationsTest, EnglishCodeViewKeepsThePortAndTheCode) {
                             "Waiting for the iPhone on port 52901 · expires in 5 min {grey}", "(radio) green",
                             "Visible on the local network (Bonjour) {green}", "⟨Cancel⟩"));
     saveArtifact(section);
+    section.setWording(Companion::Wording::linuxSystem);
+    section.render(CompanionCore::PairingServer::State::waiting("012345", 52901), true, true);
+    EXPECT_THAT(visibleElements(section), Contains("Visible on the local network (Avahi) {green}"));
 }
 
 TEST(TranslationsTest, SpanishAndUnknownLocalesShowTheSpanishKeys) {

@@ -275,20 +275,13 @@ TEST_F(LinuxSystemActionsTest, WithoutADesktopTheCommonTerminalsAreTriedInOrder)
 }
 
 TEST_F(LinuxSystemActionsTest, EachKnownTerminalGetsItsOwnFormToRunACommand) {
+    // One terminal of each form rather than the table again: an end-of-options marker, a window of its
+    // own first, a flag taking the rest, the command as it is, and a subcommand.
     const std::map<std::string, std::vector<std::string>> forms = {
-        {"gnome-terminal", {"--"}},
-        {"ptyxis", {"--new-window", "--"}},
-        {"konsole", {"-e"}},
-        {"xfce4-terminal", {"-x"}},
-        {"mate-terminal", {"-x"}},
-        {"terminator", {"-x"}},
-        {"kitty", {}},
-        {"alacritty", {"-e"}},
-        {"foot", {}},
+        {"gnome-terminal", {"--"}},   {"ptyxis", {"--new-window", "--"}},
+        {"xfce4-terminal", {"-x"}},   {"kitty", {}},
         {"wezterm", {"start", "--"}},
-        {"xterm", {"-e"}},
     };
-    EXPECT_EQ(LinuxSystemActions::terminals().size(), forms.size());
     for (const auto& [name, prefix] : forms) {
         m_executables = {"/usr/bin/" + name};
         EXPECT_EQ(terminalFor("tmux"), (ProcessCommand{"/usr/bin/" + name, runInTerminal(prefix, "tmux")}))

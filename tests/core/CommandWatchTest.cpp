@@ -62,19 +62,13 @@ TEST(CommandWatchTest, TmuxAndTheNamespaceWrapperCountAsIdle) {
     EXPECT_TRUE(CommandWatch::isShell("reattach-to-user-namespace"));
 }
 
-TEST(CommandWatchTest, KnowsExactlyElevenShells) {
-    const std::set<std::string, std::less<>> expected = {"sh",
-                                                         "bash",
-                                                         "zsh",
-                                                         "fish",
-                                                         "csh",
-                                                         "tcsh",
-                                                         "dash",
-                                                         "ksh",
-                                                         "login",
-                                                         "tmux",
-                                                         "reattach-to-user-namespace"};
-    EXPECT_EQ(CommandWatch::shells(), expected);
+TEST(CommandWatchTest, KnowsElevenShellsFromTheOldestToTheNewest) {
+    // A few representatives rather than the list again: the oldest shell, the login wrapper, the
+    // most common two, and one outside the sh family.
+    for (const char* shell : {"sh", "login", "bash", "zsh", "fish"}) {
+        EXPECT_TRUE(CommandWatch::isShell(shell)) << shell;
+    }
+    EXPECT_EQ(CommandWatch::shells().size(), 11U);
 }
 
 TEST(CommandWatchTest, KeepsItsMinimumDuration) {

@@ -7,9 +7,9 @@
 namespace TestSupport {
 
 /// The names of another system's facilities in `text`, which a Linux user must not meet: the Mac,
-/// Homebrew, macOS, Remote Login and Terminal's Automation permission, in Spanish or English. The
-/// phone's own button, «Buscar un Mac en la red», is quoted as the phone shows it, so it is taken out
-/// first.
+/// Homebrew, macOS, Bonjour, Remote Login and Terminal's Automation permission, in Spanish or
+/// English. The phone's own button, «Buscar un Mac en la red», is quoted as the phone shows it, so
+/// it is taken out first.
 inline std::vector<std::string> foreignNames(const std::string& text) {
     std::string rest = text;
     for (const std::string button : {"«Buscar un Mac en la red»", "“Find a Mac on the network”"}) {
@@ -18,7 +18,7 @@ inline std::vector<std::string> foreignNames(const std::string& text) {
         }
     }
     static const std::regex names(
-        R"(\bMac\b|Homebrew|macOS|Remote Login|Inicio de sesión remoto|inicio de sesión remoto|Automatización|Automation)");
+        R"(\bMac\b|Homebrew|macOS|Bonjour|Remote Login|Inicio de sesión remoto|inicio de sesión remoto|Automatización|Automation)");
     std::vector<std::string> found;
     for (std::sregex_iterator match(rest.begin(), rest.end(), names), end; match != end; ++match) {
         found.push_back(match->str());
