@@ -6,49 +6,28 @@
 #
 #   tests/package/package_test.sh PACKAGE.deb
 set -euo pipefail
+script_name="package test"
+# shellcheck source=../support/script_support.sh
+source "$(dirname "$0")/../support/script_support.sh"
 
 package=$(realpath "${1:?the .deb to check}")
 work=$(mktemp -d "${TMPDIR:-/tmp}/nuvexa-package.XXXXXX")
 installed_before=false
 dpkg-query -W -f='${Status}' nuvexa-companion 2>/dev/null | grep -q "install ok installed" && installed_before=true
-xvfb_pid=""
-app_pid=""
+log_folder=$work
 
 finish() {
     local status=$?
-    for pid in "$app_pid" "$xvfb_pid"; do
-        if [ -n "$pid" ] && kill -0 "$pid" 2>/dev/null; then
-            kill "$pid" 2>/dev/null || true
-            wait "$pid" 2>/dev/null || true
-        fi
-    done
+    stop_started
     if ! $installed_before; then
         dpkg --purge nuvexa-companion >/dev/null 2>&1 || true
     fi
     if [ $status -ne 0 ]; then
-        for log in "$work"/*.log; do
-            [ -s "$log" ] && { echo "--- $(basename "$log")"; cat "$log"; }
-        done
+        print_logs
     fi
     rm -rf "$work"
 }
 trap finish EXIT
-
-fail() {
-    echo "package test: $*"
-    exit 1
-}
-
-# The bound only catches a broken setup; nothing here depends on how quickly things happen.
-wait_for() {
-    local what=$1
-    shift
-    for _ in $(seq 600); do
-        "$@" >/dev/null 2>&1 && return 0
-        sleep 0.1
-    done
-    fail "gave up waiting for $what"
-}
 
 echo "package test: $package"
 dpkg-deb --contents "$package" | awk '{print $6}' | sed 's#^\./#/#' > "$work/contents"
@@ -120,7 +99,7 @@ exec_line=$(sed -n 's/^Exec=//p' /usr/share/applications/nuvexa-companion.deskto
 display=:${NUVEXA_PACKAGE_TEST_DISPLAY:-96}
 [ ! -e "/tmp/.X${display#:}-lock" ] || fail "display $display is already in use"
 Xvfb "$display" -screen 0 1024x768x24 -nolisten tcp > "$work/xvfb.log" 2>&1 &
-xvfb_pid=$!
+started+=($!)
 export DISPLAY=$display QT_QPA_PLATFORM=xcb LC_ALL=C.UTF-8 LANGUAGE=
 export DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/nuvexa-no-system-bus
 wait_for "the X server" xdpyinfo
@@ -128,6 +107,7 @@ wait_for "the X server" xdpyinfo
 read -r -a command <<< "$exec_line"
 (cd / && PATH=/usr/bin:/bin exec dbus-run-session -- "${command[@]}") > "$work/app.log" 2>&1 &
 app_pid=$!
+started+=("$app_pid")
 # With no tray on this display the panel opens as a small window of its own.
 wait_for "the companion's window" xdotool search --onlyvisible --name '^nuvexa Companion$'
 kill -0 "$app_pid" || fail "the companion ended on its own"

@@ -5,42 +5,19 @@
 #
 #   with_x_tray.sh PROBE DISPLAY tray_click_test.sh COMPANION ARTIFACT_FOLDER
 set -euo pipefail
+script_name="tray test"
+# shellcheck source=../../support/script_support.sh
+source "$(dirname "$0")/../../support/script_support.sh"
 
 companion=$1
 artifacts=$2
 work=$NUVEXA_TRAY_WORK
 mkdir -p "$artifacts"
-companion_pid=""
-
-finish() {
-    if [ -n "$companion_pid" ] && kill -0 "$companion_pid" 2>/dev/null; then
-        kill "$companion_pid" 2>/dev/null || true
-        wait "$companion_pid" 2>/dev/null || true
-    fi
-}
-trap finish EXIT
-
-fail() {
-    echo "tray test: $*"
-    exit 1
-}
-
-# Waits until the command succeeds. The bound only catches a broken setup; nothing here depends on
-# how quickly things happen.
-wait_for() {
-    local what=$1
-    shift
-    for _ in $(seq 600); do
-        if "$@" >/dev/null 2>&1; then
-            return 0
-        fi
-        sleep 0.1
-    done
-    fail "gave up waiting for $what"
-}
+trap stop_started EXIT
 
 "$companion" >"$work/companion.log" 2>&1 &
 companion_pid=$!
+started+=("$companion_pid")
 
 icon_window() { xdotool search --onlyvisible --classname '^nuvexa-companion$' | head -n 1; }
 panel_window() { xdotool search --onlyvisible --name '^nuvexa Companion$' | head -n 1; }
@@ -96,6 +73,6 @@ xdotool mousemove --window "$panel" $((WIDTH - 14 - 20)) $((HEIGHT - 14 - 8)) cl
 wait_for "the companion to end" has_ended "$companion_pid"
 status=0
 wait "$companion_pid" || status=$?
-companion_pid=""
+started=()
 [ "$status" -eq 0 ] || fail "the companion ended with status $status"
 echo "tray test: passed"

@@ -14,6 +14,9 @@
 # when it fails. Exits 77 (skipped) when Weston or Qt's Wayland platform is missing, except on CI
 # (CI=true), where that fails.
 set -euo pipefail
+script_name=wayland
+# shellcheck source=../../support/script_support.sh
+source "$(dirname "$0")/../../support/script_support.sh"
 
 mode=$1
 shift
@@ -23,41 +26,24 @@ if [ "$mode" = seat ]; then
     shift
 fi
 
-missing=()
 tools=(weston weston-screenshooter)
 [ "$mode" = seat ] && tools+=(Xvfb xdpyinfo)
-for tool in "${tools[@]}"; do
-    command -v "$tool" >/dev/null 2>&1 || missing+=("$tool")
-done
+mapfile -t missing < <(missing_tools "${tools[@]}")
 if ! compgen -G "/usr/lib/*/qt6/plugins/platforms/libqwayland-generic.so" >/dev/null; then
     missing+=(qt6-wayland)
 fi
-if [ ${#missing[@]} -gt 0 ]; then
-    echo "wayland: ${missing[*]} not installed (scripts/setup.sh --tests installs them)"
-    if [ "${CI:-}" = true ]; then
-        exit 1
-    fi
-    echo "wayland: skipped"
-    exit 77
-fi
+skip_when_missing "${missing[@]}"
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/nuvexa-wayland.XXXXXX")
 mkdir -m 700 "$work/runtime" "$work/home"
+log_folder=$work
 weston_pid=""
-xvfb_pid=""
 
 finish() {
     local status=$?
-    for pid in "$weston_pid" "$xvfb_pid"; do
-        if [ -n "$pid" ] && kill -0 "$pid" 2>/dev/null; then
-            kill "$pid" 2>/dev/null || true
-            wait "$pid" 2>/dev/null || true
-        fi
-    done
+    stop_started
     if [ $status -ne 0 ] && [ $status -ne 77 ]; then
-        for log in "$work"/*.log; do
-            [ -s "$log" ] && { echo "--- $(basename "$log")"; cat "$log"; }
-        done
+        print_logs
     fi
     rm -rf "$work"
 }
@@ -91,34 +77,32 @@ case "$mode" in
         weston --config="$work/weston.ini" --backend=headless-backend.so --use-pixman --debug \
             --width=1024 --height=768 --socket="$WAYLAND_DISPLAY" >"$work/weston.log" 2>&1 &
         weston_pid=$!
+        started+=("$weston_pid")
         ;;
     seat)
         if [ -e "/tmp/.X${display#:}-lock" ]; then
-            echo "wayland: display $display is already in use; choose another in the test's CMake settings"
-            exit 1
+            fail "display $display is already in use; choose another in the test's CMake settings"
         fi
         export NUVEXA_WAYLAND_SEAT=1 NUVEXA_TRAY_SCREEN=wayland-seat
         Xvfb "$display" -screen 0 1280x1024x24 -nolisten tcp >"$work/xvfb.log" 2>&1 &
-        xvfb_pid=$!
-        for _ in $(seq 600); do
-            DISPLAY=$display xdpyinfo >/dev/null 2>&1 && break
-            sleep 0.1
-        done
+        started+=($!)
+        wait_for "the X server" env DISPLAY="$display" xdpyinfo
         DISPLAY=$display weston --config="$work/weston.ini" --backend=x11-backend.so --use-pixman --debug \
             --width=1024 --height=768 --socket="$WAYLAND_DISPLAY" >"$work/weston.log" 2>&1 &
         weston_pid=$!
+        started+=("$weston_pid")
         ;;
     *)
-        echo "wayland: the first argument is headless or seat, not $mode"
+        echo "$script_name: the first argument is headless or seat, not $mode"
         exit 2
         ;;
 esac
 
-for _ in $(seq 600); do
-    [ -S "$XDG_RUNTIME_DIR/$WAYLAND_DISPLAY" ] && break
-    kill -0 "$weston_pid" 2>/dev/null || { echo "wayland: weston ended"; exit 1; }
-    sleep 0.1
-done
-[ -S "$XDG_RUNTIME_DIR/$WAYLAND_DISPLAY" ] || { echo "wayland: gave up waiting for weston"; exit 1; }
+# Ready once its socket is there; an ended Weston fails at once rather than at the bound.
+weston_ready() {
+    [ -S "$XDG_RUNTIME_DIR/$WAYLAND_DISPLAY" ] || ! kill -0 "$weston_pid" 2>/dev/null
+}
+wait_for "weston" weston_ready
+[ -S "$XDG_RUNTIME_DIR/$WAYLAND_DISPLAY" ] || fail "weston ended"
 
 "$@"

@@ -8,23 +8,16 @@
 # ending in .log there is printed when it fails. Exits 77 (skipped) when the X tools are missing,
 # except on CI (CI=true), where that fails.
 set -euo pipefail
+script_name=tray
+# shellcheck source=../../support/script_support.sh
+source "$(dirname "$0")/../../support/script_support.sh"
 
 probe=$1
 display=":$2"
 shift 2
 
-missing=()
-for tool in Xvfb trayer xdotool xdpyinfo import dbus-run-session; do
-    command -v "$tool" >/dev/null 2>&1 || missing+=("$tool")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-    echo "tray: ${missing[*]} not installed (scripts/setup.sh installs them)"
-    if [ "${CI:-}" = true ]; then
-        exit 1
-    fi
-    echo "tray: skipped"
-    exit 77
-fi
+mapfile -t missing < <(missing_tools Xvfb trayer xdotool xdpyinfo import dbus-run-session)
+skip_when_missing "${missing[@]}"
 
 # Everything below runs on a session bus of its own, so nothing reaches the user's session.
 if [ "${NUVEXA_TRAY_ON_PRIVATE_BUS:-}" != 1 ]; then
@@ -38,40 +31,17 @@ fi
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/nuvexa-tray.XXXXXX")
 mkdir -m 700 "$work/runtime" "$work/home"
-xvfb_pid=""
-trayer_pid=""
+log_folder=$work
 
 finish() {
     local status=$?
-    for pid in "$trayer_pid" "$xvfb_pid"; do
-        if [ -n "$pid" ] && kill -0 "$pid" 2>/dev/null; then
-            kill "$pid" 2>/dev/null || true
-            wait "$pid" 2>/dev/null || true
-        fi
-    done
+    stop_started
     if [ $status -ne 0 ] && [ $status -ne 77 ]; then
-        for log in "$work"/*.log; do
-            [ -s "$log" ] && { echo "--- $(basename "$log")"; cat "$log"; }
-        done
+        print_logs
     fi
     rm -rf "$work"
 }
 trap finish EXIT
-
-# Waits until the command succeeds. The bound only catches a broken setup; nothing here depends on
-# how quickly things happen.
-wait_for() {
-    local what=$1
-    shift
-    for _ in $(seq 600); do
-        if "$@" >/dev/null 2>&1; then
-            return 0
-        fi
-        sleep 0.1
-    done
-    echo "tray: gave up waiting for $what"
-    exit 1
-}
 
 export DISPLAY=$display
 export HOME=$work/home
@@ -85,12 +55,12 @@ export LC_ALL=C.UTF-8 LANGUAGE=
 export DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/nuvexa-no-system-bus
 
 Xvfb "$display" -screen 0 1024x768x24 -nolisten tcp >"$work/xvfb.log" 2>&1 &
-xvfb_pid=$!
+started+=($!)
 wait_for "the X server" xdpyinfo
 
 trayer --edge top --align right --widthtype request --height 28 --SetDockType true --transparent false \
     >"$work/trayer.log" 2>&1 &
-trayer_pid=$!
+started+=($!)
 # The tray is usable once it owns the tray selection, which the probe checks as the companion will.
 wait_for "the tray" "$probe"
 
