@@ -3,6 +3,8 @@
 #include "cli/CommandHelp.h"
 
 #include "Companion/HostIdentity.h"
+#include "Companion/LocalizedFormat.h"
+#include "Companion/Text.h"
 #include "CompanionCore/AuthorizedKeys.h"
 #include "CompanionCore/PairedDevices.h"
 
@@ -25,6 +27,17 @@ namespace {
 using CompanionCore::PairedDevice;
 namespace PairedDevices = CompanionCore::PairedDevices;
 
+constexpr Companion::Text::TranslationContext translate{"DevicesCommand"};
+
+/// A translated format with its placeholders filled, for the terminal.
+std::string filled(const char* format, const QStringList& arguments) {
+    return Companion::LocalizedFormat::fill(translate(format), arguments).toStdString();
+}
+
+QString text(const std::string& value) {
+    return QString::fromStdString(value);
+}
+
 void say(const std::string& line) {
     std::fputs(line.c_str(), stdout);
     std::fputc('\n', stdout);
@@ -46,15 +59,16 @@ std::filesystem::path keysFile(const QCommandLineParser& parser) {
                : Companion::HostIdentity::authorizedKeysFile();
 }
 
-/// "iPhone de Ana  ED25519  SHA256:…  line 3  (older)"
+/// "iPhone de Ana  ED25519  SHA256:…  línea 3  (anterior)"
 std::string describe(const PairedDevice& device) {
-    std::string text = device.name + "  " + device.keyType + "  " +
-                       PairedDevices::fingerprintOf(device).value_or("(unusable key)") + "  line " +
-                       std::to_string(device.lineNumber);
+    const auto fingerprint = PairedDevices::fingerprintOf(device);
+    std::string line = device.name + "  " + device.keyType + "  " +
+                       (fingerprint ? *fingerprint : translate("(llave inutilizable)").toStdString()) + "  " +
+                       filled("línea %d", {QString::number(device.lineNumber)});
     if (device.older) {
-        text += "  (older)";
+        line += "  " + translate("(anterior)").toStdString();
     }
-    return text;
+    return line;
 }
 
 /// Parses the command's own options; a usage message (and nothing) when they are wrong.
@@ -69,16 +83,21 @@ bool parse(QCommandLineParser& parser, const QString& command, const QStringList
     return true;
 }
 
-/// Asks on the terminal; only a "y" or "yes" is a yes.
+/// Asks on the terminal; only a yes in the prompt's language is a yes.
 bool confirmed(const PairedDevice& device) {
-    std::fprintf(stdout, "Revoke %s (%s)? It will no longer be able to log in. [y/N] ", device.name.c_str(),
-                 PairedDevices::fingerprintOf(device).value_or(device.keyType).c_str());
+    std::fputs(
+        filled("¿Revocar %@ (%@)? Ya no podrá iniciar sesión. [s/N] ",
+               {text(device.name), text(PairedDevices::fingerprintOf(device).value_or(device.keyType))})
+            .c_str(),
+        stdout);
     std::fflush(stdout);
     std::string answer;
     if (!std::getline(std::cin, answer)) {
         return false;
     }
-    return answer == "y" || answer == "Y" || answer == "yes" || answer == "Yes";
+    //: the answers that mean yes to the [s/N] question, separated by commas
+    const QStringList yes = translate("s,sí,si").split(u',');
+    return yes.contains(QString::fromStdString(answer).trimmed().toLower());
 }
 
 } // namespace
@@ -96,8 +115,7 @@ int runDevices(const QStringList& arguments) {
         return devicesDoneExit;
     }
     if (!parser.positionalArguments().isEmpty()) {
-        return complain("devices",
-                        "unexpected argument " + parser.positionalArguments().first().toStdString(),
+        return complain("devices", filled("argumento inesperado %@", {parser.positionalArguments().first()}),
                         devicesUsageExit);
     }
     PairedDevices::Listing listing;
@@ -125,14 +143,14 @@ int runDevices(const QStringList& arguments) {
         return devicesDoneExit;
     }
     if (listing.devices.empty()) {
-        say("No phone is paired.");
+        say(translate("No hay ningún teléfono emparejado.").toStdString());
     }
     for (const auto& device : listing.devices) {
         say(describe(device));
     }
     if (listing.otherKeys > 0) {
-        say(std::to_string(listing.otherKeys) + (listing.otherKeys == 1 ? " other key" : " other keys") +
-            " in the file.");
+        say(filled(listing.otherKeys == 1 ? "%d llave más en el archivo." : "%d llaves más en el archivo.",
+                   {QString::number(listing.otherKeys)}));
     }
     return devicesDoneExit;
 }
@@ -153,7 +171,8 @@ int runRevoke(const QStringList& arguments) {
         return devicesDoneExit;
     }
     if (parser.positionalArguments().size() != 1) {
-        return complain("revoke", "name one phone, by name or fingerprint", devicesUsageExit);
+        return complain("revoke", translate("nombra un teléfono, por su nombre o su huella").toStdString(),
+                        devicesUsageExit);
     }
     const std::string query = parser.positionalArguments().first().toStdString();
     const auto keys = keysFile(parser);
@@ -161,13 +180,14 @@ int runRevoke(const QStringList& arguments) {
         const auto found =
             PairedDevices::matching(PairedDevices::list(CompanionCore::AuthorizedKeys::read(keys)), query);
         if (found.empty()) {
-            return complain("revoke", "no paired phone is called or has the fingerprint " + query,
-                            devicesRefusedExit);
+            return complain(
+                "revoke", filled("ningún teléfono emparejado se llama %@ ni tiene esa huella", {text(query)}),
+                devicesRefusedExit);
         }
         if (found.size() > 1) {
             complain("revoke",
-                     query + " names " + std::to_string(found.size()) +
-                         " keys; revoke one by its fingerprint:",
+                     filled("%@ nombra %d llaves; revoca una por su huella:",
+                            {text(query), QString::number(found.size())}),
                      devicesRefusedExit);
             for (const auto& device : found) {
                 std::fprintf(stderr, "  %s\n", describe(device).c_str());
@@ -177,18 +197,20 @@ int runRevoke(const QStringList& arguments) {
         const PairedDevice& device = found.front();
         if (!parser.isSet(yes)) {
             if (::isatty(STDIN_FILENO) == 0) {
-                return complain("revoke", "not a terminal to ask on; add --yes to revoke " + device.name,
+                return complain("revoke",
+                                filled("no hay terminal donde preguntar; añade --yes para revocar %@",
+                                       {text(device.name)}),
                                 devicesRefusedExit);
             }
             if (!confirmed(device)) {
-                say("Nothing revoked.");
+                say(translate("No se ha revocado nada.").toStdString());
                 return devicesRefusedExit;
             }
         }
         CompanionCore::AuthorizedKeys::rewrite(keys, [&](std::string_view text) {
             return PairedDevices::withoutDevice(text, device.keyType, device.blob);
         });
-        say("Revoked " + device.name + ": it can no longer log in.");
+        say(filled("%@ revocado: ya no puede iniciar sesión.", {text(device.name)}));
         return devicesDoneExit;
     } catch (const std::system_error& error) {
         return complain("revoke", error.what(), devicesRefusedExit);

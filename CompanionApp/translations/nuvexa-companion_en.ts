@@ -160,6 +160,70 @@
     </message>
 </context>
 <context>
+    <name>DevicesCommand</name>
+    <message>
+        <source>(llave inutilizable)</source>
+        <translation>(unusable key)</translation>
+    </message>
+    <message>
+        <source>línea %d</source>
+        <translation>line %d</translation>
+    </message>
+    <message>
+        <source>(anterior)</source>
+        <translation>(older)</translation>
+    </message>
+    <message>
+        <source>¿Revocar %@ (%@)? Ya no podrá iniciar sesión. [s/N] </source>
+        <translation>Revoke %@ (%@)? It will no longer be able to log in. [y/N] </translation>
+    </message>
+    <message>
+        <source>s,sí,si</source>
+        <extracomment>the answers that mean yes to the [s/N] question, separated by commas</extracomment>
+        <translation>y,yes</translation>
+    </message>
+    <message>
+        <source>argumento inesperado %@</source>
+        <translation>unexpected argument %@</translation>
+    </message>
+    <message>
+        <source>No hay ningún teléfono emparejado.</source>
+        <translation>No phone is paired.</translation>
+    </message>
+    <message>
+        <source>%d llave más en el archivo.</source>
+        <translation>%d other key in the file.</translation>
+    </message>
+    <message>
+        <source>%d llaves más en el archivo.</source>
+        <translation>%d other keys in the file.</translation>
+    </message>
+    <message>
+        <source>nombra un teléfono, por su nombre o su huella</source>
+        <translation>name one phone, by name or fingerprint</translation>
+    </message>
+    <message>
+        <source>ningún teléfono emparejado se llama %@ ni tiene esa huella</source>
+        <translation>no paired phone is called or has the fingerprint %@</translation>
+    </message>
+    <message>
+        <source>%@ nombra %d llaves; revoca una por su huella:</source>
+        <translation>%@ names %d keys; revoke one by its fingerprint:</translation>
+    </message>
+    <message>
+        <source>no hay terminal donde preguntar; añade --yes para revocar %@</source>
+        <translation>not a terminal to ask on; add --yes to revoke %@</translation>
+    </message>
+    <message>
+        <source>No se ha revocado nada.</source>
+        <translation>Nothing revoked.</translation>
+    </message>
+    <message>
+        <source>%@ revocado: ya no puede iniciar sesión.</source>
+        <translation>Revoked %@: it can no longer log in.</translation>
+    </message>
+</context>
+<context>
     <name>KeepAwake</name>
     <message>
         <source>No puedo mantener el ordenador despierto: ni el portal del escritorio ni logind responden.</source>

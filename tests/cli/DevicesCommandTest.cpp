@@ -1,5 +1,6 @@
 #include "cli/DevicesCommand.h"
 
+#include "support/Patience.h"
 #include "support/Programs.h"
 #include "support/SampleKeys.h"
 #include "support/TemporaryDirectory.h"
@@ -136,6 +137,42 @@ TEST_F(DevicesCommandTest, RevokeAsksOnATerminalAndOnlyAYesRevokes) {
         "/bin/sh", {"-c", "printf 'y\\n' | " + script + " -qec \"" + command + "\" /dev/null"});
     EXPECT_EQ(yes.exitCode, 0) << yes.output;
     EXPECT_EQ(content(), "");
+}
+
+TEST_F(DevicesCommandTest, InSpanishTheListAndTheQuestionSpeakSpanishAndOnlyASiRevokes) {
+    const QString script = "/usr/bin/script";
+    if (!std::filesystem::exists(script.toStdString())) {
+        GTEST_SKIP() << "script(1) gives the command a terminal; it is not installed";
+    }
+    const auto spanish = TestSupport::speaking("es_ES.UTF-8");
+    write(laptopLine + "\n" + phoneLine + "\n");
+    const QString keys = QString::fromStdString(m_keys.string());
+    const auto listing = TestSupport::runProgram(cli, {"devices", "--authorized-keys", keys},
+                                                 TestSupport::generousMilliseconds, spanish);
+    EXPECT_EQ(listing.output, "iPhone de Ana  ssh-ed25519  " + Keys::ed25519Fingerprint + "  línea 2\n" +
+                                  "1 llave más en el archivo.\n");
+
+    const QString command = cli + " revoke 'iPhone de Ana' --authorized-keys " + keys;
+    const auto answer = [&](const char* reply) {
+        return TestSupport::runProgram(
+            "/bin/sh",
+            {"-c", QStringLiteral("printf '%1\\n' | ").arg(QString::fromUtf8(reply)) + script + " -qec \"" +
+                       command + "\" /dev/null"},
+            TestSupport::generousMilliseconds, spanish);
+    };
+    // The English yes is no yes to a question asked in Spanish.
+    const auto english = answer("y");
+    EXPECT_NE(english.output.find("¿Revocar iPhone de Ana (" + Keys::ed25519Fingerprint +
+                                  ")? Ya no podrá iniciar sesión. [s/N]"),
+              std::string::npos)
+        << english.output;
+    EXPECT_NE(english.output.find("No se ha revocado nada."), std::string::npos) << english.output;
+    EXPECT_EQ(content(), laptopLine + "\n" + phoneLine + "\n");
+    const auto yes = answer("Sí");
+    EXPECT_EQ(yes.exitCode, 0) << yes.output;
+    EXPECT_NE(yes.output.find("iPhone de Ana revocado: ya no puede iniciar sesión."), std::string::npos)
+        << yes.output;
+    EXPECT_EQ(content(), laptopLine + "\n");
 }
 
 TEST_F(DevicesCommandTest, RevokeThroughALinkChangesTheTargetAndKeepsTheLink) {

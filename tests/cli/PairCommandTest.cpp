@@ -20,23 +20,9 @@
 namespace {
 
 using TestSupport::CliSession;
+using TestSupport::speaking;
 
 const QString cli = NUVEXA_CLI;
-
-/// This environment with the language settings of a user: `lang` for LANG, `languages` for
-/// LANGUAGE (unset when empty).
-QProcessEnvironment speaking(const QString& lang, const QString& languages = {}) {
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.remove("LC_ALL");
-    environment.remove("LC_MESSAGES");
-    environment.insert("LANG", lang);
-    if (languages.isEmpty()) {
-        environment.remove("LANGUAGE");
-    } else {
-        environment.insert("LANGUAGE", languages);
-    }
-    return environment;
-}
 
 std::vector<std::string> linesOf(const std::string& output) {
     std::vector<std::string> lines;

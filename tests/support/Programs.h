@@ -34,4 +34,19 @@ runProgram(const QString& program, const QStringList& arguments, int boundMs = 6
     return result;
 }
 
+/// This environment with the language settings of a user: `lang` for LANG, `languages` for
+/// LANGUAGE (unset when empty).
+inline QProcessEnvironment speaking(const QString& lang, const QString& languages = {}) {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove("LC_ALL");
+    environment.remove("LC_MESSAGES");
+    environment.insert("LANG", lang);
+    if (languages.isEmpty()) {
+        environment.remove("LANGUAGE");
+    } else {
+        environment.insert("LANGUAGE", languages);
+    }
+    return environment;
+}
+
 } // namespace TestSupport
