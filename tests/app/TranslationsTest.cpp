@@ -40,26 +40,11 @@ public:
     const bool installed;
 };
 
-/// The Linux backend over the world's fake runner and tools: apt is the one package manager, there is
-/// no terminal, no display for a clipboard helper, no SSH unit and nothing listening on port 22.
-std::shared_ptr<Companion::SystemActions> linuxActions(PanelWorld& world) {
-    world.executables->add(std::string(PanelWorld::systemBin) + "/apt");
-    Companion::LinuxSystemActions::Options options;
-    options.isExecutable = [files = world.executables](const std::string& path) {
-        return files->contains(path);
-    };
-    options.searchPaths = std::vector<std::string>{PanelWorld::systemBin};
-    options.environment = [](const std::string&) -> std::optional<std::string> { return std::nullopt; };
-    options.socketTables = std::vector<std::filesystem::path>{world.home.path() / "tcp"};
-    options.unitDirectories = std::vector<std::filesystem::path>{};
-    return std::make_shared<Companion::LinuxSystemActions>(world.actionsRunner, std::move(options));
-}
-
 /// Every text a Linux user can meet in the panel: the panel as it first shows, its red line after an
 /// installation that found no terminal, and the backend's other messages.
 std::vector<std::string> linuxPanelTexts(const std::string& artifactSuffix) {
     PanelWorld world;
-    world.platformActions = linuxActions(world);
+    world.platformActions = world.linuxActions();
     world.buildAndShow();
     std::vector<std::string> texts = visibleElements(world.panel());
     world.model().installWithHomebrew();
@@ -122,7 +107,7 @@ TEST(TranslationsTest, OnLinuxNoEnglishTextNamesAnotherSystem) {
 
 TEST(TranslationsTest, OnLinuxWithoutAPackageManagerTheButtonNamesNone) {
     PanelWorld world;
-    world.platformActions = linuxActions(world);
+    world.platformActions = world.linuxActions();
     world.executables->remove(std::string(PanelWorld::systemBin) + "/apt");
     world.buildAndShow();
     EXPECT_THAT(visibleElements(world.panel()), Contains("⟨Instalar…⟩"));

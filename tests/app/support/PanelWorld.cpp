@@ -1,5 +1,7 @@
 #include "support/PanelWorld.h"
 
+#include "Companion/linux/LinuxSystemActions.h"
+
 #include <gtest/gtest.h>
 
 namespace AppTestSupport {
@@ -30,6 +32,17 @@ PanelWorld::~PanelWorld() {
     // The panel observes the model.
     m_panel.reset();
     m_model.reset();
+}
+
+std::shared_ptr<Companion::SystemActions> PanelWorld::linuxActions() {
+    executables->add(std::string(systemBin) + "/apt");
+    Companion::LinuxSystemActions::Options options;
+    options.isExecutable = [files = executables](const std::string& path) { return files->contains(path); };
+    options.searchPaths = std::vector<std::string>{systemBin};
+    options.environment = [](const std::string&) -> std::optional<std::string> { return std::nullopt; };
+    options.socketTables = std::vector<std::filesystem::path>{home.path() / "tcp"};
+    options.unitDirectories = std::vector<std::filesystem::path>{};
+    return std::make_shared<Companion::LinuxSystemActions>(actionsRunner, std::move(options));
 }
 
 Companion::CompanionModel::Environment PanelWorld::environment() {

@@ -102,6 +102,10 @@ public:
         };
     /// A platform's own system actions to use instead of `actions` (which speak as on macOS).
     std::shared_ptr<Companion::SystemActions> platformActions;
+    /// The Linux backend over this world's fake runner and tools, for `platformActions`, so the panel
+    /// speaks as on Linux: apt is the one package manager, there is no terminal, no display for a
+    /// clipboard helper, no SSH unit and nothing listening on port 22.
+    std::shared_ptr<Companion::SystemActions> linuxActions();
 
     /// The fake surroundings of a model, for a test that builds its own.
     Companion::CompanionModel::Environment environment();
