@@ -557,8 +557,9 @@ TEST_F(CompanionModelTest, APairingIsFollowedByTheKeyCheckAndANewSessionForgetsI
     pairing.stop();
 }
 
-// pkexec is not installed on this machine: the test writes a stand-in that stays as pkexec does
-// while a polkit agent's password dialog waits for an answer.
+// A password dialog that stays open needs a desktop's polkit agent and a person at it, which no test
+// here has: the test writes a stand-in that stays as pkexec does while that dialog waits. (The real
+// pkexec and polkit daemon, with no agent, are in PolkitWithoutAgentTest.)
 TEST(CompanionModelQuitTest, QuittingNeverWaitsForAPendingAdministratorDialog) {
     TestSupport::TemporaryDirectory bin;
     const auto asked = bin / "asked";
@@ -624,8 +625,7 @@ TEST_F(CompanionModelTest, ARelayConnectThatIsRunningIsNotQueuedAgain) {
     EXPECT_EQ(TestSupport::readFile(connects), "x\n");
 }
 
-// pkexec is not installed on this machine: the stand-in keeps the administrator dialog open until
-// the test answers it.
+// As above, a stand-in for pkexec keeps the administrator dialog open until the test answers it.
 TEST_F(CompanionModelTest, TurningTheSshServerOnWhileItsDialogIsOpenAsksOnce) {
     TestSupport::TemporaryDirectory bin;
     const auto asked = bin / "asked";

@@ -178,34 +178,6 @@ TEST_F(LinuxSystemActionsTest, WithoutAPolkitAgentTheMessageSaysSoAndGivesTheCom
               "Escribe «sudo systemctl enable --now ssh.service» en una terminal.");
 }
 
-// pkexec is not installed on this machine, so the test writes a program that behaves as pkexec does
-// in a session without a polkit agent: with --disable-internal-agent it fails at once with pkexec's
-// message; without it, it would prompt for a password on its own terminal.
-TEST_F(LinuxSystemActionsTest, WithoutAPolkitAgentARealChildFailsAtOnceWithoutAPrompt) {
-    TestSupport::TemporaryDirectory bin;
-    TestSupport::writeScript(bin / "pkexec", R"(if [ "$1" != "--disable-internal-agent" ]; then
-  printf 'Password: '
-  read answer
-  exit 127
-fi
-echo "Error executing command as another user: No authentication agent found." >&2
-exit 127)");
-    TestSupport::writeScript(bin / "systemctl", "exit 0");
-    writeFile(m_directory / "lib" / "ssh.service", "");
-    LinuxSystemActions::Options options;
-    options.searchPaths = std::vector<std::string>{bin.path().string()};
-    options.environment = [](const std::string&) -> std::optional<std::string> { return std::nullopt; };
-    options.socketTables = std::vector<std::filesystem::path>{m_directory / "tcp"};
-    options.unitDirectories = std::vector<std::filesystem::path>{m_directory / "lib"};
-    LinuxSystemActions backend(std::make_shared<Companion::QtProcessRunner>(), options);
-    const auto message = backend.setRemoteLogin(true, {});
-    ASSERT_TRUE(message.has_value());
-    EXPECT_EQ(*message,
-              "Ningún agente de polkit puede pedir la contraseña de administrador en este escritorio. "
-              "Escribe «sudo systemctl enable --now ssh.service» en una terminal.");
-    EXPECT_EQ(message->find("Password"), std::string::npos);
-}
-
 TEST_F(LinuxSystemActionsTest, ASilentFailureStillGivesAMessage) {
     m_executables = {"/usr/bin/pkexec", "/usr/bin/systemctl"};
     writeFile(m_directory / "lib" / "ssh.service", "");
