@@ -1,6 +1,7 @@
 #include "Companion/KeyDoctor.h"
 
 #include "Companion/HostIdentity.h"
+#include "Companion/LocalizedFormat.h"
 #include "Companion/SystemActions.h"
 #include "Companion/Text.h"
 #include "CompanionCore/AuthorizedKeys.h"
@@ -228,6 +229,24 @@ QString describe(Obstacle obstacle) {
             "o /var/log/auth.log).");
     }
     return {};
+}
+
+QString describe(CompanionCore::KeyCheck::Verdict verdict) {
+    switch (verdict) {
+    case CompanionCore::KeyCheck::Verdict::accepted:
+        return translate("aceptada");
+    case CompanionCore::KeyCheck::Verdict::refused:
+        return translate("rechazada");
+    case CompanionCore::KeyCheck::Verdict::noServer:
+        return translate("ningún servidor SSH");
+    case CompanionCore::KeyCheck::Verdict::unreachable:
+        return translate("inalcanzable");
+    }
+    return {};
+}
+
+QString hostKeyLine(const QString& fingerprint) {
+    return LocalizedFormat::fill(translate("Huella del servidor SSH: %@"), {fingerprint});
 }
 
 QString verdict(const CompanionCore::KeyDiagnosis::Result& result) {

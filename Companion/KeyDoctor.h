@@ -82,6 +82,12 @@ QString notes(const CompanionCore::KeyDiagnosis::Result& result);
 /// The cause and what to do about it, translated.
 QString describe(CompanionCore::Obstacle obstacle);
 
+/// What one address answered, in words: accepted, refused, no SSH server, unreachable; translated.
+QString describe(CompanionCore::KeyCheck::Verdict verdict);
+
+/// "Huella del servidor SSH: SHA256:…", translated: the line that shows the server's host key.
+QString hostKeyLine(const QString& fingerprint);
+
 /// "SHA256:…" of the server's host key, or nothing when no server answered.
 std::optional<QString> hostKey(const CompanionCore::KeyDiagnosis::Result& result);
 

@@ -1,5 +1,6 @@
 #include "CompanionApp/PairingSection.h"
 
+#include "Companion/KeyDoctor.h"
 #include "CompanionApp/BusyIndicator.h"
 #include "CompanionApp/PanelStyle.h"
 #include "CompanionApp/StatusSymbol.h"
@@ -232,8 +233,7 @@ void PairingSection::renderKeyCheck(const std::optional<Companion::KeyCheckState
         break;
     }
     PanelStyle::setTone(*m_keyCheckLine, tone);
-    m_hostKeyLine->setText(
-        Translations::fill(tr("Huella del servidor SSH: %@"), {check->hostKey.value_or(QString())}));
+    m_hostKeyLine->setText(Companion::KeyDoctor::hostKeyLine(check->hostKey.value_or(QString())));
 }
 
 QString PairingSection::formattedCode(const QString& digits) {

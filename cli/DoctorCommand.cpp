@@ -2,7 +2,9 @@
 
 #include "cli/CommandHelp.h"
 
+#include "Companion/LocalizedFormat.h"
 #include "Companion/QtProcessRunner.h"
+#include "Companion/Text.h"
 #include "CompanionCore/PairedDevices.h"
 
 #include <QCommandLineParser>
@@ -19,6 +21,8 @@ namespace {
 using Companion::KeyDoctor::Report;
 using CompanionCore::Obstacle;
 using CompanionCore::KeyCheck::Verdict;
+
+constexpr Companion::Text::TranslationContext translate{"DoctorCommand"};
 
 QString text(const std::string& value) {
     return QString::fromStdString(value);
@@ -83,7 +87,7 @@ QString obstacleName(Obstacle obstacle) {
 /// "Name (SHA256:…)", or a note that no phone is paired.
 QString subjectLine(const Report& report) {
     if (!report.device) {
-        return QStringLiteral("No phone is paired: checked what needs no key.");
+        return translate("No hay ningún teléfono emparejado: comprobado lo que no necesita llave.");
     }
     const auto fingerprint = CompanionCore::PairedDevices::fingerprintOf(*report.device);
     return text(report.device->name) + QStringLiteral(" (") +
@@ -93,7 +97,7 @@ QString subjectLine(const Report& report) {
 /// With no key the server is only reached, so "La llave funciona" would claim too much.
 QString verdictLine(const Report& report) {
     if (!report.device && report.result.works()) {
-        return QStringLiteral("The SSH server answers.");
+        return translate("El servidor SSH responde.");
     }
     return Companion::KeyDoctor::verdict(report.result);
 }
@@ -124,14 +128,15 @@ QString doctorText(const std::vector<Report>& reports) {
         }
         for (const auto& [address, answer] : report.result.answers) {
             output += QStringLiteral("  ") + text(address.host) + QStringLiteral(": ") +
-                      verdictName(answer.verdict);
+                      Companion::KeyDoctor::describe(answer.verdict);
             if (!answer.detail.empty() && answer.verdict != Verdict::accepted) {
                 output += QStringLiteral(" (") + text(answer.detail) + QStringLiteral(")");
             }
             output += QStringLiteral("\n");
         }
         if (const auto hostKey = Companion::KeyDoctor::hostKey(report.result)) {
-            output += QStringLiteral("  Server host key: ") + *hostKey + QStringLiteral("\n");
+            output +=
+                QStringLiteral("  ") + Companion::KeyDoctor::hostKeyLine(*hostKey) + QStringLiteral("\n");
         }
     }
     return output;
@@ -188,7 +193,8 @@ int runDoctor(const QStringList& arguments) {
         const QString problem =
             parser.positionalArguments().isEmpty()
                 ? parser.errorText()
-                : QStringLiteral("unexpected argument ") + parser.positionalArguments().first();
+                : Companion::LocalizedFormat::fill(translate("argumento inesperado %@"),
+                                                   {parser.positionalArguments().first()});
         std::fprintf(stderr, "nuvexa-companion-cli doctor: %s\n", qPrintable(problem));
         return doctorUsageExit;
     }
@@ -207,8 +213,9 @@ int runDoctor(const QStringList& arguments) {
         bool number = false;
         options.port = parser.value(port).toInt(&number);
         if (!number || options.port <= 0 || options.port > 65535) {
-            std::fprintf(stderr, "nuvexa-companion-cli doctor: not a port: %s\n",
-                         qPrintable(parser.value(port)));
+            std::fprintf(stderr, "nuvexa-companion-cli doctor: %s\n",
+                         qPrintable(Companion::LocalizedFormat::fill(translate("no es un puerto: %@"),
+                                                                     {parser.value(port)})));
             return doctorUsageExit;
         }
     }

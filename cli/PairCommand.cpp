@@ -162,7 +162,7 @@ public:
             say(notes.toStdString());
         }
         if (hostKey) {
-            say("Server host key: " + hostKey->toStdString());
+            say(Companion::KeyDoctor::hostKeyLine(*hostKey).toStdString());
         }
     }
 

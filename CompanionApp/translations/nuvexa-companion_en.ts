@@ -80,10 +80,6 @@
         <translation>Checking the key with the SSH server…</translation>
     </message>
     <message>
-        <source>Huella del servidor SSH: %@</source>
-        <translation>SSH server fingerprint: %@</translation>
-    </message>
-    <message>
         <source>Emparejar con el iPhone</source>
         <translation>Pair with the iPhone</translation>
     </message>
@@ -224,6 +220,25 @@
     </message>
 </context>
 <context>
+    <name>DoctorCommand</name>
+    <message>
+        <source>No hay ningún teléfono emparejado: comprobado lo que no necesita llave.</source>
+        <translation>No phone is paired: checked what needs no key.</translation>
+    </message>
+    <message>
+        <source>El servidor SSH responde.</source>
+        <translation>The SSH server answers.</translation>
+    </message>
+    <message>
+        <source>argumento inesperado %@</source>
+        <translation>unexpected argument %@</translation>
+    </message>
+    <message>
+        <source>no es un puerto: %@</source>
+        <translation>not a port: %@</translation>
+    </message>
+</context>
+<context>
     <name>KeepAwake</name>
     <message>
         <source>No puedo mantener el ordenador despierto: ni el portal del escritorio ni logind responden.</source>
@@ -307,6 +322,26 @@
     <message>
         <source>El servidor SSH rechaza la llave por otro motivo: mira su registro (journalctl -u ssh o /var/log/auth.log).</source>
         <translation>The SSH server refuses the key for another reason: see its log (journalctl -u ssh or /var/log/auth.log).</translation>
+    </message>
+    <message>
+        <source>aceptada</source>
+        <translation>accepted</translation>
+    </message>
+    <message>
+        <source>rechazada</source>
+        <translation>refused</translation>
+    </message>
+    <message>
+        <source>ningún servidor SSH</source>
+        <translation>no SSH server</translation>
+    </message>
+    <message>
+        <source>inalcanzable</source>
+        <translation>unreachable</translation>
+    </message>
+    <message>
+        <source>Huella del servidor SSH: %@</source>
+        <translation>SSH server fingerprint: %@</translation>
     </message>
 </context>
 <context>

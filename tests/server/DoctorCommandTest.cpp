@@ -17,14 +17,21 @@ const QString cli = NUVEXA_CLI;
 /// what a real login gets.
 class DoctorCommandTest : public TestSupport::SshdScenarioTest {
 protected:
-    TestSupport::ProgramResult doctor(const TestSupport::SshdInstance& server,
-                                      const QStringList& extra) const {
-        return TestSupport::runProgram(
-            "/usr/sbin/runuser", QStringList{"-u", testUser, "--", "/usr/bin/env",
-                                             QString::fromStdString("HOME=" + m_home.string()), cli, "doctor",
-                                             "--port", QString::number(server.port()), "--sshd-config",
-                                             server.configPath(), "--host", "127.0.0.1"} +
-                                     extra);
+    /// `language` is the user's LANG; the C locale's (which speaks the Spanish keys) when empty.
+    TestSupport::ProgramResult doctor(const TestSupport::SshdInstance& server, const QStringList& extra,
+                                      const QString& language = {}) const {
+        QStringList environment{QString::fromStdString("HOME=" + m_home.string())};
+        if (!language.isEmpty()) {
+            environment << "LC_ALL="
+                        << "LANGUAGE="
+                        << "LANG=" + language;
+        }
+        return TestSupport::runProgram("/usr/sbin/runuser",
+                                       QStringList{"-u", testUser, "--", "/usr/bin/env"} + environment +
+                                           QStringList{cli, "doctor", "--port",
+                                                       QString::number(server.port()), "--sshd-config",
+                                                       server.configPath(), "--host", "127.0.0.1"} +
+                                           extra);
     }
 
     static QJsonObject json(const TestSupport::ProgramResult& result) {
@@ -56,8 +63,19 @@ TEST_F(DoctorCommandTest, ARefusedKeyExitsOneAndNamesTheSetting) {
     const auto result = doctor(*server, {});
     EXPECT_EQ(result.exitCode, 1) << result.output;
     EXPECT_NE(result.output.find("AllowUsers"), std::string::npos) << result.output;
-    EXPECT_NE(result.output.find("127.0.0.1: refused"), std::string::npos) << result.output;
-    EXPECT_NE(result.output.find(fingerprintOf(server->hostKeyPath())), std::string::npos) << result.output;
+    EXPECT_NE(result.output.find("127.0.0.1: rechazada"), std::string::npos) << result.output;
+    EXPECT_NE(result.output.find("Huella del servidor SSH: " + fingerprintOf(server->hostKeyPath())),
+              std::string::npos)
+        << result.output;
+
+    // One run speaks one language: in English, every line is English.
+    const auto english = doctor(*server, {}, QStringLiteral("en_US.UTF-8"));
+    EXPECT_EQ(english.exitCode, 1) << english.output;
+    EXPECT_NE(english.output.find("Your user is not in AllowUsers"), std::string::npos) << english.output;
+    EXPECT_NE(english.output.find("127.0.0.1: refused"), std::string::npos) << english.output;
+    EXPECT_NE(english.output.find("SSH server fingerprint: " + fingerprintOf(server->hostKeyPath())),
+              std::string::npos)
+        << english.output;
 }
 
 TEST_F(DoctorCommandTest, AHomeWritableByOthersIsNamedInJson) {
@@ -79,7 +97,7 @@ TEST_F(DoctorCommandTest, NoServerExitsOne) {
         TestSupport::runProgram(cli, {"doctor", "--port", QString::number(port), "--host", "127.0.0.1",
                                       "--authorized-keys", QString::fromStdString(keyFile().string())});
     EXPECT_EQ(result.exitCode, 1) << result.output;
-    EXPECT_NE(result.output.find("127.0.0.1: noServer"), std::string::npos) << result.output;
+    EXPECT_NE(result.output.find("127.0.0.1: ningún servidor SSH"), std::string::npos) << result.output;
 }
 
 TEST(DoctorCommandUsageTest, AnUnknownArgumentIsAUsageError) {
