@@ -18,20 +18,10 @@ set -euo pipefail
 
 action=${1:?usage: avahi.sh start|stop|daemon-stop|daemon-start DIR}
 dir=${2:?usage: avahi.sh start|stop|daemon-stop|daemon-start DIR}
+peer=avahi
+# shellcheck source=peer_support.sh
+source "$(dirname "$0")/peer_support.sh"
 namespace=nuvexa-mdns
-
-unavailable() {
-    printf 'status=unavailable\nreason=%s\n' "$1" > "$dir/state"
-    echo "avahi.sh: cannot start the Avahi peer: $1" >&2
-    if [ "${CI:-}" = true ]; then
-        exit 1
-    fi
-    exit 0
-}
-
-system_bus_answers() {
-    dbus-send --system --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.GetId >/dev/null 2>&1
-}
 
 avahi_state() {
     dbus-send --system --print-reply --dest=org.freedesktop.Avahi / org.freedesktop.Avahi.Server.GetState 2>/dev/null |
@@ -93,16 +83,7 @@ start() {
         unavailable "another avahi-daemon already runs on this machine"
     fi
 
-    if ! system_bus_answers; then
-        mkdir -p /run/dbus
-        rm -f /run/dbus/pid
-        dbus-daemon --system --fork --print-pid > "$dir/dbus.pid"
-        for _ in $(seq 600); do
-            system_bus_answers && break
-            sleep 0.1
-        done
-        system_bus_answers || unavailable "the system D-Bus did not start"
-    fi
+    start_system_bus
 
     ip netns del "$namespace" 2>/dev/null || true
     ip netns add "$namespace"
@@ -117,10 +98,7 @@ start() {
 stop() {
     stop_daemon
     ip netns del "$namespace" 2>/dev/null || true
-    if [ -f "$dir/dbus.pid" ]; then
-        kill "$(cat "$dir/dbus.pid")" 2>/dev/null || true
-        rm -f "$dir/dbus.pid" /run/dbus/pid
-    fi
+    stop_system_bus
     rm -f "$dir/state"
 }
 

@@ -11,20 +11,10 @@ set -euo pipefail
 
 action=${1:?usage: polkit.sh start|stop DIR}
 dir=${2:?usage: polkit.sh start|stop DIR}
+peer=polkit
+# shellcheck source=peer_support.sh
+source "$(dirname "$0")/peer_support.sh"
 polkitd=/usr/lib/polkit-1/polkitd
-
-unavailable() {
-    printf 'status=unavailable\nreason=%s\n' "$1" > "$dir/state"
-    echo "polkit.sh: cannot start the polkit peer: $1" >&2
-    if [ "${CI:-}" = true ]; then
-        exit 1
-    fi
-    exit 0
-}
-
-system_bus_answers() {
-    dbus-send --system --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.GetId >/dev/null 2>&1
-}
 
 polkit_answers() {
     dbus-send --system --print-reply --dest=org.freedesktop.PolicyKit1 /org/freedesktop/PolicyKit1/Authority \
@@ -42,17 +32,9 @@ start() {
     [ -x "$polkitd" ] || unavailable "polkitd is not installed (scripts/setup.sh --tests installs it)"
     [ -u "$(command -v pkexec)" ] || unavailable "pkexec is not set-user-ID root"
 
-    if ! system_bus_answers; then
-        mkdir -p /run/dbus
-        rm -f /run/dbus/pid
-        dbus-daemon --system --fork --print-pid > "$dir/dbus.pid"
-        for _ in $(seq 600); do
-            system_bus_answers && break
-            sleep 0.1
-        done
-        system_bus_answers || unavailable "the system D-Bus did not start"
-    fi
-    # A polkitd already on the bus serves as well as ours.
+    start_system_bus
+    # Asking starts polkitd through D-Bus activation where the bus can, and a polkitd already
+    # running serves as well; one of ours is started only where neither answers.
     if ! polkit_answers; then
         "$polkitd" --no-debug >> "$dir/polkitd.log" 2>&1 &
         echo $! > "$dir/polkitd.pid"
@@ -70,10 +52,7 @@ stop() {
         kill "$(cat "$dir/polkitd.pid")" 2>/dev/null || true
         rm -f "$dir/polkitd.pid"
     fi
-    if [ -f "$dir/dbus.pid" ]; then
-        kill "$(cat "$dir/dbus.pid")" 2>/dev/null || true
-        rm -f "$dir/dbus.pid" /run/dbus/pid
-    fi
+    stop_system_bus
     rm -f "$dir/state"
 }
 

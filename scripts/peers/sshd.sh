@@ -12,16 +12,10 @@ set -euo pipefail
 
 action=${1:?usage: sshd.sh start|stop DIR}
 dir=${2:?usage: sshd.sh start|stop DIR}
+peer=sshd
+# shellcheck source=peer_support.sh
+source "$(dirname "$0")/peer_support.sh"
 user=nuvexa-peer
-
-unavailable() {
-    printf 'status=unavailable\nreason=%s\n' "$1" > "$dir/state"
-    echo "sshd.sh: cannot start the sshd peer: $1" >&2
-    if [ "${CI:-}" = true ]; then
-        exit 1
-    fi
-    exit 0
-}
 
 port_is_free() {
     [ -z "$(ss -Hltn "sport = :$1")" ]

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # What the test scripts share, sourced by them (bash): messages and failure under the script's own
 # name, waiting without depending on speed, ending the processes a script started, printing its logs
 # when it fails, and skipping (or failing on CI) when a tool is missing.
