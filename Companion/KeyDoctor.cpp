@@ -215,9 +215,8 @@ QString describe(Obstacle obstacle) {
         return translate("Un cortafuegos bloquea los puertos de emparejamiento 52901–52904: permítelos (como "
                          "administrador).");
     case Obstacle::noDnsSdDaemon:
-        return translate(
-            "No funciona ningún servicio DNS-SD (Avahi): el teléfono no encontrará este ordenador "
-            "por sí solo; instala y arranca avahi-daemon.");
+        return translate("No funciona ningún servicio DNS-SD: el teléfono no encontrará este ordenador "
+                         "por sí solo; en Linux, instala y arranca avahi-daemon.");
     case Obstacle::announcementNotSeen:
         return translate(
             "El servicio DNS-SD no muestra lo que este ordenador anuncia: el teléfono no lo encontrará por "

@@ -184,8 +184,8 @@ constexpr Text texts[] = {
                        "administrador).")},
     {"KeyDoctor",
      QT_TRANSLATE_NOOP("KeyDoctor",
-                       "No funciona ningún servicio DNS-SD (Avahi): el teléfono no encontrará este ordenador "
-                       "por sí solo; instala y arranca avahi-daemon.")},
+                       "No funciona ningún servicio DNS-SD: el teléfono no encontrará este ordenador "
+                       "por sí solo; en Linux, instala y arranca avahi-daemon.")},
     {"KeyDoctor",
      QT_TRANSLATE_NOOP("KeyDoctor",
                        "El servicio DNS-SD no muestra lo que este ordenador anuncia: el teléfono no lo "

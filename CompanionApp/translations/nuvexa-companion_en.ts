@@ -260,8 +260,8 @@
         <translation>A firewall blocks the pairing ports 52901–52904: allow them (as administrator).</translation>
     </message>
     <message>
-        <source>No funciona ningún servicio DNS-SD (Avahi): el teléfono no encontrará este ordenador por sí solo; instala y arranca avahi-daemon.</source>
-        <translation>No DNS-SD service (Avahi) is running: the phone will not find this computer by itself; install and start avahi-daemon.</translation>
+        <source>No funciona ningún servicio DNS-SD: el teléfono no encontrará este ordenador por sí solo; en Linux, instala y arranca avahi-daemon.</source>
+        <translation>No DNS-SD service is running: the phone will not find this computer by itself; on Linux, install and start avahi-daemon.</translation>
     </message>
     <message>
         <source>El servicio DNS-SD no muestra lo que este ordenador anuncia: el teléfono no lo encontrará por sí solo; en Linux, revisa allow-interfaces y disable-publishing en /etc/avahi/avahi-daemon.conf (como administrador).</source>
