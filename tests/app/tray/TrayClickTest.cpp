@@ -62,10 +62,7 @@ protected:
         ASSERT_NE(s_app->trayIcon(), nullptr);
         // The icon can be clicked once the tray has embedded it and shown it; until then its place is
         // not known.
-        const QDeadlineTimer bound(generousMilliseconds);
-        while (!iconIsShown() && !bound.hasExpired()) {
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
-        }
+        waitForTheIcon();
         ASSERT_TRUE(iconIsShown());
         ASSERT_NO_FATAL_FAILURE(makeSureTheIconAnswersClicks());
         if (s_app->panel().isVisible()) {
@@ -111,24 +108,41 @@ protected:
         s_answersClicks = true;
     }
 
-    /// The tray icon's own window is on screen where the icon reports itself to be (until the tray has
-    /// embedded it, that is nowhere).
-    bool iconIsShown() const {
+    /// The tray icon's own window, once it is on screen where the icon reports itself to be (until
+    /// the tray has embedded it, that is nowhere).
+    QWidget* iconWindow() const {
         const auto windows = QApplication::topLevelWidgets();
-        return std::any_of(windows.begin(), windows.end(), [this](QWidget* window) {
+        const auto found = std::find_if(windows.begin(), windows.end(), [this](QWidget* window) {
             return window != &s_app->panel() && window->windowHandle() != nullptr &&
                    window->windowHandle()->isExposed() &&
                    QRect(window->mapToGlobal(QPoint(0, 0)), window->size()) == iconArea();
         });
+        return found == windows.end() ? nullptr : *found;
     }
 
-    /// Presses and releases the left button over the icon `count` times in one go.
+    bool iconIsShown() const { return iconWindow() != nullptr; }
+
+    /// Runs the event loop until the icon is on screen (a tray may hide it a moment while it lays its
+    /// icons out again). The bound only catches a broken setup.
+    void waitForTheIcon() const {
+        const QDeadlineTimer bound(generousMilliseconds);
+        while (!iconIsShown() && !bound.hasExpired()) {
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+        }
+    }
+
+    /// Presses and releases the left button over the icon `count` times in one go, in the middle of
+    /// its window wherever the X server has it (the tray may have moved it since Qt last heard).
     void click(int count = 1) {
-        const QPoint centre = iconArea().center();
+        waitForTheIcon();
+        const QWidget* icon = iconWindow();
+        ASSERT_NE(icon, nullptr);
         const int status = QProcess::execute(
-            m_xdotool, {QStringLiteral("mousemove"), QString::number(centre.x()), QString::number(centre.y()),
-                        QStringLiteral("click"), QStringLiteral("--repeat"), QString::number(count),
-                        QStringLiteral("--delay"), QStringLiteral("1"), QStringLiteral("1")});
+            m_xdotool,
+            {QStringLiteral("mousemove"), QStringLiteral("--window"), QString::number(icon->winId()),
+             QString::number(icon->width() / 2), QString::number(icon->height() / 2), QStringLiteral("click"),
+             QStringLiteral("--repeat"), QString::number(count), QStringLiteral("--delay"),
+             QStringLiteral("1"), QStringLiteral("1")});
         ASSERT_EQ(status, 0);
     }
 
