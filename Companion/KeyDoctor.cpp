@@ -137,34 +137,53 @@ CompanionCore::KeyDiagnosis::Subject subject(const Options& options,
     return subject;
 }
 
-Report examine(const Options& options, const std::optional<CompanionCore::PairedDevice>& device,
-               ProcessRunner& runner) {
-    const auto settings = serverSettings(runner, options.user, options.sshdConfig);
+namespace {
+
+/// What is the same for every key: the server's settings and what keeps phones out outside it.
+struct HostFindings {
+    std::optional<CompanionCore::SshdSettings> settings;
+    std::vector<Obstacle> obstacles;
+};
+
+HostFindings hostFindings(const Options& options, ProcessRunner& runner) {
+    return {serverSettings(runner, options.user, options.sshdConfig),
+            options.hostChecks ? options.hostChecks() : std::vector<Obstacle>{}};
+}
+
+Report examineWith(const Options& options, const std::optional<CompanionCore::PairedDevice>& device,
+                   const HostFindings& host) {
     Report report{device, CompanionCore::KeyDiagnosis::diagnose(
                               subject(options, device), CompanionCore::KeyDiagnosis::addresses(options.hosts),
-                              settings, options.bound)};
-    if (options.hostChecks) {
-        auto& found = report.result.obstacles;
-        for (const auto obstacle : options.hostChecks()) {
-            if (std::find(found.begin(), found.end(), obstacle) == found.end()) {
-                found.push_back(obstacle);
-            }
+                              host.settings, options.bound)};
+    auto& found = report.result.obstacles;
+    for (const auto obstacle : host.obstacles) {
+        if (std::find(found.begin(), found.end(), obstacle) == found.end()) {
+            found.push_back(obstacle);
         }
     }
     return report;
 }
 
+} // namespace
+
+Report examine(const Options& options, const std::optional<CompanionCore::PairedDevice>& device,
+               ProcessRunner& runner) {
+    return examineWith(options, device, hostFindings(options, runner));
+}
+
 std::vector<Report> examineAll(const Options& options, ProcessRunner& runner) {
     const auto listing =
         CompanionCore::PairedDevices::list(CompanionCore::AuthorizedKeys::read(options.authorizedKeys));
+    // The server's settings and the host checks (a DNS-SD probe among them) are asked once for all keys.
+    const auto host = hostFindings(options, runner);
     std::vector<Report> reports;
     for (const auto& device : listing.devices) {
         if (!device.older) {
-            reports.push_back(examine(options, device, runner));
+            reports.push_back(examineWith(options, device, host));
         }
     }
     if (reports.empty()) {
-        reports.push_back(examine(options, std::nullopt, runner));
+        reports.push_back(examineWith(options, std::nullopt, host));
     }
     return reports;
 }

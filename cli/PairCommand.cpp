@@ -408,9 +408,10 @@ int runPair(const QStringList& arguments) {
     }
     PairSettings& settings = std::get<PairSettings>(parsed);
 
-    const Report report(settings.json, Companion::makeSystemActions()->wording());
+    const auto systemActions = Companion::makeSystemActions();
+    const Report report(settings.json, systemActions->wording());
     // The same test as the readiness row, so the two front ends never disagree.
-    if (!Companion::makeSystemActions()->remoteLoginEnabled()) {
+    if (!systemActions->remoteLoginEnabled()) {
         report.warning(
             translate("nada responde en el puerto 22 de este ordenador: el teléfono puede "
                       "emparejarse, pero no podrá iniciar sesión hasta que funcione un servidor SSH")

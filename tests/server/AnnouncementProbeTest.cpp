@@ -91,7 +91,6 @@ TEST_F(AvahiAnnouncementProbeTest, SeesItsOwnServiceAndLeavesNothingBehind) {
 
 TEST_F(AvahiAnnouncementProbeTest, ADaemonThatPublishesOnNoInterfaceOfThisComputerShowsNothing) {
     TestSupport::AvahiRestart restart;
-    restart.needed = true;
     ASSERT_TRUE(TestSupport::avahiDaemon("daemon-stop"));
     ASSERT_TRUE(TestSupport::avahiDaemon("daemon-start", {QStringLiteral("nuvexa-none0")}));
     // The daemon takes the registration and says it is in place, yet no browse ever shows it; the
@@ -101,7 +100,6 @@ TEST_F(AvahiAnnouncementProbeTest, ADaemonThatPublishesOnNoInterfaceOfThisComput
 
 TEST_F(AvahiAnnouncementProbeTest, ADaemonThatRefusesPublishingIsNotSeenWithoutWaiting) {
     TestSupport::AvahiRestart restart;
-    restart.needed = true;
     ASSERT_TRUE(TestSupport::avahiDaemon("daemon-stop"));
     ASSERT_TRUE(TestSupport::avahiDaemon("daemon-start",
                                          {QStringLiteral("lo"), QStringLiteral("disable-publishing")}));
@@ -117,7 +115,6 @@ TEST_F(AvahiAnnouncementProbeTest, DoctorNamesAnAnnouncementNobodyCanSee) {
     EXPECT_FALSE(working.contains(QStringLiteral("noDnsSdDaemon")));
 
     TestSupport::AvahiRestart restart;
-    restart.needed = true;
     ASSERT_TRUE(TestSupport::avahiDaemon("daemon-stop"));
     ASSERT_TRUE(TestSupport::avahiDaemon("daemon-start", {QStringLiteral("nuvexa-none0")}));
     const auto hidden = doctorCauses();

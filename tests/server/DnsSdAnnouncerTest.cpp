@@ -80,6 +80,11 @@ protected:
                                       [&] { return server.isWaiting(); });
     }
 
+    static bool waitForAnnounced(PairingServer& server) {
+        return TestSupport::waitUntil(&server, &PairingServer::announcedChanged,
+                                      [&] { return server.announced(); });
+    }
+
     TestSupport::TemporaryDirectory m_home;
     // Unique per process, so leftovers of another run can never be mistaken for this one's.
     std::string m_name = "nuvexa-test-" + std::to_string(::getpid());
@@ -132,9 +137,7 @@ TEST_F(AvahiAnnouncerTest, ShowsTheSessionWithExactlyTheSevenTxtEntriesWhileWait
     auto server = makeServer();
     server->start();
     ASSERT_TRUE(waitForWaiting(*server));
-    ASSERT_TRUE(TestSupport::waitUntil(server.get(), &PairingServer::announcedChanged, [&] {
-        return server->announced();
-    })) << messages(*server).back();
+    ASSERT_TRUE(waitForAnnounced(*server)) << messages(*server).back();
     EXPECT_EQ(messages(*server).back(), "announced on Bonjour as " + m_name + "._nuvexa._tcp.local.");
 
     const std::string port = std::to_string(server->state().port);
@@ -159,9 +162,7 @@ TEST_F(AvahiAnnouncerTest, ATooLongHostListIsAnnouncedWithoutItsLastHosts) {
     auto server = makeServer();
     server->start();
     ASSERT_TRUE(waitForWaiting(*server));
-    ASSERT_TRUE(TestSupport::waitUntil(server.get(), &PairingServer::announcedChanged, [&] {
-        return server->announced();
-    })) << messages(*server).back();
+    ASSERT_TRUE(waitForAnnounced(*server)) << messages(*server).back();
     const auto seen = browse(m_name);
     ASSERT_FALSE(seen.empty());
     const auto hosts = std::find_if(seen.front().begin(), seen.front().end(),
@@ -204,13 +205,10 @@ TEST_F(AvahiAnnouncerTest, TheAnnouncementComesBackWithTheDaemonWithoutAnyoneAsk
     auto server = makeServer();
     server->start();
     ASSERT_TRUE(waitForWaiting(*server));
-    ASSERT_TRUE(TestSupport::waitUntil(server.get(), &PairingServer::announcedChanged, [&] {
-        return server->announced();
-    })) << messages(*server).back();
+    ASSERT_TRUE(waitForAnnounced(*server)) << messages(*server).back();
 
     // Whatever happens below, the other tests find the daemon running.
     TestSupport::AvahiRestart restart;
-    restart.needed = true;
     ASSERT_TRUE(TestSupport::avahiDaemon("daemon-stop"));
     ASSERT_TRUE(TestSupport::waitUntil(server.get(), &PairingServer::announcedChanged,
                                        [&] { return !server->announced(); }));
@@ -222,9 +220,7 @@ TEST_F(AvahiAnnouncerTest, TheAnnouncementComesBackWithTheDaemonWithoutAnyoneAsk
 
     restart.needed = false;
     ASSERT_TRUE(TestSupport::avahiDaemon("daemon-start"));
-    ASSERT_TRUE(TestSupport::waitUntil(server.get(), &PairingServer::announcedChanged, [&] {
-        return server->announced();
-    })) << testing::PrintToString(messages(*server));
+    ASSERT_TRUE(waitForAnnounced(*server)) << testing::PrintToString(messages(*server));
     EXPECT_EQ(messages(*server).back(), "announced on Bonjour as " + m_name + "._nuvexa._tcp.local.");
     EXPECT_TRUE(server->isWaiting());
     ASSERT_TRUE(TestSupport::spinUntil([&] { return !browse(m_name).empty(); }));

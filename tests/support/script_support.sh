@@ -67,3 +67,30 @@ missing_tools() {
         command -v "$tool" >/dev/null 2>&1 || echo "$tool"
     done
 }
+
+# Makes the folder `work` for programs run on a display of the script's own (NAME names it): a
+# private home and runtime folder, the Spanish keys whatever the machine's language, and no system
+# bus (nothing there announces). On exit, whatever the script started is ended, its logs are printed
+# when it failed, and the folder goes.
+start_private_session() {
+    work=$(mktemp -d "${TMPDIR:-/tmp}/nuvexa-$1.XXXXXX")
+    mkdir -m 700 "$work/runtime" "$work/home"
+    log_folder=$work
+    trap end_private_session EXIT
+    export HOME=$work/home
+    export XDG_RUNTIME_DIR=$work/runtime
+    export XDG_STATE_HOME=$work/home/.local/state
+    export XDG_CONFIG_HOME=$work/home/.config
+    export NUVEXA_TRAY_WORK=$work
+    export LC_ALL=C.UTF-8 LANGUAGE=
+    export DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/nuvexa-no-system-bus
+}
+
+end_private_session() {
+    local status=$?
+    stop_started
+    if [ $status -ne 0 ] && [ $status -ne 77 ]; then
+        print_logs
+    fi
+    rm -rf "$work"
+}

@@ -34,33 +34,11 @@ if ! compgen -G "/usr/lib/*/qt6/plugins/platforms/libqwayland-generic.so" >/dev/
 fi
 skip_when_missing "${missing[@]}"
 
-work=$(mktemp -d "${TMPDIR:-/tmp}/nuvexa-wayland.XXXXXX")
-mkdir -m 700 "$work/runtime" "$work/home"
-log_folder=$work
+start_private_session wayland
 weston_pid=""
-
-finish() {
-    local status=$?
-    stop_started
-    if [ $status -ne 0 ] && [ $status -ne 77 ]; then
-        print_logs
-    fi
-    rm -rf "$work"
-}
-trap finish EXIT
-
-export HOME=$work/home
-export XDG_RUNTIME_DIR=$work/runtime
-export XDG_STATE_HOME=$work/home/.local/state
-export XDG_CONFIG_HOME=$work/home/.config
-export NUVEXA_TRAY_WORK=$work
 export QT_QPA_PLATFORM=wayland
 export WAYLAND_DISPLAY=nuvexa-wayland
 unset DISPLAY
-# The Spanish keys, whatever the machine's language.
-export LC_ALL=C.UTF-8 LANGUAGE=
-# Announcing needs the system bus; nothing here announces, so it is kept out of reach.
-export DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/nuvexa-no-system-bus
 
 # A plain background and no shell panel, so that what changes on the screen is the companion's.
 cat >"$work/weston.ini" <<'INI'

@@ -29,30 +29,9 @@ if [ -e "/tmp/.X${display#:}-lock" ]; then
     exit 1
 fi
 
-work=$(mktemp -d "${TMPDIR:-/tmp}/nuvexa-tray.XXXXXX")
-mkdir -m 700 "$work/runtime" "$work/home"
-log_folder=$work
-
-finish() {
-    local status=$?
-    stop_started
-    if [ $status -ne 0 ] && [ $status -ne 77 ]; then
-        print_logs
-    fi
-    rm -rf "$work"
-}
-trap finish EXIT
-
+start_private_session tray
 export DISPLAY=$display
-export HOME=$work/home
-export XDG_RUNTIME_DIR=$work/runtime
-export XDG_STATE_HOME=$work/home/.local/state
-export NUVEXA_TRAY_WORK=$work
 export QT_QPA_PLATFORM=xcb
-# The Spanish keys, whatever the machine's language.
-export LC_ALL=C.UTF-8 LANGUAGE=
-# Announcing needs the system bus; nothing here announces, so it is kept out of reach.
-export DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/nuvexa-no-system-bus
 
 Xvfb "$display" -screen 0 1024x768x24 -nolisten tcp >"$work/xvfb.log" 2>&1 &
 started+=($!)
