@@ -85,8 +85,8 @@ std::string keyIdentity(std::string_view line) {
     return identity;
 }
 
-bool install(std::string_view line, const std::filesystem::path& path) {
-    KeyFileSession session(path);
+bool install(std::string_view line, const std::filesystem::path& path, const std::stop_token& stop) {
+    KeyFileSession session(path, stop);
     const std::string identity = keyIdentity(line);
     for (int round = 0; round < KeyFileSession::maximumRounds; ++round) {
         const auto snapshot = session.read();
@@ -115,8 +115,9 @@ bool install(std::string_view line, const std::filesystem::path& path) {
     throw std::system_error(EAGAIN, std::generic_category(), session.target().string() + " keeps changing");
 }
 
-bool rewrite(const std::filesystem::path& path, const std::function<std::string(std::string_view)>& edit) {
-    KeyFileSession session(path);
+bool rewrite(const std::filesystem::path& path, const std::function<std::string(std::string_view)>& edit,
+             const std::stop_token& stop) {
+    KeyFileSession session(path, stop);
     for (int round = 0; round < KeyFileSession::maximumRounds; ++round) {
         const auto snapshot = session.read();
         const std::string content = edit(snapshot.content);

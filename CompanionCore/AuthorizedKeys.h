@@ -5,6 +5,7 @@
 #include <array>
 #include <filesystem>
 #include <functional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -38,13 +39,15 @@ Expected<std::string, Failure> normalize(std::string_view key, std::string_view 
 /// replaced whole, through a private temporary. Writers of ours exclude each other (see
 /// `KeyFileSession`). Throws std::system_error, carrying the system's message, when the directory or
 /// the file cannot be read or written, or is no regular file of at most `KeyFileSession::maximumSize`
-/// bytes; the file is then unchanged.
-bool install(std::string_view line, const std::filesystem::path& path);
+/// bytes, or when the lock is not had in time or `stop` is requested while waiting for it; the file is
+/// then unchanged.
+bool install(std::string_view line, const std::filesystem::path& path, const std::stop_token& stop = {});
 
 /// Replaces the file's content by `edit(content)` under the same exclusion as `install`, through a
 /// private temporary renamed over it; the edit is run again on a file another writer changed
-/// meanwhile. False, and nothing written, when the edit changes nothing.
-bool rewrite(const std::filesystem::path& path, const std::function<std::string(std::string_view)>& edit);
+/// meanwhile. False, and nothing written, when the edit changes nothing. Throws as `install` does.
+bool rewrite(const std::filesystem::path& path, const std::function<std::string(std::string_view)>& edit,
+             const std::stop_token& stop = {});
 
 /// The file's content as `install` reads it (a bounded regular file, or a link to one); empty when
 /// it does not exist. Takes no lock and creates nothing.

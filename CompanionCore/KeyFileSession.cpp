@@ -4,7 +4,9 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <system_error>
+#include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace CompanionCore {
 
@@ -35,6 +37,8 @@ public:
         }
     }
     int get() const { return m_fd; }
+    /// Hands the descriptor over: it is no longer closed here.
+    int release() { return std::exchange(m_fd, -1); }
     /// Closes now and reports the close's own failure.
     int close() {
         const int result = ::close(m_fd);
@@ -136,7 +140,7 @@ std::string temporaryPrefix(const std::filesystem::path& target) {
 
 } // namespace
 
-KeyFileSession::KeyFileSession(const std::filesystem::path& path) {
+KeyFileSession::KeyFileSession(const std::filesystem::path& path, const std::stop_token& stop) {
     createDirectories(path.parent_path());
     m_target = resolvedTarget(path);
     const auto directory = folderOf(m_target);
@@ -144,19 +148,92 @@ KeyFileSession::KeyFileSession(const std::filesystem::path& path) {
     if (m_directory < 0) {
         fail(errno, "cannot open " + directory.string());
     }
-    while (::flock(m_directory, LOCK_EX) != 0) {
-        if (errno != EINTR) {
-            const int error = errno;
-            ::close(m_directory);
-            fail(error, "cannot lock " + directory.string());
-        }
+    try {
+        lock(stop);
+    } catch (...) {
+        ::close(m_directory);
+        throw;
     }
     removeStaleTemporaries();
 }
 
 KeyFileSession::~KeyFileSession() {
-    // Closing the descriptor releases the lock.
+    // Closing the descriptors releases the lock.
+    if (m_lock >= 0) {
+        ::close(m_lock);
+    }
     ::close(m_directory);
+}
+
+std::string KeyFileSession::lockFileName(const std::filesystem::path& keyFileName) {
+    return "." + keyFileName.filename().string() + ".lock";
+}
+
+void KeyFileSession::lock(const std::stop_token& stop) {
+    const std::string name = lockFileName(m_target);
+    const std::filesystem::path shown = folderOf(m_target) / name;
+    for (int round = 0; round < maximumRounds; ++round) {
+        const int fd = ::openat(m_directory, name.c_str(),
+                                O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, newFileMode);
+        if (fd < 0) {
+            if (errno == EACCES || errno == EPERM || errno == EROFS) {
+                // A folder this account may not write: nobody else of ours can write in it either,
+                // so its own lock is the one every writer of ours can share.
+                waitForLock(m_directory, folderOf(m_target), stop);
+                return;
+            }
+            fail(errno, "cannot open " + shown.string());
+        }
+        Descriptor candidate(fd);
+        struct stat info {};
+        if (::fstat(candidate.get(), &info) != 0) {
+            fail(errno, "cannot inspect " + shown.string());
+        }
+        // A lock file another account could open is one it could hold: it is replaced by a private one.
+        if (!S_ISREG(info.st_mode) || info.st_uid != ::geteuid() || info.st_nlink != 1 ||
+            (info.st_mode & 077) != 0) {
+            if (::unlinkat(m_directory, name.c_str(), 0) != 0 && errno != ENOENT) {
+                fail(errno, "cannot replace " + shown.string() + ", which another account could lock");
+            }
+            continue;
+        }
+        waitForLock(candidate.get(), shown, stop);
+        // Replaced meanwhile by a writer of ours that found it unsafe: the lock must be on the file
+        // the name stands for now.
+        struct stat named {};
+        if (::fstatat(m_directory, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0 ||
+            named.st_dev != info.st_dev || named.st_ino != info.st_ino) {
+            continue;
+        }
+        m_lock = fd;
+        // Kept open for the session: closing it would release the lock.
+        [[maybe_unused]] const int kept = candidate.release();
+        return;
+    }
+    fail(EAGAIN, "cannot lock " + shown.string() + ": it keeps being replaced");
+}
+
+void KeyFileSession::waitForLock(int fd, const std::filesystem::path& what,
+                                 const std::stop_token& stop) const {
+    const auto deadline = std::chrono::steady_clock::now() + lockWait;
+    while (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        if (errno == EINTR) {
+            continue;
+        }
+        if (errno != EWOULDBLOCK) {
+            fail(errno, "cannot lock " + what.string());
+        }
+        if (stop.stop_requested()) {
+            fail(ECANCELED, "stopped while waiting for the lock on " + what.string());
+        }
+        if (std::chrono::steady_clock::now() >= deadline) {
+            fail(EAGAIN,
+                 "another program of this account has held the lock on " + what.string() + " for " +
+                     std::to_string(std::chrono::duration_cast<std::chrono::seconds>(lockWait).count()) +
+                     " seconds; try again");
+        }
+        std::this_thread::sleep_for(lockRetryInterval);
+    }
 }
 
 void KeyFileSession::removeStaleTemporaries() const {

@@ -2,17 +2,21 @@
 
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cstddef>
 #include <filesystem>
+#include <stop_token>
 #include <string>
 #include <string_view>
 
 namespace CompanionCore {
 
 /// One change of the authorized keys file, with every other writer of ours kept out for its whole
-/// length: the session takes an exclusive lock on the directory that holds the file (a symbolic link
-/// is followed to its target), so two companions, or a pairing and a revoke, never overlap. Tools that
-/// only append (`>>`) take no lock; the session never replaces content that changed since it read it.
+/// length: the session takes an exclusive lock on a private lock file beside the file (a symbolic link
+/// is followed to its target), so two companions, or a pairing and a revoke, never overlap. Only this
+/// account can open that file, so no other account can hold the lock and keep the owner from pairing
+/// or revoking; the wait for it is bounded all the same, and can be stopped. Tools that only append
+/// (`>>`) take no lock; the session never replaces content that changed since it read it.
 ///
 /// Every failure throws std::system_error carrying the system's message and the path.
 class KeyFileSession {
@@ -21,6 +25,11 @@ public:
     static constexpr std::size_t maximumSize = 16 * 1024 * 1024;
     /// How often a change is tried again when another writer changed the file meanwhile.
     static constexpr int maximumRounds = 8;
+    /// How long another writer of ours may hold the lock before the session gives up: far longer than
+    /// any change takes, far shorter than a person waits.
+    static constexpr std::chrono::milliseconds lockWait = std::chrono::seconds(10);
+    /// How often a held lock is tried again, and so how soon a stop is noticed.
+    static constexpr std::chrono::milliseconds lockRetryInterval = std::chrono::milliseconds(20);
 
     /// The file as it was read.
     struct Snapshot {
@@ -30,8 +39,9 @@ public:
     };
 
     /// Resolves links, creates the missing folders (0700), takes the lock and removes our own
-    /// temporaries left behind by a writer that was killed.
-    explicit KeyFileSession(const std::filesystem::path& path);
+    /// temporaries left behind by a writer that was killed. Gives up with EAGAIN when the lock is
+    /// still held after `lockWait`, and with ECANCELED as soon as `stop` is requested.
+    explicit KeyFileSession(const std::filesystem::path& path, const std::stop_token& stop = {});
     KeyFileSession(const KeyFileSession&) = delete;
     KeyFileSession& operator=(const KeyFileSession&) = delete;
     ~KeyFileSession();
@@ -61,13 +71,23 @@ public:
     /// The file that receives the content.
     const std::filesystem::path& target() const { return m_target; }
 
+    /// The name of the lock file in the folder of a key file named `keyFileName`.
+    static std::string lockFileName(const std::filesystem::path& keyFileName);
+
 private:
+    /// Opens the private lock file and takes the lock on it; the folder itself when this account
+    /// may not create files in it.
+    void lock(const std::stop_token& stop);
+    /// Waits for an exclusive lock on `fd` within `lockWait`.
+    void waitForLock(int fd, const std::filesystem::path& what, const std::stop_token& stop) const;
     void removeStaleTemporaries() const;
     bool isUnchanged(const Snapshot& basis) const;
     void flushDirectory() const;
 
     std::filesystem::path m_target;
     int m_directory = -1;
+    /// The lock file, or -1 when the folder's own lock is held.
+    int m_lock = -1;
 };
 
 } // namespace CompanionCore

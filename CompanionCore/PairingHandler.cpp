@@ -42,6 +42,29 @@ PairingHandler::PairingHandler(PairingCode code, Identity identity, std::filesys
     , m_now(std::move(now)) {}
 
 PairingHandler::Outcome PairingHandler::handle(const HttpRequest& request) {
+    struct Visitor {
+        Outcome operator()(const Accepted& accepted) const { return install(accepted); }
+        Outcome operator()(const Rejected& rejected) const { return rejected; }
+        Outcome operator()(const Exhausted& exhausted) const { return exhausted; }
+    };
+    return std::visit(Visitor{}, decide(request));
+}
+
+bool PairingHandler::isFromBrowser(const HttpRequest& request) {
+    constexpr std::string_view fetchMetadataPrefix = "sec-fetch-";
+    if (request.headers.contains("origin")) {
+        return true;
+    }
+    // Header names are lower-cased and sorted: the fetch metadata headers sit together.
+    const auto next = request.headers.lower_bound(std::string(fetchMetadataPrefix));
+    return next != request.headers.end() && next->first.starts_with(fetchMetadataPrefix);
+}
+
+PairingHandler::Decision PairingHandler::decide(const HttpRequest& request) {
+    // Before anything else: a page's request never reaches the code, so it spends no guess either.
+    if (isFromBrowser(request)) {
+        return Rejected{403, std::string(browserRefusal)};
+    }
     if (request.method != pairMethod || request.path != pairPath) {
         return Rejected{404, "not found"};
     }
@@ -60,17 +83,21 @@ PairingHandler::Outcome PairingHandler::handle(const HttpRequest& request) {
     // From here the code is spent, whatever happens to the key.
     // The name reaches the key file, the log, terminals and the panel: one safe form for all of them.
     std::string device = Unicode::displaySafe(pairing->device);
-    const auto line = AuthorizedKeys::normalize(pairing->publicKey, std::string(commentPrefix) + device);
+    auto line = AuthorizedKeys::normalize(pairing->publicKey, std::string(commentPrefix) + device);
     if (!line) {
         return Rejected{400, "not a public key"};
     }
+    return Accepted{m_identity, m_authorizedKeys, std::move(device), std::move(*line)};
+}
+
+PairingHandler::Outcome PairingHandler::install(const Accepted& accepted, const std::stop_token& stop) {
     bool installed = false;
     try {
-        installed = AuthorizedKeys::install(*line, m_authorizedKeys);
+        installed = AuthorizedKeys::install(accepted.line, accepted.authorizedKeys, stop);
     } catch (const std::exception& error) {
         return Rejected{500, std::string("could not write authorized_keys: ") + error.what()};
     }
-    return Paired{m_identity, installed, std::move(device), *line};
+    return Paired{accepted.identity, installed, accepted.device, accepted.line};
 }
 
 std::string PairingHandler::reply(const Outcome& outcome) {

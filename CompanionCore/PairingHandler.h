@@ -6,7 +6,9 @@
 #include "CompanionCore/Timestamp.h"
 
 #include <filesystem>
+#include <stop_token>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -45,6 +47,25 @@ public:
 
     using Outcome = std::variant<Paired, Rejected, Exhausted>;
 
+    /// The code was right and the key is sound: what remains is writing it, which may wait for the
+    /// key file's lock and so belongs off the event loop. Carries everything that takes.
+    struct Accepted {
+        Identity identity;
+        std::filesystem::path authorizedKeys;
+        /// As `Paired::device`.
+        std::string device;
+        /// The authorized_keys line to install.
+        std::string line;
+        bool operator==(const Accepted&) const = default;
+    };
+
+    /// Everything decided before the key file is touched.
+    using Decision = std::variant<Accepted, Rejected, Exhausted>;
+
+    /// The error sent to a request that a browser made: a web page must neither pair nor spend a
+    /// guess, and the phone's app never sends the headers that give a browser away.
+    static constexpr std::string_view browserRefusal = "requests from a browser are refused";
+
     /// `now` is read exactly once per request that reaches the code check.
     PairingHandler(PairingCode code, Identity identity, std::filesystem::path authorizedKeys,
                    Clock now = systemNow);
@@ -52,6 +73,17 @@ public:
     /// Routes, decodes, checks the code, then normalizes and installs the key. Never throws: every
     /// failure is an outcome.
     Outcome handle(const HttpRequest& request);
+
+    /// `handle` up to the write: refuses what a browser sent, routes, decodes, checks the code and
+    /// normalizes the key. Never throws.
+    Decision decide(const HttpRequest& request);
+
+    /// Writes an accepted key. Touches nothing of a handler, so it may run on any thread; `stop`
+    /// ends a wait for the file's lock early (the outcome is then a 500). Never throws.
+    static Outcome install(const Accepted& accepted, const std::stop_token& stop = {});
+
+    /// Whether `request` carries a header that only a browser sends (`Origin`, `Sec-Fetch-*`).
+    static bool isFromBrowser(const HttpRequest& request);
 
     /// The complete response bytes for an outcome.
     static std::string reply(const Outcome& outcome);

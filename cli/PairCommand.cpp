@@ -340,6 +340,30 @@ std::variant<PairSettings, int> parseArguments(const QStringList& arguments) {
     return settings;
 }
 
+/// Why the log file is not written, in the run's language; %@ is the file.
+QString logRefusalText(CompanionCore::EventLog::Refusal refusal) {
+    using Refusal = CompanionCore::EventLog::Refusal;
+    switch (refusal) {
+    case Refusal::symbolicLink:
+        return translate("no se escribe ningún registro: %@ es un enlace simbólico; elige otro archivo");
+    case Refusal::notRegularFile:
+        return translate("no se escribe ningún registro: %@ no es un archivo normal; elige otro archivo");
+    case Refusal::otherOwner:
+        return translate("no se escribe ningún registro: %@ es de otra cuenta; elige otro archivo");
+    case Refusal::otherNames:
+        return translate(
+            "no se escribe ningún registro: %@ tiene otro nombre (un enlace duro); elige otro archivo");
+    case Refusal::unprotectable:
+        return translate(
+            "no se escribe ningún registro: otros pueden leer %@ y no se pueden cambiar sus permisos");
+    }
+    return {};
+}
+
+QString pathText(const std::filesystem::path& path) {
+    return QString::fromStdString(path.string());
+}
+
 /// Runs the session until a phone pairs, it fails or ends, or the user interrupts it; answers the exit
 /// status.
 int runSession(PairingServer& server, const Report& report) {
@@ -354,6 +378,13 @@ int runSession(PairingServer& server, const Report& report) {
     };
 
     SignalNotifier interruptions({SIGINT, SIGTERM});
+    QObject::connect(&server, &PairingServer::logRefused, &loop, [&] {
+        if (const auto refusal = server.logRefusal()) {
+            report.warning(
+                Companion::LocalizedFormat::fill(logRefusalText(*refusal), {pathText(server.logFile())})
+                    .toStdString());
+        }
+    });
     QObject::connect(&server, &PairingServer::eventsChanged, &loop,
                      [&] { report.event(server.events().back()); });
     QObject::connect(&server, &PairingServer::announcedChanged, &loop,

@@ -23,7 +23,7 @@ ConnectionAdmission::Decision ConnectionAdmission::admit(Id newcomer, const std:
         decision.admitted = true;
     }
     if (decision.admitted) {
-        m_entries[newcomer] = Entry{group, m_nextOrder++, 0, false};
+        m_entries[newcomer] = Entry{group, m_nextOrder++, 0};
         ++m_groups[group];
     }
     return decision;
@@ -32,12 +32,6 @@ ConnectionAdmission::Decision ConnectionAdmission::admit(Id newcomer, const std:
 void ConnectionAdmission::delivered(Id id, std::size_t bytes) {
     if (const auto found = m_entries.find(id); found != m_entries.end()) {
         found->second.delivered += bytes;
-    }
-}
-
-void ConnectionAdmission::answered(Id id) {
-    if (const auto found = m_entries.find(id); found != m_entries.end()) {
-        found->second.answered = true;
     }
 }
 
@@ -65,7 +59,7 @@ ConnectionAdmission::leastDelivered(const std::function<bool(const Entry&)>& bel
     // Lower is evicted first: fewest bytes, then the fuller group, then the older connection.
     std::tuple<std::size_t, std::size_t, std::uint64_t> chosenRank{};
     for (const auto& [id, entry] : m_entries) {
-        if (entry.answered || !belongs(entry)) {
+        if (!belongs(entry)) {
             continue;
         }
         const std::size_t bytes = entry.delivered + (pending ? pending(id) : 0);

@@ -13,7 +13,9 @@ namespace CompanionCore {
 /// never keeps an honest phone out: every peer group (an IPv4 address, or an IPv6 /64, which one host
 /// can fill) holds a few connections at most, and when the table is full a newcomer takes the place
 /// of the connection that has delivered least, not the other way round. A phone sends its whole
-/// request at once, so it is never the one that has delivered least for long.
+/// request at once, so it is never the one that has delivered least for long. Only connections still
+/// waiting for their request are held here: one that has had its answer is the pool's to drain and
+/// never takes a place a phone not yet heard needs.
 ///
 /// Knows nothing of sockets: connections are numbers the caller chooses.
 class ConnectionAdmission {
@@ -44,13 +46,12 @@ public:
     explicit ConnectionAdmission(Limits limits);
 
     /// Decides on `newcomer` from `group` and records it when admitted (an evicted connection is
-    /// forgotten at once). Only connections still waiting for their request are ever evicted.
+    /// forgotten at once).
     Decision admit(Id newcomer, const std::string& group, const PendingBytes& pending = {});
 
     /// Counts bytes a connection delivered.
     void delivered(Id id, std::size_t bytes);
-    /// The connection's request is complete: it is being answered and is no longer evicted.
-    void answered(Id id);
+    /// Forgets a connection: it was closed, dropped, or its request is complete and it is answered.
     void remove(Id id);
 
     std::size_t size() const { return m_entries.size(); }
@@ -62,10 +63,9 @@ private:
         std::string group;
         std::uint64_t order = 0;
         std::size_t delivered = 0;
-        bool answered = false;
     };
 
-    /// The waiting connection that delivered least among those `belongs` admits; ties go to the
+    /// The connection that delivered least among those `belongs` admits; ties go to the
     /// fuller group, then to the older connection.
     std::optional<Id> leastDelivered(const std::function<bool(const Entry&)>& belongs,
                                      const PendingBytes& pending) const;

@@ -51,11 +51,45 @@ ConnectionPool::~ConnectionPool() {
     m_deadlineTimer.stop();
     for (auto& [socket, connection] : m_connections) {
         socket->disconnect(this);
-        if (connection.answered && socket->bytesToWrite() > 0) {
+        if (isDraining(connection.phase) && socket->bytesToWrite() > 0) {
             socket->waitForBytesWritten(deliveryGraceMilliseconds);
         }
         delete socket;
     }
+}
+
+std::optional<ConnectionPool::Peer> ConnectionPool::peerOf(QTcpSocket* connection) const {
+    const auto found = m_connections.find(connection);
+    if (found == m_connections.end()) {
+        return std::nullopt;
+    }
+    return found->second.peer;
+}
+
+bool ConnectionPool::isReading(Phase phase) {
+    switch (phase) {
+    case Phase::readingHead:
+    case Phase::readingBody:
+        return true;
+    case Phase::answering:
+    case Phase::sending:
+    case Phase::closing:
+        return false;
+    }
+    return false;
+}
+
+bool ConnectionPool::isDraining(Phase phase) {
+    switch (phase) {
+    case Phase::sending:
+    case Phase::closing:
+        return true;
+    case Phase::readingHead:
+    case Phase::readingBody:
+    case Phase::answering:
+        return false;
+    }
+    return false;
 }
 
 void ConnectionPool::acceptFrom(QTcpServer& listener) {
@@ -90,7 +124,7 @@ void ConnectionPool::acceptFrom(QTcpServer& listener) {
                 forget(socket);
             }
         });
-        scheduleDeadline(nextDeadline(connection));
+        scheduleDeadline(*nextDeadline(connection));
         if (socket->bytesAvailable() > 0) {
             receive(socket);
         }
@@ -102,12 +136,12 @@ void ConnectionPool::receive(QTcpSocket* socket) {
     if (found == m_connections.end()) {
         return;
     }
-    if (found->second.answered) {
+    Connection& connection = found->second;
+    if (!isReading(connection.phase)) {
         // Read and dropped, so the peer's close is seen and no unread bytes make ours a reset.
         socket->skip(socket->bytesAvailable());
         return;
     }
-    Connection& connection = found->second;
     while (socket->bytesAvailable() > 0) {
         const QByteArray chunk = socket->read(static_cast<qint64>(readChunkBytes));
         m_admission.delivered(idOf(socket), static_cast<std::size_t>(chunk.size()));
@@ -116,6 +150,9 @@ void ConnectionPool::receive(QTcpSocket* socket) {
             return;
         }
         if (auto request = connection.buffer.append(std::string_view(chunk.constData(), chunk.size()))) {
+            // Heard: from here the connection holds no place in the admission table.
+            connection.phase = Phase::answering;
+            m_admission.remove(idOf(socket));
             m_onRequest(socket, *request);
             return;
         }
@@ -123,35 +160,62 @@ void ConnectionPool::receive(QTcpSocket* socket) {
 }
 
 void ConnectionPool::deliver(QTcpSocket* socket, const std::string& reply) {
-    Connection& connection = m_connections.at(socket);
-    connection.answered = true;
+    const auto found = m_connections.find(socket);
+    if (found == m_connections.end() || isDraining(found->second.phase)) {
+        return;
+    }
+    Connection& connection = found->second;
+    m_admission.remove(idOf(socket));
+    connection.phase = Phase::sending;
     // A peer that never takes its reply or never closes is not waited for beyond this.
     connection.deliveryDeadline = Clock::now() + m_options.requestTimeout;
-    m_admission.answered(idOf(socket));
     scheduleDeadline(connection.deliveryDeadline);
+    m_draining.push_back(socket);
     connect(socket, &QTcpSocket::bytesWritten, this, [this, socket] { finishSending(socket); });
     socket->write(reply.data(), static_cast<qint64>(reply.size()));
     // Hand the bytes to the system now, so they leave even if the server goes away right after.
     socket->flush();
     finishSending(socket);
+    // Past the bound the oldest drainer goes; its reply has long been with the system.
+    while (m_draining.size() > m_options.drainingLimit) {
+        release(m_draining.front());
+    }
 }
 
 void ConnectionPool::finishSending(QTcpSocket* socket) {
     const auto found = m_connections.find(socket);
-    if (found == m_connections.end() || found->second.finished || socket->bytesToWrite() > 0 ||
+    if (found == m_connections.end() || found->second.phase != Phase::sending || socket->bytesToWrite() > 0 ||
         socket->state() != QAbstractSocket::ConnectedState) {
         return;
     }
-    found->second.finished = true;
+    found->second.phase = Phase::closing;
     // Only our direction ends here. Closing the whole socket while the peer's bytes wait unread in it
     // would reset the connection, and a reset may destroy the reply on the peer's side before it is
     // read. The peer closes once it has the reply; `disconnected` then forgets the socket.
     ::shutdown(static_cast<int>(socket->socketDescriptor()), SHUT_WR);
 }
 
+void ConnectionPool::release(QTcpSocket* socket) {
+    const int descriptor = static_cast<int>(socket->socketDescriptor());
+    if (descriptor >= 0 && socket->bytesToWrite() == 0) {
+        // Whatever the peer sent since is read and dropped: a close with unread bytes would be a
+        // reset, which may destroy the reply before the peer reads it. Without them the system
+        // still delivers the reply and ends the connection in order.
+        socket->skip(socket->bytesAvailable());
+        char sink[4096];
+        while (::recv(descriptor, sink, sizeof sink, MSG_DONTWAIT) > 0) {
+        }
+        ::shutdown(descriptor, SHUT_WR);
+    }
+    drop(socket);
+}
+
 void ConnectionPool::drop(QTcpSocket* socket) {
-    m_connections.erase(socket);
+    if (m_connections.erase(socket) != 0) {
+        std::erase(m_draining, socket);
+    }
     m_admission.remove(idOf(socket));
+    socket->disconnect(this);
     socket->abort();
     socket->deleteLater();
 }
@@ -159,7 +223,7 @@ void ConnectionPool::drop(QTcpSocket* socket) {
 void ConnectionPool::dropUnanswered() {
     std::vector<QTcpSocket*> reading;
     for (const auto& [socket, connection] : m_connections) {
-        if (!connection.answered) {
+        if (isReading(connection.phase)) {
             reading.push_back(socket);
         }
     }
@@ -171,6 +235,7 @@ void ConnectionPool::dropUnanswered() {
 void ConnectionPool::forget(QTcpSocket* socket) {
     m_admission.remove(idOf(socket));
     if (m_connections.erase(socket) != 0) {
+        std::erase(m_draining, socket);
         socket->deleteLater();
     }
 }
@@ -186,14 +251,20 @@ std::size_t ConnectionPool::pendingBytes(ConnectionAdmission::Id id) const {
            static_cast<std::size_t>(std::max(waiting, 0));
 }
 
-ConnectionPool::Clock::time_point ConnectionPool::nextDeadline(const Connection& connection) const {
-    if (connection.answered) {
+std::optional<ConnectionPool::Clock::time_point>
+ConnectionPool::nextDeadline(const Connection& connection) const {
+    switch (connection.phase) {
+    case Phase::readingHead:
+        return std::min(connection.headDeadline, connection.requestDeadline);
+    case Phase::readingBody:
+        return connection.requestDeadline;
+    case Phase::answering:
+        return std::nullopt;
+    case Phase::sending:
+    case Phase::closing:
         return connection.deliveryDeadline;
     }
-    if (!connection.headJudged) {
-        return std::min(connection.headDeadline, connection.requestDeadline);
-    }
-    return connection.requestDeadline;
+    return std::nullopt;
 }
 
 void ConnectionPool::scheduleDeadline(Clock::time_point deadline) {
@@ -209,7 +280,8 @@ void ConnectionPool::judgeDeadlines() {
     const auto now = Clock::now();
     std::vector<QTcpSocket*> due;
     for (const auto& [socket, connection] : m_connections) {
-        if (nextDeadline(connection) <= now) {
+        const auto deadline = nextDeadline(connection);
+        if (deadline && *deadline <= now) {
             due.push_back(socket);
         }
     }
@@ -218,26 +290,32 @@ void ConnectionPool::judgeDeadlines() {
         if (found == m_connections.end()) {
             continue;
         }
-        if (found->second.answered || now >= found->second.requestDeadline) {
+        if (isDraining(found->second.phase)) {
+            release(socket);
+            continue;
+        }
+        if (found->second.phase != Phase::readingHead || now >= found->second.requestDeadline) {
             drop(socket);
             continue;
         }
         // The head deadline. Bytes that arrived before it count, even when the loop has not read
         // them yet.
-        found->second.headJudged = true;
+        found->second.phase = Phase::readingBody;
         if (pendingBytes(idOf(socket)) > 0) {
             socket->waitForReadyRead(0);
             receive(socket);
         }
         found = m_connections.find(socket);
-        if (found != m_connections.end() && !found->second.answered && !found->second.buffer.headComplete()) {
+        if (found != m_connections.end() && isReading(found->second.phase) &&
+            !found->second.buffer.headComplete()) {
             drop(socket);
         }
     }
     std::optional<Clock::time_point> next;
     for (const auto& [socket, connection] : m_connections) {
-        const auto deadline = nextDeadline(connection);
-        next = next ? std::min(*next, deadline) : deadline;
+        if (const auto deadline = nextDeadline(connection)) {
+            next = next ? std::min(*next, *deadline) : *deadline;
+        }
     }
     if (next) {
         scheduleDeadline(*next);

@@ -54,11 +54,12 @@ const std::string& EventLog::add(std::string_view message) {
     std::string line = timestamp(m_now());
     line += ' ';
     line += message;
+    // Written first, so that a refusal of the file is kept before the line it refused.
+    append(line);
     m_lines.push_back(std::move(line));
     while (m_lines.size() > kept) {
         m_lines.pop_front();
     }
-    append(m_lines.back());
     return m_lines.back();
 }
 
@@ -74,37 +75,92 @@ void EventLog::closeFile() {
 }
 
 int EventLog::currentFile() {
-    constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
-    struct stat named {};
-    const bool exists = ::stat(m_file.c_str(), &named) == 0;
     if (m_fd >= 0) {
+        struct stat named {};
         struct stat held {};
-        if (exists && ::fstat(m_fd, &held) == 0 && held.st_dev == named.st_dev &&
-            held.st_ino == named.st_ino) {
+        if (::lstat(m_file.c_str(), &named) == 0 && ::fstat(m_fd, &held) == 0 &&
+            held.st_dev == named.st_dev && held.st_ino == named.st_ino) {
             return m_fd;
         }
         // Moved aside, removed or replaced: the next line goes to whatever the path names now.
         closeFile();
     }
-    // Non-blocking, so a FIFO in the log's place cannot hold the server up.
-    m_fd = ::open(m_file.c_str(), flags, fileMode);
-    if (m_fd < 0 && errno == ENOENT) {
-        createFolder(m_file.parent_path());
-        m_fd = ::open(m_file.c_str(), flags, fileMode);
-    }
-    if (m_fd < 0) {
-        return -1;
-    }
-    struct stat info {};
-    if (::fstat(m_fd, &info) != 0 || !S_ISREG(info.st_mode)) {
-        closeFile();
-        return -1;
-    }
+    m_fd = openSafely();
     return m_fd;
 }
 
+int EventLog::openSafely() {
+    // Non-blocking, so a FIFO in the log's place cannot hold the server up; no link is followed, so
+    // another account's link cannot point our lines into a file of ours.
+    constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW;
+    int fd = ::open(m_file.c_str(), flags, fileMode);
+    if (fd < 0 && errno == ENOENT) {
+        createFolder(m_file.parent_path());
+        fd = ::open(m_file.c_str(), flags, fileMode);
+    }
+    if (fd < 0) {
+        if (errno == ELOOP) {
+            refuse(Refusal::symbolicLink);
+        }
+        return -1;
+    }
+    if (auto reason = unsafe(fd)) {
+        ::close(fd);
+        refuse(*reason);
+        return -1;
+    }
+    return fd;
+}
+
+std::optional<EventLog::Refusal> EventLog::unsafe(int fd) {
+    struct stat info {};
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+        return Refusal::notRegularFile;
+    }
+    if (info.st_uid != ::geteuid()) {
+        return Refusal::otherOwner;
+    }
+    if (info.st_nlink != 1) {
+        return Refusal::otherNames;
+    }
+    // A log made readable by others (by hand, or by an older version) is taken back before a line
+    // goes in; one that cannot be taken back gets none.
+    if ((info.st_mode & 07777) != fileMode && ::fchmod(fd, fileMode) != 0) {
+        return Refusal::unprotectable;
+    }
+    return std::nullopt;
+}
+
+std::string_view EventLog::describe(Refusal refusal) {
+    switch (refusal) {
+    case Refusal::symbolicLink:
+        return "it is a symbolic link";
+    case Refusal::notRegularFile:
+        return "it is not a regular file";
+    case Refusal::otherOwner:
+        return "it belongs to another account";
+    case Refusal::otherNames:
+        return "it has another name (a hard link)";
+    case Refusal::unprotectable:
+        return "others can read it and its permissions cannot be changed";
+    }
+    return {};
+}
+
+void EventLog::refuse(Refusal refusal) {
+    if (m_refusal) {
+        return;
+    }
+    m_refusal = refusal;
+    m_lines.push_back(timestamp(m_now()) + " no log file is written: " + m_file.string() +
+                      " is refused, as " + std::string(describe(refusal)));
+    while (m_lines.size() > kept) {
+        m_lines.pop_front();
+    }
+}
+
 void EventLog::append(const std::string& line) {
-    if (m_file.empty()) {
+    if (m_file.empty() || m_refusal) {
         return;
     }
     int fd = currentFile();
@@ -115,9 +171,11 @@ void EventLog::append(const std::string& line) {
     if (::fstat(fd, &info) != 0) {
         return;
     }
-    // A log made readable by others (by hand, or by an older version) is taken back at once.
-    if ((info.st_mode & 07777) != fileMode) {
-        ::fchmod(fd, fileMode);
+    // Changed since it was opened: judged again before the line goes in.
+    if (auto reason = unsafe(fd)) {
+        closeFile();
+        refuse(*reason);
+        return;
     }
     if (static_cast<std::uintmax_t>(info.st_size) >= maximumFileSize) {
         closeFile();
@@ -127,7 +185,6 @@ void EventLog::append(const std::string& line) {
         if (fd < 0) {
             return;
         }
-        ::fchmod(fd, fileMode);
     }
     const std::string bytes = line + '\n';
     std::size_t written = 0;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <deque>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -15,6 +16,9 @@ namespace CompanionCore {
 /// a file so a failed pairing can be diagnosed afterwards.
 class EventLog {
 public:
+    /// Why a log file is not written.
+    enum class Refusal { symbolicLink, notRegularFile, otherOwner, otherNames, unprotectable };
+
     /// Lines kept in memory.
     static constexpr std::size_t kept = 50;
     /// The file's size at which it is moved aside to `file` + ".1" (replacing an older one) and
@@ -32,7 +36,18 @@ public:
     /// was moved, removed or replaced meanwhile is opened afresh by path, and one made readable by
     /// others is made private (0600) again, as its lines hold the live code. File errors are
     /// swallowed: the line is in memory all the same. Answers the stamped line.
+    ///
+    /// The lines hold the live code and bytes from the network, so they go only into a regular file
+    /// of this account's own with no other name: a symbolic link is never followed, and a file of
+    /// another account, or one with a second hard link, is never written. Such a file is refused once,
+    /// with a line in memory that says why (`refusal`), and no line reaches the disk.
     const std::string& add(std::string_view message);
+
+    /// Why the file is not written, once it has been refused; nothing while it is written.
+    const std::optional<Refusal>& refusal() const { return m_refusal; }
+
+    /// The reason as the log's own line words it, after "as ".
+    static std::string_view describe(Refusal refusal);
 
     /// The newest lines, oldest first, without line ends.
     const std::deque<std::string>& lines() const { return m_lines; }
@@ -52,12 +67,18 @@ private:
     /// The open file for the next line, opened afresh when the path no longer names it; -1 when
     /// there is none to write to.
     int currentFile();
+    /// Opens the file by its path, refusing one that is not safe to write; -1 then.
+    int openSafely();
+    /// Why the open file may not take a line; nothing when it may.
+    static std::optional<Refusal> unsafe(int fd);
+    void refuse(Refusal refusal);
     void closeFile();
 
     std::filesystem::path m_file;
     Clock m_now;
     std::deque<std::string> m_lines;
     int m_fd = -1;
+    std::optional<Refusal> m_refusal;
 };
 
 } // namespace CompanionCore

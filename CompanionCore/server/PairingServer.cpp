@@ -1,6 +1,7 @@
 #include "CompanionCore/server/PairingServer.h"
 
 #include "CompanionCore/AuthorizedKeys.h"
+#include "CompanionCore/KeyFileOwnership.h"
 #include "CompanionCore/LogText.h"
 #include "CompanionCore/PairingTxt.h"
 #include "CompanionCore/SshPublicKey.h"
@@ -9,7 +10,11 @@
 #include "CompanionCore/server/TxtLimits.h"
 
 #include <QTcpServer>
+#include <QTcpSocket>
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <string_view>
 
 namespace CompanionCore {
@@ -90,6 +95,12 @@ PairingServer::PairingServer(IdentityProvider identity, std::filesystem::path au
 }
 
 PairingServer::~PairingServer() {
+    // A key write waiting for the lock gives up at once; one writing finishes first. Their answers,
+    // posted to this object, go with it.
+    for (auto& [number, install] : m_installs) {
+        install.thread.request_stop();
+    }
+    m_installs.clear();
     // No signals from here on: observers may be half gone.
     m_expiry.stop();
     m_announcer.reset();
@@ -124,6 +135,17 @@ void PairingServer::begin() {
     setAnnounced(false);
     log("pairing requested");
     if (session != m_session) {
+        return;
+    }
+    // Before any code is shown: a pairing that would name one account to the phone and write into
+    // another's files helps nobody and takes the other's key folder over.
+    const uid_t account = KeyFileOwnership::accountOf(m_identity().user);
+    if (const auto mismatch = KeyFileOwnership::check(m_authorizedKeys, account)) {
+        const std::string message = KeyFileOwnership::describe(*mismatch, account);
+        log("not pairing: " + message);
+        if (session == m_session) {
+            setState(State::failed(message));
+        }
         return;
     }
     // Issued on the injected clock, the one the handler judges it by.
@@ -246,11 +268,60 @@ void PairingServer::answer(QTcpSocket* connection, const HttpRequest& request) {
         m_connections.drop(connection);
         return;
     }
-    const PairingHandler::Outcome outcome = m_handler->handle(request);
-    const ConnectionPool::Peer& from = m_connections.peerOf(connection);
-    const std::string peer =
-        "request from " + from.address.toString().toStdString() + " port " + std::to_string(from.port);
-    m_connections.deliver(connection, PairingHandler::reply(outcome));
+    auto decision = m_handler->decide(request);
+    if (auto* accepted = std::get_if<PairingHandler::Accepted>(&decision)) {
+        installInBackground(connection, request, std::move(*accepted));
+        return;
+    }
+    const PairingHandler::Outcome outcome = std::visit(
+        Overloaded{
+            [](const PairingHandler::Rejected& rejected) -> PairingHandler::Outcome { return rejected; },
+            [](const PairingHandler::Exhausted& exhausted) -> PairingHandler::Outcome { return exhausted; },
+            [](const PairingHandler::Accepted&) -> PairingHandler::Outcome {
+                return PairingHandler::Exhausted{};
+            },
+        },
+        decision);
+    finish(connection, request, outcome, m_session);
+}
+
+void PairingServer::installInBackground(QTcpSocket* connection, const HttpRequest& request,
+                                        PairingHandler::Accepted accepted) {
+    const std::uint64_t number = m_nextInstall++;
+    const std::uint64_t session = m_session;
+    // Only what the log needs of the request travels: the body holds the key and the code.
+    HttpRequest head{request.method, request.path, {}, {}};
+    m_installs.emplace(
+        number,
+        Install{session,
+                std::jthread([this, number, session, head = std::move(head), accepted = std::move(accepted),
+                              socket = QPointer<QTcpSocket>(connection)](std::stop_token stop) {
+                    PairingHandler::Outcome outcome = PairingHandler::install(accepted, stop);
+                    QMetaObject::invokeMethod(
+                        this,
+                        [this, number, session, head, socket, outcome = std::move(outcome)] {
+                            m_installs.erase(number);
+                            finish(socket.data(), head, outcome, session);
+                        },
+                        Qt::QueuedConnection);
+                })});
+}
+
+bool PairingServer::installing() const {
+    return std::any_of(m_installs.begin(), m_installs.end(),
+                       [this](const auto& entry) { return entry.second.session == m_session; });
+}
+
+void PairingServer::finish(QTcpSocket* connection, const HttpRequest& request,
+                           const PairingHandler::Outcome& outcome, std::uint64_t requestSession) {
+    std::string peer = "request from an address no longer known";
+    if (connection != nullptr) {
+        if (const auto from = m_connections.peerOf(connection)) {
+            peer = "request from " + from->address.toString().toStdString() + " port " +
+                   std::to_string(from->port);
+        }
+        m_connections.deliver(connection, PairingHandler::reply(outcome));
+    }
 
     const std::uint64_t session = m_session;
     // Who asked, on a line of its own, so guesses and pairings can be traced to an address.
@@ -258,16 +329,15 @@ void PairingServer::answer(QTcpSocket* connection, const HttpRequest& request) {
     // Method and path are the peer's bytes: their control characters must not forge log lines.
     log("request " + LogText::bounded(request.method, maxLoggedFieldBytes) + " " +
         LogText::bounded(request.path, maxLoggedFieldBytes) + " \u2192 " + describe(outcome));
-    if (session != m_session) {
+    if (const auto* paired = std::get_if<PairingHandler::Paired>(&outcome)) {
+        // Said even when the session has ended meanwhile: the key is in the file all the same.
+        log("paired " + LogText::quoted(paired->device) + " with key " + fingerprintOf(paired->line));
+    }
+    if (session != m_session || requestSession != m_session) {
         return;
     }
     std::visit(Overloaded{
                    [&](const PairingHandler::Paired& paired) {
-                       log("paired " + LogText::quoted(paired.device) + " with key " +
-                           fingerprintOf(paired.line));
-                       if (session != m_session) {
-                           return;
-                       }
                        m_lastPairedKey = paired.line;
                        m_pairedDevices.push_back(paired.device);
                        emit pairedDevicesChanged();
@@ -285,7 +355,13 @@ void PairingServer::answer(QTcpSocket* connection, const HttpRequest& request) {
                            emit requestFailed(rejected.message);
                        }
                    },
-                   [&](const PairingHandler::Exhausted&) { restartAfterExhaustion(); },
+                   [&](const PairingHandler::Exhausted&) {
+                       // A guess that comes while the right code's key is being written finds the code
+                       // spent; the session ends with that write, not with a new code.
+                       if (!installing()) {
+                           restartAfterExhaustion();
+                       }
+                   },
                },
                outcome);
 }
@@ -345,7 +421,11 @@ void PairingServer::setAnnounced(bool announced) {
 }
 
 void PairingServer::log(std::string_view message) {
+    const bool refusedBefore = m_log.refusal().has_value();
     m_log.add(message);
+    if (!refusedBefore && m_log.refusal()) {
+        emit logRefused();
+    }
     emit eventsChanged();
 }
 

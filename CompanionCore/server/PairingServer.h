@@ -24,6 +24,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 class QTcpServer;
@@ -128,12 +129,16 @@ public:
     static std::filesystem::path defaultLogFile();
     /// The log file in use.
     std::filesystem::path logFile() const { return m_log.file(); }
+    /// Why the log file is not written, once it has been refused (see `EventLog::refusal`).
+    const std::optional<EventLog::Refusal>& logRefusal() const { return m_log.refusal(); }
 
 signals:
     void stateChanged();
     void pairedDevicesChanged();
     void announcedChanged();
     void eventsChanged();
+    /// The log file was refused, as `logRefusal` says: nothing more reaches it.
+    void logRefused();
     /// A request failed on this side after its code was spent (status 500): the phone cannot pair
     /// with this code, and retrying will not help until `message`'s cause is fixed.
     void requestFailed(const std::string& message);
@@ -145,6 +150,13 @@ private:
     void listenerFailed(QTcpServer* listener);
     void accept();
     void answer(QTcpSocket* connection, const HttpRequest& request);
+    /// Writes an accepted key on a thread of its own, so a wait for the key file's lock never holds
+    /// the event loop, then answers on the loop.
+    void installInBackground(QTcpSocket* connection, const HttpRequest& request,
+                             PairingHandler::Accepted accepted);
+    /// Delivers the outcome's reply, logs the request and acts on the outcome.
+    void finish(QTcpSocket* connection, const HttpRequest& request, const PairingHandler::Outcome& outcome,
+                std::uint64_t session);
     void armExpiry();
     void teardown();
     void restartAfterExhaustion();
@@ -175,6 +187,17 @@ private:
     std::unique_ptr<Announcer> m_announcer;
     ConnectionPool m_connections;
     ExpiryTimer m_expiry;
+    struct Install {
+        std::uint64_t session = 0;
+        std::jthread thread;
+    };
+    /// Whether a key write of the current session is under way: its code is spent, yet the session
+    /// is not over until the write is.
+    bool installing() const;
+
+    /// Key writes under way, by number; each is asked to stop and joined when the server goes.
+    std::map<std::uint64_t, Install> m_installs;
+    std::uint64_t m_nextInstall = 0;
 };
 
 } // namespace CompanionCore

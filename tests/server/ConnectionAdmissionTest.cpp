@@ -54,13 +54,14 @@ TEST(ConnectionAdmissionTest, TiesGoToTheFullerGroupThenToTheOlderConnection) {
     EXPECT_EQ(table.admit(6, "new"), (Decision{true, 1}));
 }
 
-TEST(ConnectionAdmissionTest, AnAnsweredConnectionIsNeverDropped) {
+TEST(ConnectionAdmissionTest, AnAnsweredConnectionRemovedFromTheTableFreesItsPlaceAtOnce) {
+    // The pool removes a connection once its request is complete: a peer that holds answered
+    // connections open holds none of the places a phone not yet heard needs.
     ConnectionAdmission table({1, 1});
     table.admit(1, "a");
-    table.answered(1);
-    EXPECT_EQ(table.admit(2, "a"), (Decision{false, std::nullopt}));
-    EXPECT_EQ(table.admit(3, "b"), (Decision{false, std::nullopt}));
     table.remove(1);
+    EXPECT_EQ(table.admit(2, "a"), (Decision{true, std::nullopt}));
+    table.remove(2);
     EXPECT_EQ(table.admit(3, "b"), (Decision{true, std::nullopt}));
 }
 
