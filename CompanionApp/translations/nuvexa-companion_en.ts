@@ -218,6 +218,34 @@
         <source>%@ revocado: ya no puede iniciar sesión.</source>
         <translation>Revoked %@: it can no longer log in.</translation>
     </message>
+    <message>
+        <source>La llave de %@ también está en estas otras líneas del archivo:</source>
+        <translation>The key of %@ is also on these other lines of the file:</translation>
+    </message>
+    <message>
+        <source>la llave de %@ también está en estas otras líneas del archivo; no se ha revocado nada:</source>
+        <translation>the key of %@ is also on these other lines of the file; nothing revoked:</translation>
+    </message>
+    <message>
+        <source>añade --every-line para quitarlas también y revocar %@</source>
+        <translation>add --every-line to remove them too and revoke %@</translation>
+    </message>
+    <message>
+        <source>¿Revocar %@ (%@)? [s/N] </source>
+        <translation>Revoke %@ (%@)? [y/N] </translation>
+    </message>
+    <message>
+        <source>¿Revocar %@ (%@) y quitar también esas líneas? Ya no podrá iniciar sesión. [s/N] </source>
+        <translation>Revoke %@ (%@) and remove those lines too? It will no longer be able to log in. [y/N] </translation>
+    </message>
+    <message>
+        <source>¿Quitar también esas líneas? Si no, %@ podrá seguir iniciando sesión. [s/N] </source>
+        <translation>Remove those lines too? If not, %@ will still be able to log in. [y/N] </translation>
+    </message>
+    <message>
+        <source>%@ aún puede iniciar sesión: su llave sigue en estas líneas del archivo:</source>
+        <translation>%@ can still log in: its key is still on these lines of the file:</translation>
+    </message>
 </context>
 <context>
     <name>DoctorCommand</name>
