@@ -134,6 +134,12 @@ constexpr Text texts[] = {
     {"DevicesCommand",
      QT_TRANSLATE_NOOP("DevicesCommand", "%@ aún puede iniciar sesión: su llave sigue en estas "
                                          "líneas del archivo:")},
+    {"CompanionModel",
+     QT_TRANSLATE_NOOP("CompanionModel", "«%@» aún puede iniciar sesión: su llave sigue en la "
+                                         "línea %d.")},
+    {"CompanionModel",
+     QT_TRANSLATE_NOOP("CompanionModel", "«%@» aún puede iniciar sesión: su llave sigue en las "
+                                         "líneas %@.")},
     {"KeyDoctor", QT_TRANSLATE_NOOP("KeyDoctor", "aceptada")},
     {"KeyDoctor", QT_TRANSLATE_NOOP("KeyDoctor", "rechazada")},
     {"KeyDoctor", QT_TRANSLATE_NOOP("KeyDoctor", "ningún servidor SSH")},

@@ -56,6 +56,26 @@
         <source>Mantener el ordenador despierto</source>
         <translation>Keep the computer awake</translation>
     </message>
+    <message>
+        <source>¿Revocar «%@»? Su llave también está en otras líneas del archivo:
+%@
+Si no las quitas, podrá seguir iniciando sesión en este ordenador.</source>
+        <translation>Revoke “%@”? Its key is also on other lines of the file:
+%@
+Unless you remove them, it can still log in to this computer.</translation>
+    </message>
+    <message>
+        <source>Revocar y quitarlas</source>
+        <translation>Revoke and remove them</translation>
+    </message>
+    <message>
+        <source>Solo su línea</source>
+        <translation>Only its line</translation>
+    </message>
+    <message>
+        <source>línea %d: %@</source>
+        <translation>line %d: %@</translation>
+    </message>
 </context>
 <context>
     <name>CompanionApp::PairedPhonesSection</name>
@@ -153,6 +173,17 @@
     <message>
         <source>Sin permiso de notificaciones: el aviso solo se verá aquí.</source>
         <translation>Notifications are not allowed: the alert will only show here.</translation>
+    </message>
+</context>
+<context>
+    <name>CompanionModel</name>
+    <message>
+        <source>«%@» aún puede iniciar sesión: su llave sigue en la línea %d.</source>
+        <translation>“%@” can still log in: its key is still on line %d.</translation>
+    </message>
+    <message>
+        <source>«%@» aún puede iniciar sesión: su llave sigue en las líneas %@.</source>
+        <translation>“%@” can still log in: its key is still on lines %@.</translation>
     </message>
 </context>
 <context>
