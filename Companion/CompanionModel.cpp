@@ -1,17 +1,47 @@
 #include "Companion/CompanionModel.h"
 
 #include "Companion/HostIdentity.h"
+#include "Companion/LocalizedFormat.h"
 #include "Companion/Text.h"
 #include "CompanionCore/Addresses.h"
 #include "CompanionCore/AuthorizedKeys.h"
 #include "CompanionCore/PairedDevices.h"
 
 #include <QString>
+#include <QStringList>
 
 #include <algorithm>
 #include <system_error>
 
 namespace Companion {
+
+namespace {
+
+constexpr Text::TranslationContext translate{"CompanionModel"};
+
+/// What the red line says while `holding` still lets `phone` in; nothing once no line does.
+std::optional<std::string> stillLetIn(const CompanionCore::PairedDevice& phone,
+                                      const std::vector<CompanionCore::KeyLine>& holding) {
+    if (holding.empty()) {
+        return std::nullopt;
+    }
+    const QString name = QString::fromStdString(phone.name);
+    if (holding.size() == 1) {
+        return LocalizedFormat::fill(
+                   translate("«%@» aún puede iniciar sesión: su llave sigue en la línea %d."),
+                   {name, QString::number(holding.front().lineNumber)})
+            .toStdString();
+    }
+    QStringList numbers;
+    for (const auto& line : holding) {
+        numbers << QString::number(line.lineNumber);
+    }
+    return LocalizedFormat::fill(translate("«%@» aún puede iniciar sesión: su llave sigue en las líneas %@."),
+                                 {name, numbers.join(QStringLiteral(", "))})
+        .toStdString();
+}
+
+} // namespace
 
 CompanionModel::CompanionModel(QObject* parent)
     : CompanionModel(Environment{}, parent) {}
@@ -168,12 +198,33 @@ void CompanionModel::refreshPairedPhones() {
     }
 }
 
-void CompanionModel::revoke(const CompanionCore::PairedDevice& phone) {
+std::vector<CompanionCore::KeyLine>
+CompanionModel::otherLinesHolding(const CompanionCore::PairedDevice& phone) const {
     try {
+        return CompanionCore::PairedDevices::otherLinesHolding(
+            CompanionCore::AuthorizedKeys::read(*m_environment.authorizedKeys), phone.keyType, phone.blob);
+    } catch (const std::system_error&) {
+        return {};
+    }
+}
+
+void CompanionModel::revoke(const CompanionCore::PairedDevice& phone, RevokeScope scope) {
+    try {
+        // Judged on the text written, which another writer may have changed since the question.
+        std::string after;
         CompanionCore::AuthorizedKeys::rewrite(*m_environment.authorizedKeys, [&](std::string_view text) {
-            return CompanionCore::PairedDevices::withoutDevice(text, phone.keyType, phone.blob);
+            switch (scope) {
+            case RevokeScope::phoneLines:
+                after = CompanionCore::PairedDevices::withoutDevice(text, phone.keyType, phone.blob);
+                break;
+            case RevokeScope::everyLine:
+                after = CompanionCore::PairedDevices::withoutKey(text, phone.keyType, phone.blob);
+                break;
+            }
+            return after;
         });
-        setLastError(std::nullopt);
+        setLastError(
+            stillLetIn(phone, CompanionCore::PairedDevices::linesHolding(after, phone.keyType, phone.blob)));
     } catch (const std::system_error& error) {
         setLastError(std::string(error.what()));
     }

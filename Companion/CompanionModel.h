@@ -3,10 +3,12 @@
 #include "Companion/KeepAwake.h"
 #include "Companion/KeyCheckState.h"
 #include "Companion/KeyDoctor.h"
+#include "Companion/RevokeScope.h"
 #include "Companion/SerialWorker.h"
 #include "Companion/SystemActions.h"
 #include "Companion/TmuxNotifier.h"
 #include "CompanionCore/DrozakStatus.h"
+#include "CompanionCore/KeyLine.h"
 #include "CompanionCore/PairedDevice.h"
 #include "CompanionCore/PairingHandler.h"
 #include "CompanionCore/Tools.h"
@@ -90,9 +92,15 @@ public:
     /// Re-reads the paired phones from the authorized keys file; a file that cannot be read is a
     /// `lastError`, and shows no phones.
     void refreshPairedPhones();
-    /// Removes exactly that phone's lines from the authorized keys file, then re-reads it; a failure
-    /// lands in `lastError`, a success clears it.
-    void revoke(const CompanionCore::PairedDevice& phone);
+    /// The lines of the authorized keys file that hold `phone`'s key but are not its own, in file
+    /// order: revoking only the phone's lines leaves it able to log in through them. Empty when the
+    /// file cannot be read; the revoke then meets the same failure and reports it.
+    std::vector<CompanionCore::KeyLine> otherLinesHolding(const CompanionCore::PairedDevice& phone) const;
+    /// Removes that phone's lines, or with `RevokeScope::everyLine` every line holding its key, from
+    /// the authorized keys file, then re-reads it. `lastError` is cleared only when no line of the
+    /// file as written holds the key any more; otherwise it says the phone can still log in and names
+    /// the lines. A file that cannot be changed puts the system's message there.
+    void revoke(const CompanionCore::PairedDevice& phone, RevokeScope scope);
 
     /// The key check of the phone paired last, while the pairing section shows it; absent otherwise.
     const std::optional<KeyCheckState>& keyCheck() const { return m_keyCheck; }

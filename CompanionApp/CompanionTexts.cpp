@@ -116,6 +116,30 @@ constexpr Text texts[] = {
      QT_TRANSLATE_NOOP("DevicesCommand", "no hay terminal donde preguntar; añade --yes para revocar %@")},
     {"DevicesCommand", QT_TRANSLATE_NOOP("DevicesCommand", "No se ha revocado nada.")},
     {"DevicesCommand", QT_TRANSLATE_NOOP("DevicesCommand", "%@ revocado: ya no puede iniciar sesión.")},
+    {"DevicesCommand",
+     QT_TRANSLATE_NOOP("DevicesCommand", "La llave de %@ también está en estas otras líneas "
+                                         "del archivo:")},
+    {"DevicesCommand",
+     QT_TRANSLATE_NOOP("DevicesCommand", "la llave de %@ también está en estas otras líneas "
+                                         "del archivo; no se ha revocado nada:")},
+    {"DevicesCommand",
+     QT_TRANSLATE_NOOP("DevicesCommand", "añade --every-line para quitarlas también y revocar %@")},
+    {"DevicesCommand", QT_TRANSLATE_NOOP("DevicesCommand", "¿Revocar %@ (%@)? [s/N] ")},
+    {"DevicesCommand",
+     QT_TRANSLATE_NOOP("DevicesCommand", "¿Revocar %@ (%@) y quitar también esas líneas? Ya "
+                                         "no podrá iniciar sesión. [s/N] ")},
+    {"DevicesCommand",
+     QT_TRANSLATE_NOOP("DevicesCommand", "¿Quitar también esas líneas? Si no, %@ podrá seguir "
+                                         "iniciando sesión. [s/N] ")},
+    {"DevicesCommand",
+     QT_TRANSLATE_NOOP("DevicesCommand", "%@ aún puede iniciar sesión: su llave sigue en estas "
+                                         "líneas del archivo:")},
+    {"CompanionModel",
+     QT_TRANSLATE_NOOP("CompanionModel", "«%@» aún puede iniciar sesión: su llave sigue en la "
+                                         "línea %d.")},
+    {"CompanionModel",
+     QT_TRANSLATE_NOOP("CompanionModel", "«%@» aún puede iniciar sesión: su llave sigue en las "
+                                         "líneas %@.")},
     {"KeyDoctor", QT_TRANSLATE_NOOP("KeyDoctor", "aceptada")},
     {"KeyDoctor", QT_TRANSLATE_NOOP("KeyDoctor", "rechazada")},
     {"KeyDoctor", QT_TRANSLATE_NOOP("KeyDoctor", "ningún servidor SSH")},

@@ -55,18 +55,40 @@ ContentView::Options completed(ContentView::Options options) {
         options.quit = [] { QCoreApplication::quit(); };
     }
     if (!options.confirmRevoke) {
-        options.confirmRevoke = [](const QString& phone) {
-            QMessageBox question(
-                QMessageBox::Question, ContentView::tr("Revocar…"),
-                Translations::fill(ContentView::tr("¿Revocar «%@»? Ya no podrá iniciar sesión en "
-                                                   "este ordenador."),
-                                   {phone}),
-                QMessageBox::NoButton);
-            QPushButton* revoke =
-                question.addButton(ContentView::tr("Revocar"), QMessageBox::DestructiveRole);
+        options.confirmRevoke = [](const QString& phone,
+                                   const QStringList& otherLines) -> std::optional<Companion::RevokeScope> {
+            const QString text =
+                otherLines.isEmpty()
+                    ? Translations::fill(ContentView::tr("¿Revocar «%@»? Ya no podrá iniciar sesión en "
+                                                         "este ordenador."),
+                                         {phone})
+                    : Translations::fill(
+                          ContentView::tr("¿Revocar «%@»? Su llave también está en otras líneas "
+                                          "del archivo:\n%@\nSi no las quitas, podrá seguir "
+                                          "iniciando sesión en este ordenador."),
+                          {phone, otherLines.join(u'\n')});
+            QMessageBox question(QMessageBox::Question, ContentView::tr("Revocar…"), text,
+                                 QMessageBox::NoButton);
+            // Names and lines come from the key file: shown as they are, never as markup.
+            question.setTextFormat(Qt::PlainText);
+            QPushButton* everyLine = nullptr;
+            QPushButton* phoneLines = nullptr;
+            if (otherLines.isEmpty()) {
+                phoneLines = question.addButton(ContentView::tr("Revocar"), QMessageBox::DestructiveRole);
+            } else {
+                everyLine =
+                    question.addButton(ContentView::tr("Revocar y quitarlas"), QMessageBox::DestructiveRole);
+                phoneLines = question.addButton(ContentView::tr("Solo su línea"), QMessageBox::ActionRole);
+            }
             question.addButton(ContentView::tr("Cancelar"), QMessageBox::RejectRole);
             question.exec();
-            return question.clickedButton() == revoke;
+            if (everyLine && question.clickedButton() == everyLine) {
+                return Companion::RevokeScope::everyLine;
+            }
+            if (question.clickedButton() == phoneLines) {
+                return Companion::RevokeScope::phoneLines;
+            }
+            return std::nullopt;
         };
     }
     return options;
@@ -216,12 +238,18 @@ void ContentView::connectObserved() {
             [this](bool on) { m_model.tmuxNotifier().setEnabled(on); });
     connect(m_pairingSection, &PairingSection::startRequested, this, [this] { m_model.pairing().start(); });
     connect(m_pairingSection, &PairingSection::stopRequested, this, [this] { m_model.pairing().stop(); });
-    connect(m_pairedPhones, &PairedPhonesSection::revokeRequested, this,
-            [this](const CompanionCore::PairedDevice& phone) {
-                if (m_options.confirmRevoke(QString::fromStdString(phone.name))) {
-                    m_model.revoke(phone);
-                }
-            });
+    connect(
+        m_pairedPhones, &PairedPhonesSection::revokeRequested, this,
+        [this](const CompanionCore::PairedDevice& phone) {
+            QStringList otherLines;
+            for (const auto& line : m_model.otherLinesHolding(phone)) {
+                otherLines << Translations::fill(tr("línea %d: %@"), {QString::number(line.lineNumber),
+                                                                      QString::fromStdString(line.excerpt)});
+            }
+            if (const auto scope = m_options.confirmRevoke(QString::fromStdString(phone.name), otherLines)) {
+                m_model.revoke(phone, *scope);
+            }
+        });
     connect(m_refreshButton, &QPushButton::clicked, this, [this] { m_model.refresh(); });
     connect(m_logButton, &QPushButton::clicked, this, [this] {
         const auto file = m_model.pairing().logFile();

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "Companion/RevokeScope.h"
+
+#include <QStringList>
 #include <QUrl>
 #include <QWidget>
 
@@ -47,8 +50,12 @@ public:
         std::function<bool(const QUrl& url)> openUrl;
         /// Ends the program.
         std::function<void()> quit;
-        /// Asks whether to revoke the phone so named; a dialog by default.
-        std::function<bool(const QString& phone)> confirmRevoke;
+        /// Asks whether to revoke the phone so named, showing the other lines that hold its key
+        /// ("línea 2: …"; none in the usual case). Answers how much to remove, or nothing to
+        /// cancel; a dialog by default.
+        std::function<std::optional<Companion::RevokeScope>(const QString& phone,
+                                                            const QStringList& otherLines)>
+            confirmRevoke;
     };
 
     explicit ContentView(Companion::CompanionModel& model, QWidget* parent = nullptr);

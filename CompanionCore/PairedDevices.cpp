@@ -40,24 +40,40 @@ std::pair<std::string_view, std::string_view> nextField(std::string_view text) {
 
 /// What looks like a key type: the names the SSH server knows all start like this.
 bool isKeyType(std::string_view field) {
-    return field.starts_with("ssh-") || field.starts_with("ecdsa-sha2-") || field.starts_with("sk-");
+    return field.starts_with("ssh-") || field.starts_with("ecdsa-sha2-") || field.starts_with("sk-") ||
+           field.starts_with("rsa-sha2-");
 }
 
-struct KeyLine {
+/// The type the SSH server reads a key as: it takes the RSA signature names for the RSA key itself.
+std::string_view plainType(std::string_view type) {
+    return type == "rsa-sha2-256" || type == "rsa-sha2-512" ? std::string_view("ssh-rsa") : type;
+}
+
+struct LineKey {
+    /// Empty when the line has none.
+    std::string_view options;
     std::string_view type;
     std::string_view blob;
     std::string_view comment;
+
+    bool holds(std::string_view keyType, std::string_view keyBlob) const {
+        return blob == keyBlob && plainType(type) == plainType(keyType);
+    }
+
+    bool isPhone() const { return comment.starts_with(commentPrefix); }
 };
 
 /// The key of one line (without its line end), or nothing for a line without one.
-std::optional<KeyLine> parse(std::string_view line) {
+std::optional<LineKey> parse(std::string_view line) {
     line = skipSeparators(line);
     if (line.empty() || line.front() == '#') {
         return std::nullopt;
     }
+    std::string_view options;
     auto [first, rest] = nextField(line);
     if (!isKeyType(first)) {
         // Options come first; the key follows them.
+        options = first;
         std::tie(first, rest) = nextField(rest);
         if (!isKeyType(first)) {
             return std::nullopt;
@@ -67,7 +83,34 @@ std::optional<KeyLine> parse(std::string_view line) {
     if (blob.empty()) {
         return std::nullopt;
     }
-    return KeyLine{first, blob, comment};
+    return LineKey{options, first, blob, comment};
+}
+
+/// `text` display-safe and, past `maximumExcerptPart` characters, cut short with "…".
+std::string shortened(std::string_view text) {
+    const std::string safe = Unicode::displaySafe(Unicode::trim(text, Unicode::isBlank));
+    std::size_t at = 0;
+    for (std::size_t count = 0; at < safe.size(); ++count) {
+        if (count == maximumExcerptPart) {
+            return safe.substr(0, at) + "…";
+        }
+        Unicode::decodeAt(safe, at);
+    }
+    return safe;
+}
+
+/// "restrict ssh-ed25519 … backup": the line as people recognise it, without the long blob.
+std::string excerpt(const LineKey& key) {
+    std::string text;
+    if (!key.options.empty()) {
+        text = shortened(key.options) + " ";
+    }
+    text += shortened(key.type) + " …";
+    const std::string comment = shortened(key.comment);
+    if (!comment.empty()) {
+        text += " " + comment;
+    }
+    return text;
 }
 
 /// Calls `visit(line, lineEnd)` for each line: the line without its end, and the end itself ("\n",
@@ -87,6 +130,37 @@ void forEachLine(std::string_view text, Visitor visit) {
     }
 }
 
+/// `fileText` without the lines that hold the key and that `removed` picks.
+template <typename Predicate>
+std::string withoutLines(std::string_view fileText, std::string_view keyType, std::string_view blob,
+                         Predicate removed) {
+    std::string kept;
+    kept.reserve(fileText.size());
+    forEachLine(fileText, [&](std::string_view line, std::string_view end) {
+        const auto key = parse(line);
+        if (!key || !key->holds(keyType, blob) || !removed(*key)) {
+            kept.append(line).append(end);
+        }
+    });
+    return kept;
+}
+
+/// The lines that hold the key and that `wanted` picks, as people are shown them.
+template <typename Predicate>
+std::vector<KeyLine> holders(std::string_view fileText, std::string_view keyType, std::string_view blob,
+                             Predicate wanted) {
+    std::vector<KeyLine> found;
+    std::size_t number = 0;
+    forEachLine(fileText, [&](std::string_view line, std::string_view) {
+        ++number;
+        const auto key = parse(line);
+        if (key && key->holds(keyType, blob) && wanted(*key)) {
+            found.push_back(KeyLine{number, excerpt(*key)});
+        }
+    });
+    return found;
+}
+
 } // namespace
 
 Listing list(std::string_view fileText) {
@@ -98,7 +172,7 @@ Listing list(std::string_view fileText) {
         if (!key) {
             return;
         }
-        if (!key->comment.starts_with(commentPrefix)) {
+        if (!key->isPhone()) {
             ++listing.otherKeys;
             return;
         }
@@ -133,18 +207,22 @@ std::vector<PairedDevice> matching(const Listing& listing, std::string_view quer
     return found;
 }
 
+std::vector<KeyLine> linesHolding(std::string_view fileText, std::string_view keyType,
+                                  std::string_view blob) {
+    return holders(fileText, keyType, blob, [](const LineKey&) { return true; });
+}
+
+std::vector<KeyLine> otherLinesHolding(std::string_view fileText, std::string_view keyType,
+                                       std::string_view blob) {
+    return holders(fileText, keyType, blob, [](const LineKey& key) { return !key.isPhone(); });
+}
+
 std::string withoutDevice(std::string_view fileText, std::string_view keyType, std::string_view blob) {
-    std::string kept;
-    kept.reserve(fileText.size());
-    forEachLine(fileText, [&](std::string_view line, std::string_view end) {
-        const auto key = parse(line);
-        const bool revoked =
-            key && key->type == keyType && key->blob == blob && key->comment.starts_with(commentPrefix);
-        if (!revoked) {
-            kept.append(line).append(end);
-        }
-    });
-    return kept;
+    return withoutLines(fileText, keyType, blob, [](const LineKey& key) { return key.isPhone(); });
+}
+
+std::string withoutKey(std::string_view fileText, std::string_view keyType, std::string_view blob) {
+    return withoutLines(fileText, keyType, blob, [](const LineKey&) { return true; });
 }
 
 } // namespace CompanionCore::PairedDevices

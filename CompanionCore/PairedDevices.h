@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CompanionCore/KeyLine.h"
 #include "CompanionCore/PairedDevice.h"
 
 #include <cstddef>
@@ -36,9 +37,27 @@ std::vector<PairedDevice> matching(const Listing& listing, std::string_view quer
 /// The key's fingerprint ("SHA256:…"), or nothing for a key the SSH server could not use.
 std::optional<std::string> fingerprintOf(const PairedDevice& device);
 
+/// The most characters of a line's options, and of its comment, that a `KeyLine` excerpt shows.
+inline constexpr std::size_t maximumExcerptPart = 40;
+
+/// Every line that holds the key `keyType` `blob`, in file order: every line from which the SSH
+/// server would read that key, whatever its options or comment, that is the same blob under the same
+/// type name or one the server takes for it ("rsa-sha2-256" and "rsa-sha2-512" for "ssh-rsa").
+/// Empty exactly when the key opens no line of the file.
+std::vector<KeyLine> linesHolding(std::string_view fileText, std::string_view keyType, std::string_view blob);
+
+/// The lines that hold the key but are no phone line, in file order: what still lets the key in
+/// after `withoutDevice`.
+std::vector<KeyLine> otherLinesHolding(std::string_view fileText, std::string_view keyType,
+                                       std::string_view blob);
+
 /// `fileText` without the phone lines that hold the key `keyType` `blob`. Every other byte stays as
 /// it was: other keys, options, comments, blank lines, line ends, bytes that are not UTF-8, a
 /// missing final line feed.
 std::string withoutDevice(std::string_view fileText, std::string_view keyType, std::string_view blob);
+
+/// `fileText` without any line that holds the key, phone line or not; every other byte stays as
+/// `withoutDevice` keeps it.
+std::string withoutKey(std::string_view fileText, std::string_view keyType, std::string_view blob);
 
 } // namespace CompanionCore::PairedDevices

@@ -83,13 +83,10 @@ bool parse(QCommandLineParser& parser, const QString& command, const QStringList
     return true;
 }
 
-/// Asks on the terminal; only a yes in the prompt's language is a yes.
-bool confirmed(const PairedDevice& device) {
-    std::fputs(
-        filled("¿Revocar %@ (%@)? Ya no podrá iniciar sesión. [s/N] ",
-               {text(device.name), text(PairedDevices::fingerprintOf(device).value_or(device.keyType))})
-            .c_str(),
-        stdout);
+/// Asks `question` on the terminal; only a yes in the prompt's language is a yes, so an empty answer
+/// is a no.
+bool confirmed(const std::string& question) {
+    std::fputs(question.c_str(), stdout);
     std::fflush(stdout);
     std::string answer;
     if (!std::getline(std::cin, answer)) {
@@ -98,6 +95,11 @@ bool confirmed(const PairedDevice& device) {
     //: the answers that mean yes to the [s/N] question, separated by commas
     const QStringList yes = translate("s,sí,si").split(u',');
     return yes.contains(QString::fromStdString(answer).trimmed().toLower());
+}
+
+/// "línea 2: restrict ssh-ed25519 … backup"
+std::string describe(const CompanionCore::KeyLine& line) {
+    return filled("línea %d", {QString::number(line.lineNumber)}) + ": " + line.excerpt;
 }
 
 } // namespace
@@ -161,12 +163,19 @@ int runRevoke(const QStringList& arguments) {
     parser.addPositionalArgument("phone", "The phone's name, or its key's fingerprint (SHA256:…).");
     const QCommandLineOption yes("yes", "Do not ask for confirmation.");
     parser.addOption(yes);
+    const QCommandLineOption everyLineOption(
+        "every-line", "Also remove the file's other lines that hold the phone's key, whatever their options "
+                      "or comment. Without it, revoke refuses when such lines exist and --yes is given, "
+                      "and asks about them otherwise.");
+    parser.addOption(everyLineOption);
     if (!parse(parser, "revoke", arguments)) {
         return devicesUsageExit;
     }
     if (parser.isSet("help")) {
         printCommandHelp(parser, QStringLiteral("revoke"));
-        std::fputs("\nExit status: 0 revoked, 1 nothing matched, refused or failed, 2 usage error.\n",
+        std::fputs("\nExit status: 0 revoked, the phone's key is on no line of the file any more; 1 nothing "
+                   "matched,\nrefused, failed, or the key is still on some line of the file (the lines are "
+                   "named); 2 usage error.\n",
                    stdout);
         return devicesDoneExit;
     }
@@ -177,8 +186,8 @@ int runRevoke(const QStringList& arguments) {
     const std::string query = parser.positionalArguments().first().toStdString();
     const auto keys = keysFile(parser);
     try {
-        const auto found =
-            PairedDevices::matching(PairedDevices::list(CompanionCore::AuthorizedKeys::read(keys)), query);
+        const std::string before = CompanionCore::AuthorizedKeys::read(keys);
+        const auto found = PairedDevices::matching(PairedDevices::list(before), query);
         if (found.empty()) {
             return complain(
                 "revoke", filled("ningún teléfono emparejado se llama %@ ni tiene esa huella", {text(query)}),
@@ -195,6 +204,25 @@ int runRevoke(const QStringList& arguments) {
             return devicesRefusedExit;
         }
         const PairedDevice& device = found.front();
+        const QString fingerprint = text(PairedDevices::fingerprintOf(device).value_or(device.keyType));
+        const auto others = PairedDevices::otherLinesHolding(before, device.keyType, device.blob);
+        bool everyLine = parser.isSet(everyLineOption);
+        if (!others.empty() && !everyLine && parser.isSet(yes)) {
+            // Removing only the phone's line would leave it able to log in, and would take away the
+            // name a second run with --every-line needs: a script gets all or nothing.
+            complain("revoke",
+                     filled("la llave de %@ también está en estas otras líneas del archivo; no se ha "
+                            "revocado nada:",
+                            {text(device.name)}),
+                     devicesRefusedExit);
+            for (const auto& line : others) {
+                std::fprintf(stderr, "  %s\n", describe(line).c_str());
+            }
+            return complain(
+                "revoke",
+                filled("añade --every-line para quitarlas también y revocar %@", {text(device.name)}),
+                devicesRefusedExit);
+        }
         if (!parser.isSet(yes)) {
             if (::isatty(STDIN_FILENO) == 0) {
                 return complain("revoke",
@@ -202,14 +230,53 @@ int runRevoke(const QStringList& arguments) {
                                        {text(device.name)}),
                                 devicesRefusedExit);
             }
-            if (!confirmed(device)) {
+            if (!others.empty()) {
+                say(filled("La llave de %@ también está en estas otras líneas del archivo:",
+                           {text(device.name)}));
+                for (const auto& line : others) {
+                    say("  " + describe(line));
+                }
+            }
+            std::string question;
+            if (others.empty()) {
+                question = filled("¿Revocar %@ (%@)? Ya no podrá iniciar sesión. [s/N] ",
+                                  {text(device.name), fingerprint});
+            } else if (everyLine) {
+                question = filled("¿Revocar %@ (%@) y quitar también esas líneas? Ya no podrá iniciar "
+                                  "sesión. [s/N] ",
+                                  {text(device.name), fingerprint});
+            } else {
+                question = filled("¿Revocar %@ (%@)? [s/N] ", {text(device.name), fingerprint});
+            }
+            if (!confirmed(question)) {
                 say(translate("No se ha revocado nada.").toStdString());
                 return devicesRefusedExit;
             }
+            if (!others.empty() && !everyLine) {
+                everyLine = confirmed(
+                    filled("¿Quitar también esas líneas? Si no, %@ podrá seguir iniciando sesión. [s/N] ",
+                           {text(device.name)}));
+            }
         }
-        CompanionCore::AuthorizedKeys::rewrite(keys, [&](std::string_view text) {
-            return PairedDevices::withoutDevice(text, device.keyType, device.blob);
+        // The file may change between the question and the edit: what is left is judged on the text
+        // actually written, never on the one the question was asked about.
+        std::string after;
+        CompanionCore::AuthorizedKeys::rewrite(keys, [&](std::string_view current) {
+            after = everyLine ? PairedDevices::withoutKey(current, device.keyType, device.blob)
+                              : PairedDevices::withoutDevice(current, device.keyType, device.blob);
+            return after;
         });
+        const auto left = PairedDevices::linesHolding(after, device.keyType, device.blob);
+        if (!left.empty()) {
+            complain("revoke",
+                     filled("%@ aún puede iniciar sesión: su llave sigue en estas líneas del archivo:",
+                            {text(device.name)}),
+                     devicesRefusedExit);
+            for (const auto& line : left) {
+                std::fprintf(stderr, "  %s\n", describe(line).c_str());
+            }
+            return devicesRefusedExit;
+        }
         say(filled("%@ revocado: ya no puede iniciar sesión.", {text(device.name)}));
         return devicesDoneExit;
     } catch (const std::system_error& error) {

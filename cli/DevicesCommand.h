@@ -6,7 +6,8 @@ namespace Cli {
 
 /// Exit statuses of `devices` and `revoke`.
 inline constexpr int devicesDoneExit = 0;
-/// Nothing matched, the user said no, or the key file could not be read or written.
+/// Nothing matched, the user said no, the key file could not be read or written, or the phone's key
+/// is still on some line of the file.
 inline constexpr int devicesRefusedExit = 1;
 inline constexpr int devicesUsageExit = 2;
 
@@ -15,9 +16,12 @@ inline constexpr int devicesUsageExit = 2;
 /// name marked. Other keys are only counted. `arguments` are those after "devices".
 int runDevices(const QStringList& arguments);
 
-/// `nuvexa-companion-cli revoke NAME|FINGERPRINT [--yes]`: removes exactly that phone's lines from
-/// the authorized keys file. A name held by more than one key is refused with the matches listed.
-/// Without --yes it asks on a terminal, and refuses where it cannot ask.
+/// `nuvexa-companion-cli revoke NAME|FINGERPRINT [--yes] [--every-line]`: removes exactly that
+/// phone's lines from the authorized keys file, and with --every-line (or a yes to the question) the
+/// other lines that hold its key too. A name held by more than one key is refused with the matches
+/// listed. Without --yes it asks on a terminal, and refuses where it cannot ask; with --yes alone it
+/// changes nothing when other lines hold the key. Exits `devicesDoneExit` only when, afterwards, no
+/// line of the file holds the key; otherwise it names the lines that do.
 int runRevoke(const QStringList& arguments);
 
 } // namespace Cli

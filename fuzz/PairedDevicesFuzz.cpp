@@ -1,5 +1,6 @@
 // Feeds any bytes to the paired-phone listing as the contents of an authorized keys file, then
-// revokes each listed phone in turn and checks that exactly its lines go and every other byte stays.
+// revokes each listed phone in turn and checks that exactly its lines go and every other byte stays,
+// and that removing every line holding its key leaves none that holds it.
 #include "CompanionCore/PairedDevices.h"
 #include "CompanionCore/Unicode.h"
 #include "Invariant.h"
@@ -57,6 +58,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         }
         require(PairedDevices::withoutDevice(revoked, device.keyType, device.blob) == revoked,
                 "revoking twice is revoking once");
+
+        const auto others = PairedDevices::otherLinesHolding(text, device.keyType, device.blob);
+        const auto left = PairedDevices::linesHolding(revoked, device.keyType, device.blob);
+        require(left.size() == others.size(), "revoking a phone leaves exactly the other lines with its key");
+        for (const auto& line : others) {
+            require(Unicode::displaySafe(line.excerpt) == line.excerpt, "a line's excerpt is safe to show");
+        }
+        const std::string cleared = PairedDevices::withoutKey(text, device.keyType, device.blob);
+        require(isSubsequence(cleared, text), "removing a key only removes bytes");
+        require(PairedDevices::linesHolding(cleared, device.keyType, device.blob).empty(),
+                "removing a key leaves no line that holds it");
+        require(PairedDevices::withoutKey(revoked, device.keyType, device.blob) == cleared,
+                "removing the key after the phone's lines is removing it at once");
     }
     require(PairedDevices::withoutDevice(text, "ssh-ed25519", "") == text, "revoking no key changes nothing");
     return 0;

@@ -56,6 +56,26 @@
         <source>Mantener el ordenador despierto</source>
         <translation>Keep the computer awake</translation>
     </message>
+    <message>
+        <source>¿Revocar «%@»? Su llave también está en otras líneas del archivo:
+%@
+Si no las quitas, podrá seguir iniciando sesión en este ordenador.</source>
+        <translation>Revoke “%@”? Its key is also on other lines of the file:
+%@
+Unless you remove them, it can still log in to this computer.</translation>
+    </message>
+    <message>
+        <source>Revocar y quitarlas</source>
+        <translation>Revoke and remove them</translation>
+    </message>
+    <message>
+        <source>Solo su línea</source>
+        <translation>Only its line</translation>
+    </message>
+    <message>
+        <source>línea %d: %@</source>
+        <translation>line %d: %@</translation>
+    </message>
 </context>
 <context>
     <name>CompanionApp::PairedPhonesSection</name>
@@ -156,6 +176,17 @@
     </message>
 </context>
 <context>
+    <name>CompanionModel</name>
+    <message>
+        <source>«%@» aún puede iniciar sesión: su llave sigue en la línea %d.</source>
+        <translation>“%@” can still log in: its key is still on line %d.</translation>
+    </message>
+    <message>
+        <source>«%@» aún puede iniciar sesión: su llave sigue en las líneas %@.</source>
+        <translation>“%@” can still log in: its key is still on lines %@.</translation>
+    </message>
+</context>
+<context>
     <name>DevicesCommand</name>
     <message>
         <source>(llave inutilizable)</source>
@@ -217,6 +248,34 @@
     <message>
         <source>%@ revocado: ya no puede iniciar sesión.</source>
         <translation>Revoked %@: it can no longer log in.</translation>
+    </message>
+    <message>
+        <source>La llave de %@ también está en estas otras líneas del archivo:</source>
+        <translation>The key of %@ is also on these other lines of the file:</translation>
+    </message>
+    <message>
+        <source>la llave de %@ también está en estas otras líneas del archivo; no se ha revocado nada:</source>
+        <translation>the key of %@ is also on these other lines of the file; nothing revoked:</translation>
+    </message>
+    <message>
+        <source>añade --every-line para quitarlas también y revocar %@</source>
+        <translation>add --every-line to remove them too and revoke %@</translation>
+    </message>
+    <message>
+        <source>¿Revocar %@ (%@)? [s/N] </source>
+        <translation>Revoke %@ (%@)? [y/N] </translation>
+    </message>
+    <message>
+        <source>¿Revocar %@ (%@) y quitar también esas líneas? Ya no podrá iniciar sesión. [s/N] </source>
+        <translation>Revoke %@ (%@) and remove those lines too? It will no longer be able to log in. [y/N] </translation>
+    </message>
+    <message>
+        <source>¿Quitar también esas líneas? Si no, %@ podrá seguir iniciando sesión. [s/N] </source>
+        <translation>Remove those lines too? If not, %@ will still be able to log in. [y/N] </translation>
+    </message>
+    <message>
+        <source>%@ aún puede iniciar sesión: su llave sigue en estas líneas del archivo:</source>
+        <translation>%@ can still log in: its key is still on these lines of the file:</translation>
     </message>
 </context>
 <context>

@@ -27,6 +27,7 @@ const std::string phoneLine = "ssh-ed25519 " + Keys::ed25519 + " nuvexa:iPhone d
 const std::string oldTabletLine = "ssh-rsa " + Keys::rsa + " nuvexa:iPad";
 const std::string tabletLine = "ecdsa-sha2-nistp256 " + Keys::ecdsa256 + " nuvexa:iPad";
 const std::string laptopLine = "ssh-ed25519 " + Keys::skEd25519.substr(0, 12) + " ana@laptop";
+const std::string backupLine = "restrict ssh-ed25519 " + Keys::ed25519 + " backup";
 
 void writeKeys(PanelWorld& world, const std::string& text) {
     std::filesystem::create_directories(world.home / ".ssh");
@@ -72,8 +73,34 @@ TEST(PairedPhonesSectionTest, RevokingAfterConfirmationRemovesThatPhoneAndTheLis
     ASSERT_EQ(buttons.size(), 2u);
     buttons[0]->click();
     EXPECT_EQ(world.revokeQuestions, std::vector<QString>{"iPhone de Ana"});
+    EXPECT_EQ(world.revokeOtherLines, std::vector<QStringList>{{}}) << "no other line holds the key";
     EXPECT_EQ(readKeys(world), laptopLine + "\n" + tabletLine + "\n");
     EXPECT_EQ(world.panel().pairedPhonesSection().revokeButtons().size(), 1u);
+    EXPECT_FALSE(world.panel().lastError().isVisible());
+}
+
+TEST(PairedPhonesSectionTest, TheConfirmationNamesTheOtherLinesWithThePhonesKeyAndKeepingThemIsNoLockout) {
+    PanelWorld world;
+    writeKeys(world, phoneLine + "\n" + laptopLine + "\n" + backupLine + "\n");
+    world.buildAndShow();
+    world.panel().pairedPhonesSection().revokeButtons().at(0)->click();
+    EXPECT_EQ(world.revokeOtherLines,
+              std::vector<QStringList>{{QStringLiteral("línea 3: restrict ssh-ed25519 … backup")}});
+    EXPECT_EQ(readKeys(world), laptopLine + "\n" + backupLine + "\n");
+    EXPECT_TRUE(world.panel().lastError().isVisible());
+    EXPECT_EQ(world.panel().lastError().text().toStdString(),
+              "«iPhone de Ana» aún puede iniciar sesión: su llave sigue en la línea 2.");
+    EXPECT_FALSE(world.panel().pairedPhonesSection().isVisible());
+}
+
+TEST(PairedPhonesSectionTest, RemovingTheOtherLinesTooLeavesNoLineWithThePhonesKey) {
+    PanelWorld world;
+    writeKeys(world, phoneLine + "\n" + laptopLine + "\n" + backupLine + "\n");
+    world.revokeEveryLine = true;
+    world.buildAndShow();
+    world.panel().pairedPhonesSection().revokeButtons().at(0)->click();
+    EXPECT_EQ(world.revokeOtherLines.size(), 1u);
+    EXPECT_EQ(readKeys(world), laptopLine + "\n");
     EXPECT_FALSE(world.panel().lastError().isVisible());
 }
 

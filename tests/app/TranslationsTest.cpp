@@ -3,20 +3,25 @@
 #include "Companion/macos/MacSystemActions.h"
 #include "CompanionApp/CompanionTexts.h"
 #include "CompanionApp/ContentView.h"
+#include "CompanionApp/PairedPhonesSection.h"
 #include "CompanionApp/PairingSection.h"
 #include "CompanionApp/Switch.h"
 #include "CompanionApp/WatchRow.h"
+#include "support/Files.h"
 #include "support/ForeignNames.h"
 #include "support/PanelElements.h"
 #include "support/PanelWorld.h"
+#include "support/SampleKeys.h"
 
 #include <QApplication>
+#include <QLabel>
 #include <QPushButton>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 
 namespace {
 
@@ -265,6 +270,22 @@ TEST(TranslationsTest, CompanionLayerMessagesReachTheUserInEnglish) {
     ASSERT_EQ(world.notifications->posted.size(), 1U);
     EXPECT_EQ(world.notifications->posted.front().first, "nuvexa");
     saveArtifact(world.panel());
+}
+
+TEST(TranslationsTest, TheRevokeQuestionsLinesAndItsOutcomeReachTheUserInEnglish) {
+    const LanguageScope english(QLocale(QLocale::English, QLocale::UnitedStates));
+    ASSERT_TRUE(english.installed);
+    const std::string key = "ssh-ed25519 " + TestSupport::SampleKeys::ed25519;
+    PanelWorld world;
+    std::filesystem::create_directories(world.home / ".ssh");
+    TestSupport::writeFile(world.home / ".ssh" / "authorized_keys",
+                           key + " nuvexa:iPhone de Ana\nrestrict " + key + " backup\n");
+    world.buildAndShow();
+    world.panel().pairedPhonesSection().revokeButtons().at(0)->click();
+    EXPECT_EQ(world.revokeOtherLines,
+              std::vector<QStringList>{{QStringLiteral("line 2: restrict ssh-ed25519 … backup")}});
+    EXPECT_EQ(world.panel().lastError().text(),
+              QStringLiteral("“iPhone de Ana” can still log in: its key is still on line 1."));
 }
 
 // Run in processes started with a given LC_ALL/LANG (see CMakeLists.txt), which name the language

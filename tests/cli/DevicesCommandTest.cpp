@@ -27,6 +27,10 @@ const QString cli = NUVEXA_CLI;
 const std::string phoneLine = "ssh-ed25519 " + Keys::ed25519 + " nuvexa:iPhone de Ana";
 const std::string tabletLine = "ssh-rsa " + Keys::rsa + " nuvexa:iPad";
 const std::string laptopLine = "ecdsa-sha2-nistp256 " + Keys::ecdsa256 + " ana@laptop";
+// The phone's key again, on a line the user added by hand.
+const std::string anaLine = "ssh-ed25519 " + Keys::ed25519 + " nuvexa:Ana";
+const std::string backupLine = "restrict ssh-ed25519 " + Keys::ed25519 + " backup";
+const std::string lockedOut = "can no longer log in";
 
 class DevicesCommandTest : public testing::Test {
 protected:
@@ -193,5 +197,81 @@ TEST_F(DevicesCommandTest, UsageErrorsExitTwo) {
     EXPECT_EQ(run({"devices", "--bogus"}).exitCode, Cli::devicesUsageExit);
     const auto help = TestSupport::runProgram(cli, {"revoke", "--help"});
     EXPECT_EQ(help.exitCode, 0);
-    EXPECT_NE(help.output.find("Exit status: 0 revoked, 1 nothing matched"), std::string::npos);
+    EXPECT_NE(help.output.find("Exit status: 0 revoked, the phone's key is on no line of the file any more; "
+                               "1 nothing matched"),
+              std::string::npos)
+        << help.output;
+    EXPECT_NE(help.output.find("--every-line"), std::string::npos) << help.output;
+}
+
+TEST_F(DevicesCommandTest, RevokeWithYesChangesNothingWhileAnotherLineHoldsTheKeyAndNamesIt) {
+    write(anaLine + "\n" + backupLine + "\n");
+    const auto result = run({"revoke", "Ana", "--yes"});
+    EXPECT_EQ(result.exitCode, Cli::devicesRefusedExit);
+    EXPECT_NE(result.output.find("the key of Ana is also on these other lines of the file; nothing revoked:\n"
+                                 "  line 2: restrict ssh-ed25519 … backup\n"),
+              std::string::npos)
+        << result.output;
+    EXPECT_NE(result.output.find("add --every-line to remove them too and revoke Ana"), std::string::npos)
+        << result.output;
+    EXPECT_EQ(result.output.find(lockedOut), std::string::npos) << result.output;
+    EXPECT_EQ(content(), anaLine + "\n" + backupLine + "\n");
+}
+
+TEST_F(DevicesCommandTest, RevokeWithEveryLineRemovesEachLineHoldingTheKeyAndNoOtherKey) {
+    const std::string optionsLine = "from=\"10.0.0.1\",no-pty ssh-ed25519 " + Keys::ed25519;
+    write(laptopLine + "\n" + anaLine + "\n" + backupLine + "\r\n" + tabletLine + "\n" + optionsLine);
+    const auto result = run({"revoke", "Ana", "--yes", "--every-line"});
+    EXPECT_EQ(result.exitCode, Cli::devicesDoneExit) << result.output;
+    EXPECT_EQ(result.output, "Revoked Ana: it can no longer log in.\n");
+    EXPECT_EQ(content(), laptopLine + "\n" + tabletLine + "\n");
+}
+
+TEST_F(DevicesCommandTest, OnATerminalTheOtherLinesAreNamedAndKeptUnlessTheAnswerIsYes) {
+    const QString script = "/usr/bin/script";
+    if (!std::filesystem::exists(script.toStdString())) {
+        GTEST_SKIP() << "script(1) gives the command a terminal; it is not installed";
+    }
+    const QString command = cli + " revoke Ana --authorized-keys " + QString::fromStdString(m_keys.string());
+    const auto answer = [&](const char* replies) {
+        return TestSupport::runProgram(
+            "/bin/sh", {"-c", QStringLiteral("printf '%1' | ").arg(QString::fromUtf8(replies)) + script +
+                                  " -qec \"" + command + "\" /dev/null"});
+    };
+    write(anaLine + "\n" + backupLine + "\n");
+    // Yes to the revoke, then an empty answer: the other line stays, and the phone can still log in.
+    const auto kept = answer("y\\n\\n");
+    EXPECT_NE(kept.output.find("The key of Ana is also on these other lines of the file:"), std::string::npos)
+        << kept.output;
+    EXPECT_NE(kept.output.find("line 2: restrict ssh-ed25519 … backup"), std::string::npos) << kept.output;
+    EXPECT_NE(kept.output.find("Remove those lines too? If not, Ana will still be able to log in. [y/N]"),
+              std::string::npos)
+        << kept.output;
+    EXPECT_NE(kept.output.find("Ana can still log in: its key is still on these lines of the file:"),
+              std::string::npos)
+        << kept.output;
+    EXPECT_EQ(kept.output.find(lockedOut), std::string::npos) << kept.output;
+    EXPECT_EQ(kept.exitCode, Cli::devicesRefusedExit) << kept.output;
+    EXPECT_EQ(content(), backupLine + "\n");
+
+    write(anaLine + "\n" + backupLine + "\n");
+    const auto removed = answer("y\\ny\\n");
+    EXPECT_EQ(removed.exitCode, Cli::devicesDoneExit) << removed.output;
+    EXPECT_NE(removed.output.find("Revoked Ana: it can no longer log in."), std::string::npos)
+        << removed.output;
+    EXPECT_EQ(content(), "");
+}
+
+TEST_F(DevicesCommandTest, InSpanishTheOtherLinesAreNamedInSpanish) {
+    write(anaLine + "\n" + backupLine + "\n");
+    const auto result = TestSupport::runProgram(
+        cli, {"revoke", "Ana", "--yes", "--authorized-keys", QString::fromStdString(m_keys.string())},
+        TestSupport::generousMilliseconds, TestSupport::speaking("es_ES.UTF-8"));
+    EXPECT_EQ(result.exitCode, Cli::devicesRefusedExit);
+    EXPECT_EQ(
+        result.output,
+        "nuvexa-companion-cli revoke: la llave de Ana también está en estas otras líneas del archivo; no se "
+        "ha revocado nada:\n"
+        "  línea 2: restrict ssh-ed25519 … backup\n"
+        "nuvexa-companion-cli revoke: añade --every-line para quitarlas también y revocar Ana\n");
 }

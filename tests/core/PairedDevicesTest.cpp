@@ -4,6 +4,7 @@
 
 #include <string>
 
+using CompanionCore::KeyLine;
 using CompanionCore::PairedDevice;
 using namespace CompanionCore::PairedDevices;
 
@@ -121,4 +122,72 @@ TEST(PairedDevicesTest, MatchesByExactNameOrByFingerprintWithOrWithoutItsPrefix)
 TEST(PairedDevicesTest, ANameHeldByTwoKeysMatchesBoth) {
     const std::string text = "ssh-rsa " + rsa + " nuvexa:iPhone\nssh-ed25519 " + ed + " nuvexa:iPhone\n";
     EXPECT_EQ(matching(list(text), "iPhone").size(), 2u);
+}
+
+TEST(PairedDevicesTest, FindsTheOtherLinesThatHoldThePhonesKeyWhateverTheirOptionsOrComment) {
+    const std::string text = "ssh-ed25519 " + ed + " nuvexa:Ana\n" + "restrict ssh-ed25519 " + ed +
+                             " backup\n" + "ssh-ed25519 " + other + " ana@laptop\n" +
+                             "command=\"echo hi\",no-pty ssh-ed25519 " + ed + "\n";
+    EXPECT_EQ(otherLinesHolding(text, "ssh-ed25519", ed),
+              (std::vector<KeyLine>{{2, "restrict ssh-ed25519 … backup"},
+                                    {4, "command=\"echo hi\",no-pty ssh-ed25519 …"}}));
+    EXPECT_EQ(linesHolding(text, "ssh-ed25519", ed),
+              (std::vector<KeyLine>{{1, "ssh-ed25519 … nuvexa:Ana"},
+                                    {2, "restrict ssh-ed25519 … backup"},
+                                    {4, "command=\"echo hi\",no-pty ssh-ed25519 …"}}));
+}
+
+TEST(PairedDevicesTest, APhoneLineAloneHasNoOtherLines) {
+    const std::string text = "ssh-ed25519 " + ed + " nuvexa:Ana\nssh-ed25519 " + other + " ana@laptop\n";
+    EXPECT_TRUE(otherLinesHolding(text, "ssh-ed25519", ed).empty());
+}
+
+TEST(PairedDevicesTest, TheRsaSignatureNamesHoldTheRsaKeyButAnotherTypeNameDoesNot) {
+    // The SSH server reads "rsa-sha2-512 <blob>" as the RSA key; it refuses a blob under a type
+    // that is not its own.
+    const std::string text =
+        "ssh-rsa " + rsa + " nuvexa:iPad\nrsa-sha2-512 " + rsa + " backup\nssh-ed25519 " + rsa + " odd\n";
+    EXPECT_EQ(otherLinesHolding(text, "ssh-rsa", rsa), (std::vector<KeyLine>{{2, "rsa-sha2-512 … backup"}}));
+}
+
+TEST(PairedDevicesTest, AKeyThatIsOnlyMentionedOrCommentedOutHoldsNoLine) {
+    const std::string text = "command=\"ssh-ed25519 " + ed + "\" ssh-ed25519 " + other + " x\n" +
+                             "ssh-ed25519 " + other + " " + ed + "\n" + "# ssh-ed25519 " + ed + " old\n";
+    EXPECT_TRUE(linesHolding(text, "ssh-ed25519", ed).empty());
+}
+
+TEST(PairedDevicesTest, TheExcerptOfALineIsSafeToShowAndShort) {
+    const std::string longOptions = "command=\"" + std::string(60, 'x') + "\"";
+    const std::string text =
+        longOptions + " ssh-ed25519 " + ed + " \x1B]0;X\x07" + std::string(50, 'c') + "\n";
+    const auto lines = linesHolding(text, "ssh-ed25519", ed);
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].excerpt, longOptions.substr(0, maximumExcerptPart) + "… ssh-ed25519 … " +
+                                    "\xEF\xBF\xBD]0;X\xEF\xBF\xBD" +
+                                    std::string(maximumExcerptPart - 6, 'c') + "…");
+}
+
+TEST(PairedDevicesTest, WithoutDeviceKeepsTheOtherLinesThatHoldTheKey) {
+    const std::string backup = "restrict ssh-ed25519 " + ed + " backup\n";
+    const std::string text = "ssh-ed25519 " + ed + " nuvexa:Ana\n" + backup;
+    EXPECT_EQ(withoutDevice(text, "ssh-ed25519", ed), backup);
+    EXPECT_EQ(otherLinesHolding(withoutDevice(text, "ssh-ed25519", ed), "ssh-ed25519", ed),
+              (std::vector<KeyLine>{{1, "restrict ssh-ed25519 … backup"}}));
+}
+
+TEST(PairedDevicesTest, WithoutKeyRemovesEveryLineThatHoldsItAndKeepsEveryOtherByte) {
+    const std::string kept1 = std::string("# comment\r\n\n  \t\n") + "restrict ssh-ed25519 " + other +
+                              " caf\xE9\xFF\r\n" + "not a key at all\n";
+    const std::string kept2 = "ssh-rsa " + rsa + " nuvexa:iPad\n";
+    const std::string tail = "ssh-ed25519 " + other + " ana@laptop";
+    const std::string text = kept1 + "ssh-ed25519 " + ed + " nuvexa:Ana\r\n" + kept2 +
+                             "from=\"10.0.0.1\" ssh-ed25519 " + ed + " backup\n" + tail;
+    const std::string without = withoutKey(text, "ssh-ed25519", ed);
+    EXPECT_EQ(without, kept1 + kept2 + tail);
+    EXPECT_TRUE(linesHolding(without, "ssh-ed25519", ed).empty());
+}
+
+TEST(PairedDevicesTest, WithoutKeyRemovesALastLineWithoutLineFeed) {
+    const std::string first = "ssh-ed25519 " + ed + " nuvexa:Ana\n";
+    EXPECT_EQ(withoutKey(first + "restrict ssh-ed25519 " + ed + " backup", "ssh-ed25519", ed), "");
 }

@@ -94,9 +94,14 @@ CompanionApp::ContentView::Options PanelWorld::panelOptions() {
         return true;
     };
     options.quit = [this] { ++quits; };
-    options.confirmRevoke = [this](const QString& phone) {
+    options.confirmRevoke = [this](const QString& phone,
+                                   const QStringList& otherLines) -> std::optional<Companion::RevokeScope> {
         revokeQuestions.push_back(phone);
-        return confirmRevoke;
+        revokeOtherLines.push_back(otherLines);
+        if (!confirmRevoke) {
+            return std::nullopt;
+        }
+        return revokeEveryLine ? Companion::RevokeScope::everyLine : Companion::RevokeScope::phoneLines;
     };
     return options;
 }

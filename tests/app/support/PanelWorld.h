@@ -148,9 +148,12 @@ public:
     std::vector<std::shared_ptr<FakeAnnouncer::Record>> announcers;
     std::vector<QUrl> openedFiles;
     int quits = 0;
-    /// What the revoke confirmation answers, and the phones it named.
+    /// What the revoke confirmation answers (and whether it chose to remove the other lines that
+    /// hold the key too), the phones it named and the other lines it showed for each.
     bool confirmRevoke = true;
+    bool revokeEveryLine = false;
     std::vector<QString> revokeQuestions;
+    std::vector<QStringList> revokeOtherLines;
 
 private:
     std::unique_ptr<Companion::CompanionModel> m_model;
