@@ -155,12 +155,10 @@ void CompanionModel::refresh() {
 
 void CompanionModel::refreshPairedPhones() {
     std::vector<CompanionCore::PairedDevice> phones;
-    try {
-        phones = CompanionCore::PairedDevices::list(
-                     CompanionCore::AuthorizedKeys::read(*m_environment.authorizedKeys))
-                     .devices;
-    } catch (const std::system_error& error) {
-        setLastError(std::string(error.what()));
+    if (const auto content = CompanionCore::AuthorizedKeys::read(*m_environment.authorizedKeys)) {
+        phones = CompanionCore::PairedDevices::list(*content).devices;
+    } else {
+        setLastError(KeyDoctor::describe(content.failure()).toStdString());
     }
     if (phones != m_pairedPhones) {
         m_pairedPhones = std::move(phones);

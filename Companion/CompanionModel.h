@@ -87,8 +87,8 @@ public:
     const std::optional<CompanionCore::DrozakStatus>& drozakStatus() const { return m_drozakStatus; }
     /// The phones whose keys are in the authorized keys file, as its lines name them, oldest first.
     const std::vector<CompanionCore::PairedDevice>& pairedPhones() const { return m_pairedPhones; }
-    /// Re-reads the paired phones from the authorized keys file; a file that cannot be read is a
-    /// `lastError`, and shows no phones.
+    /// Re-reads the paired phones from the authorized keys file; a file that cannot be read shows no
+    /// phones, and what to fix becomes `lastError`.
     void refreshPairedPhones();
     /// Removes exactly that phone's lines from the authorized keys file, then re-reads it; a failure
     /// lands in `lastError`, a success clears it.

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "CompanionCore/Expected.h"
+#include "CompanionCore/KeyFileFailure.h"
+
 #include <sys/stat.h>
 
 #include <cstddef>
@@ -14,7 +17,8 @@ namespace CompanionCore {
 /// is followed to its target), so two companions, or a pairing and a revoke, never overlap. Tools that
 /// only append (`>>`) take no lock; the session never replaces content that changed since it read it.
 ///
-/// Every failure throws std::system_error carrying the system's message and the path.
+/// Every failure of a session throws std::system_error carrying the system's message and the path;
+/// `readFile`, for readers that change nothing, answers its failure as a value instead.
 class KeyFileSession {
 public:
     /// The largest file read; a bigger one is not an authorized keys file anybody wrote by hand.
@@ -40,8 +44,10 @@ public:
     /// `maximumSize` bytes is read: a FIFO or a device is refused without blocking.
     Snapshot read() const;
 
-    /// What `read` answers, for a reader that changes nothing: no lock, no folder created.
-    static Snapshot readFile(const std::filesystem::path& path);
+    /// What `read` reads, for a reader that changes nothing: no lock, no folder created. What keeps
+    /// the file from being read is the failure, never an exception, so that a reader can say what to
+    /// fix.
+    static Expected<Snapshot, KeyFileFailure> readFile(const std::filesystem::path& path);
 
     enum class AppendResult { appended, notWritable, changed };
     /// Appends `line` and a line feed to the file in place, after a line feed of its own when the file
