@@ -64,6 +64,7 @@ constexpr Text texts[] = {
                        "Homebrew no está instalado. Instálalo desde brew.sh y vuelve a pulsar.")},
     {"TmuxNotifier", QT_TRANSLATE_NOOP("TmuxNotifier", "«%@» ha terminado tras %@.")},
     {"TmuxNotifier", QT_TRANSLATE_NOOP("TmuxNotifier", "nuvexa")},
+    {"Main", QT_TRANSLATE_NOOP("Main", "error inesperado: %@")},
     {"StatusCommand", QT_TRANSLATE_NOOP("StatusCommand", "Direcciones")},
     {"StatusCommand", QT_TRANSLATE_NOOP("StatusCommand", "Dirección de malla")},
     {"StatusCommand", QT_TRANSLATE_NOOP("StatusCommand", "ninguna")},

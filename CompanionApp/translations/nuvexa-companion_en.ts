@@ -367,6 +367,13 @@
     </message>
 </context>
 <context>
+    <name>Main</name>
+    <message>
+        <source>error inesperado: %@</source>
+        <translation>unexpected error: %@</translation>
+    </message>
+</context>
+<context>
     <name>PairCommand</name>
     <message>
         <source>aviso: %@</source>
