@@ -185,12 +185,10 @@ void CompanionModel::refresh() {
 
 void CompanionModel::refreshPairedPhones() {
     std::vector<CompanionCore::PairedDevice> phones;
-    try {
-        phones = CompanionCore::PairedDevices::list(
-                     CompanionCore::AuthorizedKeys::read(*m_environment.authorizedKeys))
-                     .devices;
-    } catch (const std::system_error& error) {
-        setLastError(std::string(error.what()));
+    if (const auto content = CompanionCore::AuthorizedKeys::read(*m_environment.authorizedKeys)) {
+        phones = CompanionCore::PairedDevices::list(*content).devices;
+    } else {
+        setLastError(KeyDoctor::describe(content.failure()).toStdString());
     }
     if (phones != m_pairedPhones) {
         m_pairedPhones = std::move(phones);
@@ -200,12 +198,11 @@ void CompanionModel::refreshPairedPhones() {
 
 std::vector<CompanionCore::KeyLine>
 CompanionModel::otherLinesHolding(const CompanionCore::PairedDevice& phone) const {
-    try {
-        return CompanionCore::PairedDevices::otherLinesHolding(
-            CompanionCore::AuthorizedKeys::read(*m_environment.authorizedKeys), phone.keyType, phone.blob);
-    } catch (const std::system_error&) {
+    const auto content = CompanionCore::AuthorizedKeys::read(*m_environment.authorizedKeys);
+    if (!content) {
         return {};
     }
+    return CompanionCore::PairedDevices::otherLinesHolding(*content, phone.keyType, phone.blob);
 }
 
 void CompanionModel::revoke(const CompanionCore::PairedDevice& phone, RevokeScope scope) {

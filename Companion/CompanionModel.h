@@ -89,8 +89,8 @@ public:
     const std::optional<CompanionCore::DrozakStatus>& drozakStatus() const { return m_drozakStatus; }
     /// The phones whose keys are in the authorized keys file, as its lines name them, oldest first.
     const std::vector<CompanionCore::PairedDevice>& pairedPhones() const { return m_pairedPhones; }
-    /// Re-reads the paired phones from the authorized keys file; a file that cannot be read is a
-    /// `lastError`, and shows no phones.
+    /// Re-reads the paired phones from the authorized keys file; a file that cannot be read shows no
+    /// phones, and what to fix becomes `lastError`.
     void refreshPairedPhones();
     /// The lines of the authorized keys file that hold `phone`'s key but are not its own, in file
     /// order: revoking only the phone's lines leaves it able to log in through them. Empty when the

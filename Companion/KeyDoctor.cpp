@@ -5,6 +5,7 @@
 #include "Companion/SystemActions.h"
 #include "Companion/Text.h"
 #include "CompanionCore/AuthorizedKeys.h"
+#include "CompanionCore/KeyFileSession.h"
 #include "CompanionCore/PairedDevices.h"
 #include "CompanionCore/server/AnnouncementProbe.h"
 
@@ -14,6 +15,7 @@
 #include <algorithm>
 #include <grp.h>
 #include <pwd.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace Companion::KeyDoctor {
@@ -28,6 +30,8 @@ constexpr Text::TranslationContext translate{"KeyDoctor"};
 constexpr std::size_t entryBufferSize = 16384;
 /// More groups than any ordinary user belongs to.
 constexpr int maximumGroups = 1024;
+/// The key file's bound is told in MiB.
+constexpr std::size_t bytesPerMebibyte = 1024 * 1024;
 
 struct Account {
     uid_t uid = 0;
@@ -172,8 +176,9 @@ Report examine(const Options& options, const std::optional<CompanionCore::Paired
 }
 
 std::vector<Report> examineAll(const Options& options, ProcessRunner& runner) {
-    const auto listing =
-        CompanionCore::PairedDevices::list(CompanionCore::AuthorizedKeys::read(options.authorizedKeys));
+    // A file that cannot be read lists no phone; the diagnosis of each report names why.
+    const auto content = CompanionCore::AuthorizedKeys::read(options.authorizedKeys);
+    const auto listing = CompanionCore::PairedDevices::list(content ? *content : std::string());
     // The server's settings and the host checks (a DNS-SD probe among them) are asked once for all keys.
     const auto host = hostFindings(options, runner);
     std::vector<Report> reports;
@@ -225,6 +230,19 @@ QString describe(Obstacle obstacle) {
     case Obstacle::keyFileModes:
         return translate("Otros pueden escribir en ~/.ssh/authorized_keys o no es tuyo: ejecuta chmod 600 "
                          "~/.ssh/authorized_keys");
+    case Obstacle::keyFileUnreadable:
+        return translate("No puedes leer ~/.ssh/authorized_keys: hazlo legible para ti con chmod 600 "
+                         "~/.ssh/authorized_keys");
+    case Obstacle::keyFileNotRegular:
+        return translate("~/.ssh/authorized_keys no es un archivo normal: debe serlo; apártalo (mv "
+                         "~/.ssh/authorized_keys ~/.ssh/authorized_keys.aparte) y vuelve a emparejar el "
+                         "teléfono");
+    case Obstacle::keyFileTooLarge:
+        return LocalizedFormat::fill(
+            translate(
+                "~/.ssh/authorized_keys ocupa más de %d MiB: ningún archivo de llaves escrito a mano es "
+                "tan grande; mira qué lo ha llenado y deja en él solo tus llaves"),
+            {QString::number(CompanionCore::KeyFileSession::maximumSize / bytesPerMebibyte)});
     case Obstacle::remoteLoginAccess:
         return translate("La sesión remota está limitada a otros usuarios: permite el tuyo en Ajustes del "
                          "Sistema > General > Compartir > Sesión remota.");
@@ -247,6 +265,34 @@ QString describe(Obstacle obstacle) {
             "o /var/log/auth.log).");
     }
     return {};
+}
+
+QString describe(const CompanionCore::KeyFileFailure& failure) {
+    switch (failure.kind) {
+    case CompanionCore::KeyFileFailure::Kind::unreadable:
+        // A refused permission is what the remedy fixes; any other error only the system can name.
+        if (failure.error == std::errc::permission_denied ||
+            failure.error == std::errc::operation_not_permitted) {
+            return describe(Obstacle::keyFileUnreadable);
+        }
+        return LocalizedFormat::fill(
+            translate(
+                "No se puede leer ~/.ssh/authorized_keys (%@): arregla eso en el archivo o en la carpeta "
+                "~/.ssh"),
+            {QString::fromStdString(failure.error.message())});
+    case CompanionCore::KeyFileFailure::Kind::notRegularFile:
+        return describe(Obstacle::keyFileNotRegular);
+    case CompanionCore::KeyFileFailure::Kind::tooLarge:
+        return describe(Obstacle::keyFileTooLarge);
+    }
+    return describe(Obstacle::keyFileUnreadable);
+}
+
+QString describe(Obstacle obstacle, const CompanionCore::KeyDiagnosis::Result& result) {
+    if (const auto failure = result.failureBehind(obstacle)) {
+        return describe(*failure);
+    }
+    return describe(obstacle);
 }
 
 QString describe(CompanionCore::KeyCheck::Verdict verdict) {
@@ -274,7 +320,7 @@ QString verdict(const CompanionCore::KeyDiagnosis::Result& result) {
     QStringList reasons;
     for (const auto obstacle : result.obstacles) {
         if (CompanionCore::keepsPhoneOut(obstacle)) {
-            reasons.append(describe(obstacle));
+            reasons.append(describe(obstacle, result));
         }
     }
     return reasons.join(QStringLiteral("\n"));
@@ -284,7 +330,7 @@ QString notes(const CompanionCore::KeyDiagnosis::Result& result) {
     QStringList found;
     for (const auto obstacle : result.obstacles) {
         if (!CompanionCore::keepsPhoneOut(obstacle)) {
-            found.append(describe(obstacle));
+            found.append(describe(obstacle, result));
         }
     }
     return found.join(QStringLiteral("\n"));

@@ -68,7 +68,8 @@ CompanionCore::KeyDiagnosis::Subject subject(const Options& options,
 Report examine(const Options& options, const std::optional<CompanionCore::PairedDevice>& device,
                ProcessRunner& runner);
 
-/// One report per paired phone's current key, or one without a key when none is paired.
+/// One report per paired phone's current key, or one without a key when none is paired or the key
+/// file cannot be read (each report then names why).
 std::vector<Report> examineAll(const Options& options, ProcessRunner& runner);
 
 /// "La llave funciona: comprobado con el servidor SSH", or each reason that keeps the phone out with
@@ -81,6 +82,13 @@ QString notes(const CompanionCore::KeyDiagnosis::Result& result);
 
 /// The cause and what to do about it, translated.
 QString describe(CompanionCore::Obstacle obstacle);
+
+/// The cause and what to do about it, translated, with what `result` knows of it: a key file that
+/// cannot be read is named with the system's own words when they say more than the remedy.
+QString describe(CompanionCore::Obstacle obstacle, const CompanionCore::KeyDiagnosis::Result& result);
+
+/// What keeps the key file from being read and what to do about it, translated.
+QString describe(const CompanionCore::KeyFileFailure& failure);
 
 /// What one address answered, in words: accepted, refused, no SSH server, unreachable; translated.
 QString describe(CompanionCore::KeyCheck::Verdict verdict);

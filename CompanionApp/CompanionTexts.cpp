@@ -64,6 +64,7 @@ constexpr Text texts[] = {
                        "Homebrew no está instalado. Instálalo desde brew.sh y vuelve a pulsar.")},
     {"TmuxNotifier", QT_TRANSLATE_NOOP("TmuxNotifier", "«%@» ha terminado tras %@.")},
     {"TmuxNotifier", QT_TRANSLATE_NOOP("TmuxNotifier", "nuvexa")},
+    {"Main", QT_TRANSLATE_NOOP("Main", "error inesperado: %@")},
     {"StatusCommand", QT_TRANSLATE_NOOP("StatusCommand", "Direcciones")},
     {"StatusCommand", QT_TRANSLATE_NOOP("StatusCommand", "Dirección de malla")},
     {"StatusCommand", QT_TRANSLATE_NOOP("StatusCommand", "ninguna")},
@@ -148,6 +149,10 @@ constexpr Text texts[] = {
     {"DoctorCommand",
      QT_TRANSLATE_NOOP("DoctorCommand",
                        "No hay ningún teléfono emparejado: comprobado lo que no necesita llave.")},
+    {"DoctorCommand",
+     QT_TRANSLATE_NOOP(
+         "DoctorCommand",
+         "No se puede saber qué teléfonos están emparejados: comprobado lo que no necesita llave.")},
     {"DoctorCommand", QT_TRANSLATE_NOOP("DoctorCommand", "El servidor SSH responde.")},
     {"DoctorCommand", QT_TRANSLATE_NOOP("DoctorCommand", "argumento inesperado %@")},
     {"DoctorCommand", QT_TRANSLATE_NOOP("DoctorCommand", "no es un puerto: %@")},
@@ -194,6 +199,26 @@ constexpr Text texts[] = {
      QT_TRANSLATE_NOOP("KeyDoctor",
                        "Otros pueden escribir en ~/.ssh/authorized_keys o no es tuyo: ejecuta chmod 600 "
                        "~/.ssh/authorized_keys")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP("KeyDoctor",
+                       "No puedes leer ~/.ssh/authorized_keys: hazlo legible para ti con chmod 600 "
+                       "~/.ssh/authorized_keys")},
+    //: the system's own message, such as "Not a directory"
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP("KeyDoctor",
+                       "No se puede leer ~/.ssh/authorized_keys (%@): arregla eso en el archivo o "
+                       "en la carpeta ~/.ssh")},
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP(
+         "KeyDoctor",
+         "~/.ssh/authorized_keys no es un archivo normal: debe serlo; apártalo (mv "
+         "~/.ssh/authorized_keys ~/.ssh/authorized_keys.aparte) y vuelve a emparejar el teléfono")},
+    //: the largest key file read, in MiB
+    {"KeyDoctor",
+     QT_TRANSLATE_NOOP(
+         "KeyDoctor",
+         "~/.ssh/authorized_keys ocupa más de %d MiB: ningún archivo de llaves escrito a mano es tan "
+         "grande; mira qué lo ha llenado y deja en él solo tus llaves")},
     {"KeyDoctor",
      QT_TRANSLATE_NOOP(
          "KeyDoctor",

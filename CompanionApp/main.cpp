@@ -4,6 +4,16 @@
 
 #include <QApplication>
 
+#include <cstdio>
+#include <exception>
+
+namespace {
+
+/// What the panel answers when it ends on a failure it did not foresee.
+constexpr int unforeseenFailureExit = 1;
+
+} // namespace
+
 int main(int argc, char** argv) {
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("nuvexa-companion"));
@@ -12,6 +22,16 @@ int main(int argc, char** argv) {
     QApplication::setWindowIcon(CompanionApp::MenuBarIcon::applicationIcon());
     CompanionApp::Translations::install(application);
 
-    CompanionApp::MenuBarApp app;
-    return QApplication::exec();
+    // The panel shows every failure it foresees on its red line; this only keeps one it did not from
+    // ending in an abort and a core dump.
+    try {
+        CompanionApp::MenuBarApp app;
+        return QApplication::exec();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "nuvexa-companion: %s\n",
+                     qPrintable(CompanionApp::Translations::fill(
+                         QCoreApplication::translate("Main", "error inesperado: %@"),
+                         {QString::fromLocal8Bit(error.what())})));
+        return unforeseenFailureExit;
+    }
 }

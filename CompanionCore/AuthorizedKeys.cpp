@@ -131,8 +131,12 @@ bool rewrite(const std::filesystem::path& path, const std::function<std::string(
     throw std::system_error(EAGAIN, std::generic_category(), session.target().string() + " keeps changing");
 }
 
-std::string read(const std::filesystem::path& path) {
-    return KeyFileSession::readFile(path).content;
+Expected<std::string, KeyFileFailure> read(const std::filesystem::path& path) {
+    const auto snapshot = KeyFileSession::readFile(path);
+    if (!snapshot) {
+        return snapshot.failure();
+    }
+    return snapshot->content;
 }
 
 } // namespace CompanionCore::AuthorizedKeys

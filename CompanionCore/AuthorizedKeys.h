@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CompanionCore/Expected.h"
+#include "CompanionCore/KeyFileFailure.h"
 
 #include <array>
 #include <filesystem>
@@ -50,8 +51,9 @@ bool rewrite(const std::filesystem::path& path, const std::function<std::string(
              const std::stop_token& stop = {});
 
 /// The file's content as `install` reads it (a bounded regular file, or a link to one); empty when
-/// it does not exist. Takes no lock and creates nothing.
-std::string read(const std::filesystem::path& path);
+/// it does not exist. Takes no lock and creates nothing. A file that cannot be read so is the
+/// failure, with the system's error.
+Expected<std::string, KeyFileFailure> read(const std::filesystem::path& path);
 
 /// The part of a line that identifies a key: its first two white-space separated pieces joined by
 /// a blank (or the single piece of a one-piece line).

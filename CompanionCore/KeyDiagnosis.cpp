@@ -1,6 +1,7 @@
 #include "CompanionCore/KeyDiagnosis.h"
 
 #include "CompanionCore/KeyFileModes.h"
+#include "CompanionCore/KeyFileSession.h"
 
 #include <arpa/inet.h>
 
@@ -31,10 +32,29 @@ bool hasKey(const Subject& subject) {
     return !subject.keyType.empty() && !subject.keyBase64.empty();
 }
 
+Obstacle obstacleOf(KeyFileFailure::Kind kind) {
+    switch (kind) {
+    case KeyFileFailure::Kind::unreadable:
+        return Obstacle::keyFileUnreadable;
+    case KeyFileFailure::Kind::notRegularFile:
+        return Obstacle::keyFileNotRegular;
+    case KeyFileFailure::Kind::tooLarge:
+        return Obstacle::keyFileTooLarge;
+    }
+    return Obstacle::keyFileUnreadable;
+}
+
 } // namespace
 
 bool Result::works() const {
     return std::none_of(obstacles.begin(), obstacles.end(), keepsPhoneOut);
+}
+
+std::optional<KeyFileFailure> Result::failureBehind(Obstacle obstacle) const {
+    if (!keyFileFailure || obstacleOf(keyFileFailure->kind) != obstacle) {
+        return std::nullopt;
+    }
+    return keyFileFailure;
 }
 
 std::vector<Address> addresses(const std::vector<std::string>& hosts) {
@@ -126,6 +146,14 @@ Result diagnose(const Subject& subject, const std::vector<Address>& addresses,
                 add(result.obstacles, obstacle);
             }
         }
+    }
+    if (const auto read = KeyFileSession::readFile(subject.keyFile); !read) {
+        result.keyFileFailure = read.failure();
+        if (read.failure().kind != KeyFileFailure::Kind::tooLarge) {
+            // The server cannot read it either: that is the reason it gave none for.
+            std::erase(result.obstacles, Obstacle::refusedForAnotherReason);
+        }
+        add(result.obstacles, obstacleOf(read.failure().kind));
     }
     return result;
 }

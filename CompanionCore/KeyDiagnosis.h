@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CompanionCore/KeyCheck.h"
+#include "CompanionCore/KeyFileFailure.h"
 #include "CompanionCore/Obstacle.h"
 #include "CompanionCore/SshdSettings.h"
 
@@ -48,10 +49,16 @@ struct Result {
     std::vector<Obstacle> obstacles;
     /// The first host key fingerprint any address gave.
     std::optional<std::string> hostKeyFingerprint;
+    /// Why the key file cannot be read as pairing reads it, when it cannot; its obstacle is among
+    /// `obstacles`.
+    std::optional<KeyFileFailure> keyFileFailure;
 
     /// True when the server accepted the key (or, without a key, answered) on every address and
     /// nothing found keeps the phone out.
     bool works() const;
+
+    /// `keyFileFailure` when `obstacle` is the one it stands for; nothing otherwise.
+    std::optional<KeyFileFailure> failureBehind(Obstacle obstacle) const;
 };
 
 /// The addresses to ask: 127.0.0.1 first, then each host of `hosts` that is an IPv4 or IPv6
@@ -59,7 +66,8 @@ struct Result {
 std::vector<Address> addresses(const std::vector<std::string>& hosts);
 
 /// Asks on every address of `addresses` and, where the answer is no, gathers the causes from
-/// `settings` (what `sshd -T` printed, when it could run) and from the modes of the key's way.
+/// `settings` (what `sshd -T` printed, when it could run) and from the modes of the key's way. A key
+/// file that cannot be read as pairing reads it is named whatever the server answered.
 Result diagnose(const Subject& subject, const std::vector<Address>& addresses,
                 const std::optional<SshdSettings>& settings,
                 std::chrono::milliseconds bound = KeyCheck::answerBound);

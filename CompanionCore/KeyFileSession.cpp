@@ -24,6 +24,14 @@ constexpr std::size_t temporarySuffixLength = 6;
     throw std::system_error(error, std::generic_category(), what);
 }
 
+[[noreturn]] void fail(const KeyFileFailure& failure) {
+    throw std::system_error(failure.error, failure.context());
+}
+
+KeyFileFailure failure(KeyFileFailure::Kind kind, int error, const std::filesystem::path& path) {
+    return {kind, path, std::error_code(error, std::generic_category())};
+}
+
 /// A descriptor closed on every path out.
 class Descriptor {
 public:
@@ -106,18 +114,19 @@ void writeAll(int fd, std::string_view bytes, const std::string& path) {
     }
 }
 
+using FileInfo = struct stat;
+
 /// Checks what an open descriptor is before anything is read from it or written to it.
-struct stat regularFileInfo(int fd, const std::filesystem::path& path) {
-    struct stat info {};
+Expected<FileInfo, KeyFileFailure> regularFileInfo(int fd, const std::filesystem::path& path) {
+    FileInfo info{};
     if (::fstat(fd, &info) != 0) {
-        fail(errno, "cannot inspect " + path.string());
+        return failure(KeyFileFailure::Kind::unreadable, errno, path);
     }
     if (!S_ISREG(info.st_mode)) {
-        fail(EINVAL, path.string() + " is not a regular file");
+        return failure(KeyFileFailure::Kind::notRegularFile, EINVAL, path);
     }
     if (static_cast<std::uintmax_t>(info.st_size) > KeyFileSession::maximumSize) {
-        fail(EFBIG,
-             path.string() + " is larger than " + std::to_string(KeyFileSession::maximumSize) + " bytes");
+        return failure(KeyFileFailure::Kind::tooLarge, EFBIG, path);
     }
     return info;
 }
@@ -254,21 +263,36 @@ void KeyFileSession::removeStaleTemporaries() const {
 }
 
 KeyFileSession::Snapshot KeyFileSession::read() const {
-    return readFile(m_target);
+    auto snapshot = readFile(m_target);
+    if (!snapshot) {
+        fail(snapshot.failure());
+    }
+    return *snapshot;
 }
 
-KeyFileSession::Snapshot KeyFileSession::readFile(const std::filesystem::path& path) {
+Expected<KeyFileSession::Snapshot, KeyFileFailure>
+KeyFileSession::readFile(const std::filesystem::path& path) {
     Snapshot snapshot;
     // Non-blocking, so a FIFO in the file's place cannot hold the open; it is refused just after.
     const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (fd < 0) {
-        if (errno == ENOENT) {
+        const int error = errno;
+        if (error == ENOENT) {
             return snapshot;
         }
-        fail(errno, "cannot read " + path.string());
+        // A socket, or a device without a driver, refuses the open itself: it is no file either.
+        FileInfo info{};
+        if (::stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) {
+            return failure(KeyFileFailure::Kind::notRegularFile, EINVAL, path);
+        }
+        return failure(KeyFileFailure::Kind::unreadable, error, path);
     }
     Descriptor file(fd);
-    snapshot.info = regularFileInfo(file.get(), path);
+    const auto info = regularFileInfo(file.get(), path);
+    if (!info) {
+        return info.failure();
+    }
+    snapshot.info = *info;
     snapshot.exists = true;
     char chunk[8192];
     for (;;) {
@@ -277,14 +301,14 @@ KeyFileSession::Snapshot KeyFileSession::readFile(const std::filesystem::path& p
             if (errno == EINTR) {
                 continue;
             }
-            fail(errno, "cannot read " + path.string());
+            return failure(KeyFileFailure::Kind::unreadable, errno, path);
         }
         if (count == 0) {
             return snapshot;
         }
         snapshot.content.append(chunk, static_cast<std::size_t>(count));
         if (snapshot.content.size() > maximumSize) {
-            fail(EFBIG, path.string() + " is larger than " + std::to_string(maximumSize) + " bytes");
+            return failure(KeyFileFailure::Kind::tooLarge, EFBIG, path);
         }
     }
 }
@@ -324,7 +348,11 @@ KeyFileSession::AppendResult KeyFileSession::append(std::string_view line, const
         fail(errno, "cannot open " + m_target.string());
     }
     Descriptor file(fd);
-    const struct stat info = regularFileInfo(file.get(), m_target);
+    const auto checked = regularFileInfo(file.get(), m_target);
+    if (!checked) {
+        fail(checked.failure());
+    }
+    const FileInfo& info = *checked;
     if (info.st_dev != basis.info.st_dev || info.st_ino != basis.info.st_ino) {
         return AppendResult::changed;
     }

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "CompanionCore/Expected.h"
+#include "CompanionCore/KeyFileFailure.h"
+
 #include <sys/stat.h>
 
 #include <chrono>
@@ -18,7 +21,8 @@ namespace CompanionCore {
 /// or revoking; the wait for it is bounded all the same, and can be stopped. Tools that only append
 /// (`>>`) take no lock; the session never replaces content that changed since it read it.
 ///
-/// Every failure throws std::system_error carrying the system's message and the path.
+/// Every failure of a session throws std::system_error carrying the system's message and the path;
+/// `readFile`, for readers that change nothing, answers its failure as a value instead.
 class KeyFileSession {
 public:
     /// The largest file read; a bigger one is not an authorized keys file anybody wrote by hand.
@@ -50,8 +54,10 @@ public:
     /// `maximumSize` bytes is read: a FIFO or a device is refused without blocking.
     Snapshot read() const;
 
-    /// What `read` answers, for a reader that changes nothing: no lock, no folder created.
-    static Snapshot readFile(const std::filesystem::path& path);
+    /// What `read` reads, for a reader that changes nothing: no lock, no folder created. What keeps
+    /// the file from being read is the failure, never an exception, so that a reader can say what to
+    /// fix.
+    static Expected<Snapshot, KeyFileFailure> readFile(const std::filesystem::path& path);
 
     enum class AppendResult { appended, notWritable, changed };
     /// Appends `line` and a line feed to the file in place, after a line feed of its own when the file

@@ -28,6 +28,13 @@ enum class Obstacle {
     sshFolderModes,
     /// The key file can be written by others or belongs to someone else.
     keyFileModes,
+    /// The key file cannot be read: its mode, a folder on its way, an I/O error. Like the two
+    /// below, no phone can pair and no paired phone's key can be checked while it lasts.
+    keyFileUnreadable,
+    /// A folder, a FIFO or a device stands where the key file should be.
+    keyFileNotRegular,
+    /// The key file is larger than any file of keys written by hand, which pairing refuses to touch.
+    keyFileTooLarge,
     /// On macOS, Remote Login is limited to users this one is not among.
     remoteLoginAccess,
     /// A firewall that is on lets nothing in on the SSH port.
@@ -62,6 +69,9 @@ constexpr bool keepsPhoneOut(Obstacle obstacle) {
     case Obstacle::homeModes:
     case Obstacle::sshFolderModes:
     case Obstacle::keyFileModes:
+    case Obstacle::keyFileUnreadable:
+    case Obstacle::keyFileNotRegular:
+    case Obstacle::keyFileTooLarge:
     case Obstacle::remoteLoginAccess:
     case Obstacle::firewallBlocksSsh:
     case Obstacle::refusedForAnotherReason:

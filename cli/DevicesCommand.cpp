@@ -120,12 +120,11 @@ int runDevices(const QStringList& arguments) {
         return complain("devices", filled("argumento inesperado %@", {parser.positionalArguments().first()}),
                         devicesUsageExit);
     }
-    PairedDevices::Listing listing;
-    try {
-        listing = PairedDevices::list(CompanionCore::AuthorizedKeys::read(keysFile(parser)));
-    } catch (const std::system_error& error) {
-        return complain("devices", error.what(), devicesRefusedExit);
+    const auto content = CompanionCore::AuthorizedKeys::read(keysFile(parser));
+    if (!content) {
+        return complain("devices", content.failure().message(), devicesRefusedExit);
     }
+    const auto listing = PairedDevices::list(*content);
     if (parser.isSet(json)) {
         QJsonArray devices;
         for (const auto& device : listing.devices) {
@@ -186,7 +185,11 @@ int runRevoke(const QStringList& arguments) {
     const std::string query = parser.positionalArguments().first().toStdString();
     const auto keys = keysFile(parser);
     try {
-        const std::string before = CompanionCore::AuthorizedKeys::read(keys);
+        const auto content = CompanionCore::AuthorizedKeys::read(keys);
+        if (!content) {
+            return complain("revoke", content.failure().message(), devicesRefusedExit);
+        }
+        const std::string& before = *content;
         const auto found = PairedDevices::matching(PairedDevices::list(before), query);
         if (found.empty()) {
             return complain(

@@ -68,6 +68,12 @@ QString obstacleName(Obstacle obstacle) {
         return QStringLiteral("sshFolderModes");
     case Obstacle::keyFileModes:
         return QStringLiteral("keyFileModes");
+    case Obstacle::keyFileUnreadable:
+        return QStringLiteral("keyFileUnreadable");
+    case Obstacle::keyFileNotRegular:
+        return QStringLiteral("keyFileNotRegular");
+    case Obstacle::keyFileTooLarge:
+        return QStringLiteral("keyFileTooLarge");
     case Obstacle::remoteLoginAccess:
         return QStringLiteral("remoteLoginAccess");
     case Obstacle::firewallBlocksSsh:
@@ -84,8 +90,18 @@ QString obstacleName(Obstacle obstacle) {
     return {};
 }
 
-/// "Name (SHA256:…)", or a note that no phone is paired.
+/// What the system said of a cause, where it said anything: the key file's error.
+QString causeDetail(Obstacle obstacle, const Report& report) {
+    const auto failure = report.result.failureBehind(obstacle);
+    return failure ? text(failure->error.message()) : QString();
+}
+
+/// "Name (SHA256:…)", or a note that no phone is paired, or that the paired phones cannot be known.
 QString subjectLine(const Report& report) {
+    if (!report.device && report.result.keyFileFailure) {
+        return translate("No se puede saber qué teléfonos están emparejados: comprobado lo que no necesita "
+                         "llave.");
+    }
     if (!report.device) {
         return translate("No hay ningún teléfono emparejado: comprobado lo que no necesita llave.");
     }
@@ -155,7 +171,8 @@ QJsonObject doctorJson(const std::vector<Report>& reports) {
         for (const auto obstacle : report.result.obstacles) {
             causes.append(QJsonObject{{"cause", obstacleName(obstacle)},
                                       {"keepsPhoneOut", CompanionCore::keepsPhoneOut(obstacle)},
-                                      {"text", Companion::KeyDoctor::describe(obstacle)}});
+                                      {"text", Companion::KeyDoctor::describe(obstacle, report.result)},
+                                      {"detail", causeDetail(obstacle, report)}});
         }
         const auto fingerprint =
             report.device ? CompanionCore::PairedDevices::fingerprintOf(*report.device) : std::nullopt;
@@ -201,7 +218,8 @@ int runDoctor(const QStringList& arguments) {
     if (parser.isSet(help)) {
         printCommandHelp(parser, QStringLiteral("doctor"));
         std::fputs(
-            "\nExit status: 0 nothing found keeps a paired phone out, 1 something does, 2 usage error.\n",
+            "\nExit status: 0 nothing found keeps a paired phone out, 1 something does (a key file that "
+            "cannot be read among them), 2 usage error.\n",
             stdout);
         return doctorFineExit;
     }

@@ -25,7 +25,8 @@ int runDoctor(const QStringList& arguments);
 QString doctorText(const std::vector<Companion::KeyDoctor::Report>& reports);
 
 /// The same as one JSON object: "works" and "keys", each with "device", "fingerprint", "works",
-/// "verdict", "hostKey", "addresses" (host and verdict) and "causes".
+/// "verdict", "hostKey", "addresses" (host and verdict) and "causes" (each with its name, whether it
+/// keeps a phone out, its text and the system's words for it, such as the key file's error).
 QJsonObject doctorJson(const std::vector<Companion::KeyDoctor::Report>& reports);
 
 } // namespace Cli

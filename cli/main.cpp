@@ -1,3 +1,5 @@
+#include "Companion/LocalizedFormat.h"
+#include "Companion/Text.h"
 #include "Companion/Translations.h"
 #include "cli/DevicesCommand.h"
 #include "cli/DoctorCommand.h"
@@ -8,7 +10,37 @@
 #include <QCoreApplication>
 
 #include <cstdio>
+#include <exception>
 #include <vector>
+
+namespace {
+
+constexpr Companion::Text::TranslationContext translate{"Main"};
+
+/// What a command answers when it ends on a failure it did not foresee.
+constexpr int unforeseenFailureExit = 1;
+
+int runCommand(const QString& command, const QStringList& arguments) {
+    if (command == "pair") {
+        return Cli::runPair(arguments);
+    }
+    if (command == "status") {
+        return Cli::runStatus(arguments);
+    }
+    if (command == "devices") {
+        return Cli::runDevices(arguments);
+    }
+    if (command == "revoke") {
+        return Cli::runRevoke(arguments);
+    }
+    if (command == "doctor") {
+        return Cli::runDoctor(arguments);
+    }
+    std::fprintf(stderr, "nuvexa-companion-cli: unknown command %s\n", qPrintable(command));
+    return Cli::usageExit;
+}
+
+} // namespace
 
 int main(int argc, char* argv[]) {
     // Help and errors name the program as people type it, not by the path it was started from.
@@ -50,21 +82,14 @@ int main(int argc, char* argv[]) {
         return Cli::usageExit;
     }
     const QString command = arguments.takeFirst();
-    if (command == "pair") {
-        return Cli::runPair(arguments);
+    // The commands report every failure they foresee as a value; this only keeps one they did not
+    // from ending in an abort and a core dump.
+    try {
+        return runCommand(command, arguments);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "nuvexa-companion-cli %s: %s\n", qPrintable(command),
+                     qPrintable(Companion::LocalizedFormat::fill(translate("error inesperado: %@"),
+                                                                 {QString::fromLocal8Bit(error.what())})));
+        return unforeseenFailureExit;
     }
-    if (command == "status") {
-        return Cli::runStatus(arguments);
-    }
-    if (command == "devices") {
-        return Cli::runDevices(arguments);
-    }
-    if (command == "revoke") {
-        return Cli::runRevoke(arguments);
-    }
-    if (command == "doctor") {
-        return Cli::runDoctor(arguments);
-    }
-    std::fprintf(stderr, "nuvexa-companion-cli: unknown command %s\n", qPrintable(command));
-    return Cli::usageExit;
 }

@@ -285,6 +285,10 @@ Unless you remove them, it can still log in to this computer.</translation>
         <translation>No phone is paired: checked what needs no key.</translation>
     </message>
     <message>
+        <source>No se puede saber qué teléfonos están emparejados: comprobado lo que no necesita llave.</source>
+        <translation>The paired phones cannot be known: checked what needs no key.</translation>
+    </message>
+    <message>
         <source>El servidor SSH responde.</source>
         <translation>The SSH server answers.</translation>
     </message>
@@ -379,6 +383,24 @@ Unless you remove them, it can still log in to this computer.</translation>
         <translation>Others can write to ~/.ssh/authorized_keys or it is not yours: run chmod 600 ~/.ssh/authorized_keys</translation>
     </message>
     <message>
+        <source>No puedes leer ~/.ssh/authorized_keys: hazlo legible para ti con chmod 600 ~/.ssh/authorized_keys</source>
+        <translation>You cannot read ~/.ssh/authorized_keys: make it readable by you with chmod 600 ~/.ssh/authorized_keys</translation>
+    </message>
+    <message>
+        <source>No se puede leer ~/.ssh/authorized_keys (%@): arregla eso en el archivo o en la carpeta ~/.ssh</source>
+        <extracomment>the system&apos;s own message, such as &quot;Not a directory&quot;</extracomment>
+        <translation>Cannot read ~/.ssh/authorized_keys (%@): fix that in the file or in the folder ~/.ssh</translation>
+    </message>
+    <message>
+        <source>~/.ssh/authorized_keys no es un archivo normal: debe serlo; apártalo (mv ~/.ssh/authorized_keys ~/.ssh/authorized_keys.aparte) y vuelve a emparejar el teléfono</source>
+        <translation>~/.ssh/authorized_keys is not a regular file: it must be one; move it aside (mv ~/.ssh/authorized_keys ~/.ssh/authorized_keys.aside) and pair the phone again</translation>
+    </message>
+    <message>
+        <source>~/.ssh/authorized_keys ocupa más de %d MiB: ningún archivo de llaves escrito a mano es tan grande; mira qué lo ha llenado y deja en él solo tus llaves</source>
+        <extracomment>the largest key file read, in MiB</extracomment>
+        <translation>~/.ssh/authorized_keys is larger than %d MiB: no keys file written by hand is that large; find out what filled it and leave only your keys in it</translation>
+    </message>
+    <message>
         <source>El servidor SSH rechaza la llave por otro motivo: mira su registro (journalctl -u ssh o /var/log/auth.log).</source>
         <translation>The SSH server refuses the key for another reason: see its log (journalctl -u ssh or /var/log/auth.log).</translation>
     </message>
@@ -401,6 +423,13 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>Huella del servidor SSH: %@</source>
         <translation>SSH server fingerprint: %@</translation>
+    </message>
+</context>
+<context>
+    <name>Main</name>
+    <message>
+        <source>error inesperado: %@</source>
+        <translation>unexpected error: %@</translation>
     </message>
 </context>
 <context>

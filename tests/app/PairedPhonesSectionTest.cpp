@@ -123,8 +123,21 @@ TEST(PairedPhonesSectionTest, AFailedRevokeGoesToTheRedLine) {
     std::filesystem::create_directory(world.home / ".ssh" / "authorized_keys");
     world.panel().pairedPhonesSection().revokeButtons().at(0)->click();
     EXPECT_TRUE(world.panel().lastError().isVisible());
+    // The list read afresh after the revoke names the same problem, in the user's words.
     EXPECT_THAT(world.panel().lastError().text().toStdString(),
-                ::testing::HasSubstr("is not a regular file"));
+                ::testing::HasSubstr("no es un archivo normal"));
+}
+
+TEST(PairedPhonesSectionTest, AFolderInPlaceOfTheKeyFileListsNoPhoneAndTheRedLineSaysWhatToDo) {
+    PanelWorld world;
+    std::filesystem::create_directories(world.home / ".ssh" / "authorized_keys");
+    world.buildAndShow();
+    EXPECT_FALSE(world.panel().pairedPhonesSection().isVisible());
+    EXPECT_TRUE(world.panel().lastError().isVisible());
+    EXPECT_EQ(world.panel().lastError().text(),
+              QStringLiteral("~/.ssh/authorized_keys no es un archivo normal: debe serlo; apártalo (mv "
+                             "~/.ssh/authorized_keys ~/.ssh/authorized_keys.aparte) y vuelve a emparejar el "
+                             "teléfono"));
 }
 
 TEST(PairedPhonesSectionTest, APairingAddsThePhoneToTheList) {

@@ -5,6 +5,7 @@
 #include "Companion/linux/DBusSleepInhibitor.h"
 #include "Companion/linux/LinuxSystemActions.h"
 #include "Companion/macos/MacSystemActions.h"
+#include "CompanionCore/KeyFileSession.h"
 #include "server/support/PhoneClient.h"
 #include "support/Patience.h"
 
@@ -26,6 +27,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <fstream>
 #include <future>
 #include <set>
 
@@ -423,6 +425,19 @@ TEST_F(CompanionModelTest, ACancelledRemoteLoginDialogLeavesItsMessage) {
     ASSERT_TRUE(refreshed.wait(generousWait));
     EXPECT_EQ(model->lastError(), "Request dismissed");
     EXPECT_FALSE(model->remoteLogin());
+}
+
+TEST_F(CompanionModelTest, AKeyFileTooLargeToReadListsNoPhoneAndTheLastErrorSaysWhatToDo) {
+    {
+        std::ofstream keys(m_home / "authorized_keys", std::ios::binary);
+        keys.seekp(static_cast<std::streamoff>(CompanionCore::KeyFileSession::maximumSize));
+        keys.put('\n');
+    }
+    const auto model = refreshedModel();
+    EXPECT_TRUE(model->pairedPhones().empty());
+    EXPECT_EQ(model->lastError(),
+              "~/.ssh/authorized_keys ocupa más de 16 MiB: ningún archivo de llaves escrito a "
+              "mano es tan grande; mira qué lo ha llenado y deja en él solo tus llaves");
 }
 
 TEST_F(CompanionModelTest, SetLastErrorAnnouncesOnlyChanges) {

@@ -491,3 +491,84 @@ TEST(AuthorizedKeysTest, AReadOnlyDirectoryWithoutTheFileThrowsAndLeavesNothing)
     fs::permissions(home.ssh, static_cast<fs::perms>(0700));
     EXPECT_TRUE(entriesOf(home.ssh).empty());
 }
+
+TEST(AuthorizedKeysTest, ReadingAMissingFileGivesNoKeys) {
+    Home home;
+    const auto content = AuthorizedKeys::read(home.keys);
+    ASSERT_TRUE(content);
+    EXPECT_EQ(*content, "");
+    EXPECT_FALSE(fs::exists(home.keys)) << "reading creates nothing";
+}
+
+TEST(AuthorizedKeysTest, ReadingGivesTheFileAsItIs) {
+    Home home;
+    writeFile(home.keys, line + "\n");
+    const auto content = AuthorizedKeys::read(home.keys);
+    ASSERT_TRUE(content);
+    EXPECT_EQ(*content, line + "\n");
+}
+
+TEST(AuthorizedKeysTest, ReadingADirectoryInPlaceOfTheFileAnswersThatItIsNoRegularFile) {
+    Home home;
+    fs::create_directory(home.keys);
+    const auto content = AuthorizedKeys::read(home.keys);
+    ASSERT_FALSE(content);
+    EXPECT_EQ(content.failure().kind, KeyFileFailure::Kind::notRegularFile);
+    EXPECT_EQ(content.failure().path, home.keys);
+    EXPECT_EQ(content.failure().message(), home.keys.string() + " is not a regular file: Invalid argument");
+}
+
+TEST(AuthorizedKeysTest, ReadingAFifoInPlaceOfTheFileAnswersWithoutWaiting) {
+    Home home;
+    ASSERT_EQ(::mkfifo(home.keys.c_str(), 0600), 0);
+    const auto content = AuthorizedKeys::read(home.keys);
+    ASSERT_FALSE(content);
+    EXPECT_EQ(content.failure().kind, KeyFileFailure::Kind::notRegularFile);
+}
+
+TEST(AuthorizedKeysTest, ReadingAFileLargerThanTheBoundAnswersThatItIsTooLarge) {
+    Home home;
+    {
+        std::ofstream out(home.keys, std::ios::binary);
+        out.seekp(static_cast<std::streamoff>(KeyFileSession::maximumSize));
+        out.put('\n');
+    }
+    const auto content = AuthorizedKeys::read(home.keys);
+    ASSERT_FALSE(content);
+    EXPECT_EQ(content.failure().kind, KeyFileFailure::Kind::tooLarge);
+    EXPECT_EQ(content.failure().error, std::errc::file_too_large);
+}
+
+TEST(AuthorizedKeysTest, ReadingAFileOfExactlyTheBoundGivesItsContent) {
+    Home home;
+    writeFile(home.keys, std::string(KeyFileSession::maximumSize, '#'));
+    const auto content = AuthorizedKeys::read(home.keys);
+    ASSERT_TRUE(content);
+    EXPECT_EQ(content->size(), KeyFileSession::maximumSize);
+}
+
+TEST(AuthorizedKeysTest, ReadingThroughAPlainFileInPlaceOfTheFolderCarriesTheSystemsError) {
+    TestSupport::TemporaryDirectory home;
+    writeFile(home / ".ssh", "not a directory");
+    const auto content = AuthorizedKeys::read(home / ".ssh/authorized_keys");
+    ASSERT_FALSE(content);
+    EXPECT_EQ(content.failure().kind, KeyFileFailure::Kind::unreadable);
+    EXPECT_EQ(content.failure().error, std::errc::not_a_directory);
+    EXPECT_EQ(content.failure().message(),
+              "cannot read " + (home / ".ssh/authorized_keys").string() + ": Not a directory");
+}
+
+TEST(AuthorizedKeysTest, ReadingAFileThatMayNotBeReadAnswersWithThePermissionError) {
+    if (::geteuid() == 0) {
+        GTEST_SKIP() << "permissions do not restrict root; the doctor's test runs this as another user";
+    }
+    Home home;
+    writeFile(home.keys, line + "\n");
+    fs::permissions(home.keys, fs::perms::none);
+    const auto content = AuthorizedKeys::read(home.keys);
+    fs::permissions(home.keys, fs::perms::owner_read | fs::perms::owner_write);
+    ASSERT_FALSE(content);
+    EXPECT_EQ(content.failure().kind, KeyFileFailure::Kind::unreadable);
+    EXPECT_EQ(content.failure().error, std::errc::permission_denied);
+    EXPECT_EQ(content.failure().message(), "cannot read " + home.keys.string() + ": Permission denied");
+}

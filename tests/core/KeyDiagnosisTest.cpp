@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+
 namespace {
 
 using CompanionCore::Obstacle;
@@ -73,6 +76,35 @@ TEST(KeyDiagnosisTest, ARefusalIsExplainedByTheServersSettings) {
     EXPECT_EQ(
         KeyDiagnosis::causes(subject(home.path()), {answer("127.0.0.1", true, Verdict::refused)}, settings),
         std::vector<Obstacle>{Obstacle::publicKeysDisabled});
+}
+
+TEST(KeyDiagnosisTest, AKeyFileThatIsAFolderIsNamedAndKeepsThePhoneOut) {
+    const TestSupport::TemporaryDirectory home;
+    std::filesystem::create_directories(home / ".ssh/authorized_keys");
+    const auto result = KeyDiagnosis::diagnose(subject(home.path()), {}, std::nullopt);
+    EXPECT_EQ(result.obstacles, std::vector<Obstacle>{Obstacle::keyFileNotRegular});
+    ASSERT_TRUE(result.keyFileFailure);
+    EXPECT_EQ(result.keyFileFailure->kind, CompanionCore::KeyFileFailure::Kind::notRegularFile);
+    EXPECT_EQ(result.failureBehind(Obstacle::keyFileNotRegular), result.keyFileFailure);
+    EXPECT_EQ(result.failureBehind(Obstacle::keyFileModes), std::nullopt);
+    EXPECT_FALSE(result.works());
+}
+
+TEST(KeyDiagnosisTest, AKeyFileBehindAPlainFileInPlaceOfTheFolderIsUnreadableWithTheSystemsError) {
+    const TestSupport::TemporaryDirectory home;
+    std::ofstream(home / ".ssh") << "not a folder";
+    const auto result = KeyDiagnosis::diagnose(subject(home.path()), {}, std::nullopt);
+    EXPECT_EQ(result.obstacles, std::vector<Obstacle>{Obstacle::keyFileUnreadable});
+    ASSERT_TRUE(result.keyFileFailure);
+    EXPECT_EQ(result.keyFileFailure->error, std::errc::not_a_directory);
+}
+
+TEST(KeyDiagnosisTest, AMissingKeyFileIsNoObstacle) {
+    const TestSupport::TemporaryDirectory home;
+    const auto result = KeyDiagnosis::diagnose(subject(home.path()), {}, std::nullopt);
+    EXPECT_TRUE(result.obstacles.empty());
+    EXPECT_EQ(result.keyFileFailure, std::nullopt);
+    EXPECT_TRUE(result.works());
 }
 
 TEST(KeyDiagnosisTest, OnlyWhatKeepsThePhoneOutMakesItFail) {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <sys/stat.h>
 
 namespace {
@@ -84,6 +85,33 @@ TEST_F(KeyDoctorTest, AKeyFileTheServerDoesNotReadIsRefusedAndNamed) {
     EXPECT_EQ(report.result.answers.at(0).answer.verdict, Verdict::refused);
     EXPECT_EQ(report.result.obstacles, std::vector<Obstacle>{Obstacle::keyFileElsewhere});
     EXPECT_TRUE(Companion::KeyDoctor::verdict(report.result).contains(QStringLiteral("AuthorizedKeysFile")));
+}
+
+TEST_F(KeyDoctorTest, AFolderInPlaceOfTheKeyFileIsTheReasonTheServerRefuses) {
+    const auto server = startServer("AllowUsers " + std::string(testUser) + "\n");
+    ASSERT_TRUE(server);
+    fs::remove(keyFile());
+    fs::create_directory(keyFile());
+    ASSERT_FALSE(logsIn("127.0.0.1", server->port()));
+    const auto report = examine(server->port(), server->configPath());
+    EXPECT_EQ(report.result.answers.at(0).answer.verdict, Verdict::refused);
+    EXPECT_EQ(report.result.obstacles, std::vector<Obstacle>{Obstacle::keyFileNotRegular});
+    EXPECT_TRUE(Companion::KeyDoctor::verdict(report.result)
+                    .startsWith(QStringLiteral("~/.ssh/authorized_keys no es un archivo normal")))
+        << Companion::KeyDoctor::verdict(report.result).toStdString();
+}
+
+TEST_F(KeyDoctorTest, APlainFileInPlaceOfTheSshFolderIsNamedInTheSystemsWords) {
+    const auto server = startServer("AllowUsers " + std::string(testUser) + "\n");
+    ASSERT_TRUE(server);
+    fs::remove_all(m_home / ".ssh");
+    std::ofstream(m_home / ".ssh") << "not a folder\n";
+    ASSERT_FALSE(logsIn("127.0.0.1", server->port()));
+    const auto report = examine(server->port(), server->configPath());
+    EXPECT_EQ(report.result.obstacles, std::vector<Obstacle>{Obstacle::keyFileUnreadable});
+    EXPECT_EQ(Companion::KeyDoctor::verdict(report.result),
+              QStringLiteral("No se puede leer ~/.ssh/authorized_keys (Not a directory): arregla eso en el "
+                             "archivo o en la carpeta ~/.ssh"));
 }
 
 TEST_F(KeyDoctorTest, NoServerOnThePortIsToldApartFromARefusal) {

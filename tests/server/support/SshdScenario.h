@@ -53,6 +53,10 @@ protected:
         m_gid = entry->pw_gid;
         m_home = entry->pw_dir;
         std::filesystem::permissions(m_home, std::filesystem::perms(0755));
+        // An earlier test may have left a plain file where the folder belongs.
+        if (!std::filesystem::is_directory(m_home / ".ssh")) {
+            std::filesystem::remove(m_home / ".ssh");
+        }
         std::filesystem::create_directories(m_home / ".ssh");
         ASSERT_EQ(::chown((m_home / ".ssh").c_str(), m_uid, m_gid), 0);
         std::filesystem::permissions(m_home / ".ssh", std::filesystem::perms(0700));
@@ -63,6 +67,8 @@ protected:
         std::ifstream publicFile(keyPath().toStdString() + ".pub");
         std::string line;
         std::getline(publicFile, line);
+        // Whatever an earlier test left in the key file's place (a folder, a FIFO) goes first.
+        std::filesystem::remove_all(keyFile());
         {
             std::ofstream keys(keyFile(), std::ios::trunc);
             keys << line << " nuvexa:Test phone\n";
