@@ -167,8 +167,11 @@ KeyFileSession::KeyFileSession(const std::filesystem::path& path, const std::sto
 }
 
 KeyFileSession::~KeyFileSession() {
-    // Closing the descriptors releases the lock.
+    // Closing the descriptors releases the lock. The lock file goes first, while it is still held, so
+    // the key folder keeps nothing of ours; a writer that waits on it finds the name gone once it has
+    // the lock and takes a fresh one.
     if (m_lock >= 0) {
+        ::unlinkat(m_directory, lockFileName(m_target).c_str(), 0);
         ::close(m_lock);
     }
     ::close(m_directory);
@@ -184,6 +187,13 @@ void KeyFileSession::lock(const std::stop_token& stop) {
     for (int round = 0; round < maximumRounds; ++round) {
         const int fd = ::openat(m_directory, name.c_str(),
                                 O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, newFileMode);
+        if (fd < 0 && errno == ELOOP) {
+            // A link in its place is never followed, and never left to lead a later writer astray.
+            if (::unlinkat(m_directory, name.c_str(), 0) != 0 && errno != ENOENT) {
+                fail(errno, "cannot replace the link " + shown.string());
+            }
+            continue;
+        }
         if (fd < 0) {
             if (errno == EACCES || errno == EPERM || errno == EROFS) {
                 // A folder this account may not write: nobody else of ours can write in it either,

@@ -18,7 +18,8 @@ namespace CompanionCore {
 /// length: the session takes an exclusive lock on a private lock file beside the file (a symbolic link
 /// is followed to its target), so two companions, or a pairing and a revoke, never overlap. Only this
 /// account can open that file, so no other account can hold the lock and keep the owner from pairing
-/// or revoking; the wait for it is bounded all the same, and can be stopped. Tools that only append
+/// or revoking; the wait for it is bounded all the same, and can be stopped. The lock file lasts as long
+/// as the session. Tools that only append
 /// (`>>`) take no lock; the session never replaces content that changed since it read it.
 ///
 /// Every failure of a session throws std::system_error carrying the system's message and the path;

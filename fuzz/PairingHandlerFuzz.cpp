@@ -11,6 +11,7 @@
 #include "CompanionCore/PairingResponse.h"
 #include "CompanionCore/Unicode.h"
 #include "Invariant.h"
+#include <algorithm>
 
 #include <chrono>
 #include <cstddef>
@@ -154,7 +155,16 @@ void checkReply(const PairingHandler::Outcome& outcome) {
 }
 
 /// What the first request to a fresh handler must give, worked out from the request alone.
+bool fromBrowser(const HttpRequest& request) {
+    return std::any_of(request.headers.begin(), request.headers.end(), [](const auto& header) {
+        return header.first == "origin" || header.first.starts_with("sec-fetch-");
+    });
+}
+
 PairingHandler::Outcome expectedOutcome(const HttpRequest& request) {
+    if (fromBrowser(request)) {
+        return PairingHandler::Rejected{403, "requests from a browser are refused"};
+    }
     if (request.method != "POST" || request.path != "/pair") {
         return PairingHandler::Rejected{404, "not found"};
     }
@@ -192,8 +202,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     checkReply(outcome);
     require(outcome == expectedOutcome(*request), "the first request gets the outcome its content calls for");
 
-    const bool decoded =
-        request->method == "POST" && request->path == "/pair" && PairingRequest::decode(request->body);
+    const bool decoded = !fromBrowser(*request) && request->method == "POST" && request->path == "/pair" &&
+                         PairingRequest::decode(request->body);
     require(clockReads == (decoded ? 1 : 0), "the clock is read once for each request that reaches the code");
     require(handler.code().attempts() == (decoded ? 1 : 0),
             "only a request that reaches the code spends an attempt");

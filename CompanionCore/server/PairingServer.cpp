@@ -85,7 +85,8 @@ PairingServer::PairingServer(IdentityProvider identity, std::filesystem::path au
     , m_options(std::move(options))
     , m_log(m_options.logFile.empty() ? defaultLogFile() : m_options.logFile, m_options.clock)
     , m_connections(
-          {m_options.headTimeout, m_options.requestTimeout, m_options.connectionLimits},
+          {m_options.headTimeout, m_options.requestTimeout, m_options.connectionLimits,
+           m_options.drainingLimit},
           [this](QTcpSocket* connection, const HttpRequest& request) { answer(connection, request); })
     , m_expiry(m_options.expiryClock, m_options.expiryCheckInterval, this) {
     if (!m_options.announcer) {

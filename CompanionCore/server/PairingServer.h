@@ -49,6 +49,8 @@ struct PairingServerOptions {
     std::chrono::milliseconds headTimeout = std::chrono::seconds(2);
     /// How many connections the server holds, from one peer group and in all.
     ConnectionAdmission::Limits connectionLimits;
+    /// How many answered connections it holds while they drain; past it the oldest is closed.
+    std::size_t drainingLimit = ConnectionPool::defaultDrainingLimit;
     /// The clock of the codes and of the log's timestamps.
     Clock clock = systemNow;
     /// Makes the announcer of each listener; an empty factory announces nothing.

@@ -397,3 +397,38 @@ TEST_F(PairingHandlerTest, DescribesTextsInsideTheResponseEscaped) {
               R"(paired(CompanionCore.PairingResponse(user: "a\"b", name: "c\nd", sshPort: 22, )"
               R"(hosts: ["e\\f"], mosh: false, tmux: false), keyInstalled: true))");
 }
+
+TEST_F(PairingHandlerTest, ARequestWithAnOriginIsRefusedBeforeItsCodeIsLookedAt) {
+    HttpRequest fromPage = pairing(rightCode);
+    fromPage.headers["origin"] = "http://attacker.example";
+    EXPECT_EQ(handler.handle(fromPage), Outcome(Rejected{403, "requests from a browser are refused"}));
+    EXPECT_EQ(handler.code().attempts(), 0);
+    EXPECT_EQ(clock.reads, 0);
+    EXPECT_FALSE(fs::exists(keys));
+    EXPECT_EQ(handler.handle(pairing(rightCode)),
+              Outcome(Paired{studioResponse(), true, "iPhone", "ssh-ed25519 " + blob + " nuvexa:iPhone"}));
+}
+
+TEST_F(PairingHandlerTest, ARequestWithFetchMetadataIsRefusedWhateverItsPath) {
+    for (const std::string header :
+         {"sec-fetch-site", "sec-fetch-mode", "sec-fetch-dest", "sec-fetch-user"}) {
+        HttpRequest fromPage = request("", "GET", "/");
+        fromPage.headers[header] = "cross-site";
+        EXPECT_EQ(handler.handle(fromPage), Outcome(Rejected{403, "requests from a browser are refused"}))
+            << header;
+    }
+    EXPECT_EQ(handler.code().attempts(), 0);
+}
+
+TEST_F(PairingHandlerTest, TheBrowsersRefusalHasAnErrorBodyOfItsOwn) {
+    EXPECT_EQ(bodyOf(PairingHandler::reply(Rejected{403, "requests from a browser are refused"})),
+              R"({"error":"requests from a browser are refused"})");
+}
+
+TEST_F(PairingHandlerTest, AHeaderThatOnlyLooksLikeFetchMetadataIsNoBrowsersMark) {
+    HttpRequest fromPhone = pairing("000000");
+    fromPhone.headers["sec-fetcher"] = "x";
+    fromPhone.headers["x-origin"] = "y";
+    EXPECT_EQ(handler.handle(fromPhone), Outcome(Rejected{403, "wrong code"}));
+    EXPECT_EQ(handler.code().attempts(), 1);
+}

@@ -9,8 +9,13 @@
 
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
 #include <fstream>
+#include <netinet/in.h>
+#include <poll.h>
 #include <sstream>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 
@@ -20,11 +25,86 @@ using TestSupport::PhoneClient;
 using TestSupport::spinUntil;
 using Kind = PairingServer::State::Kind;
 
+/// A peer that sends a whole request and then neither reads its answer nor closes: a raw socket, so
+/// nothing of the test's loop reads for it.
+class SilentHolder {
+public:
+    SilentHolder(quint16 port, const std::string& from, const std::string& request) {
+        const bool ipv6 = from.find(':') != std::string::npos;
+        m_fd = ::socket(ipv6 ? AF_INET6 : AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        if (ipv6) {
+            sockaddr_in6 source{};
+            source.sin6_family = AF_INET6;
+            ::inet_pton(AF_INET6, from.c_str(), &source.sin6_addr);
+            sockaddr_in6 target = source;
+            target.sin6_port = htons(port);
+            ::bind(m_fd, reinterpret_cast<const sockaddr*>(&source), sizeof source);
+            m_connected = ::connect(m_fd, reinterpret_cast<const sockaddr*>(&target), sizeof target) == 0;
+        } else {
+            sockaddr_in source{};
+            source.sin_family = AF_INET;
+            ::inet_pton(AF_INET, from.c_str(), &source.sin_addr);
+            sockaddr_in target{};
+            target.sin_family = AF_INET;
+            target.sin_port = htons(port);
+            ::inet_pton(AF_INET, "127.0.0.1", &target.sin_addr);
+            ::bind(m_fd, reinterpret_cast<const sockaddr*>(&source), sizeof source);
+            m_connected = ::connect(m_fd, reinterpret_cast<const sockaddr*>(&target), sizeof target) == 0;
+        }
+        // The handshake is the kernel's: connect returns before the server has accepted.
+        m_connected = m_connected && ::send(m_fd, request.data(), request.size(), MSG_NOSIGNAL) ==
+                                         static_cast<ssize_t>(request.size());
+    }
+    SilentHolder(const SilentHolder&) = delete;
+    SilentHolder& operator=(const SilentHolder&) = delete;
+    ~SilentHolder() { ::close(m_fd); }
+
+    bool connected() const { return m_connected; }
+    /// Whether the answer has arrived, looked at without reading it.
+    bool answered() const {
+        pollfd watched{m_fd, POLLIN, 0};
+        return ::poll(&watched, 1, 0) == 1;
+    }
+    /// Reads what has arrived: the bytes, and whether the server has ended the connection in order
+    /// (as opposed to still holding it, or resetting it).
+    std::pair<std::string, bool> readAvailable() const {
+        std::string bytes;
+        char chunk[4096];
+        for (;;) {
+            const ssize_t count = ::recv(m_fd, chunk, sizeof chunk, MSG_DONTWAIT);
+            if (count > 0) {
+                bytes.append(chunk, static_cast<std::size_t>(count));
+                continue;
+            }
+            return {bytes, count == 0};
+        }
+    }
+
+private:
+    int m_fd = -1;
+    bool m_connected = false;
+};
+
+/// Holders from `from`, each answered before the next is opened, so their order is the server's.
+std::vector<std::unique_ptr<SilentHolder>>
+holdAnswered(quint16 port, const std::string& from, int count,
+             const std::string& request = "GET / HTTP/1.1\r\n\r\n") {
+    std::vector<std::unique_ptr<SilentHolder>> holders;
+    for (int i = 0; i < count; ++i) {
+        holders.push_back(std::make_unique<SilentHolder>(port, from, request));
+        EXPECT_TRUE(holders.back()->connected());
+        EXPECT_TRUE(spinUntil([&] { return holders.back()->answered(); }));
+    }
+    return holders;
+}
+
 /// A server holding connections from several loopback addresses; everything on the test's loop.
 class PairingServerAbuseTest : public testing::Test {
 protected:
     /// Small, so a test can fill the table with a few dozen connections.
     static constexpr std::size_t totalLimit = 32;
+    /// Room for every answered holder the tests open but the one that checks the bound.
+    static constexpr std::size_t drainingLimit = 40;
 
     void SetUp() override {
         PairingServer::Options options;
@@ -34,6 +114,7 @@ protected:
         options.requestTimeout = std::chrono::minutes(10);
         options.headTimeout = std::chrono::minutes(10);
         options.connectionLimits = {4, totalLimit};
+        options.drainingLimit = drainingLimit;
         options.announcer = nullptr;
         options.logFile = m_home / "log";
         m_server = std::make_unique<PairingServer>(
@@ -192,6 +273,83 @@ TEST_F(PairingServerAbuseTest, ADribblerOfOneByteAtATimeIsCutOffAtTheLimit) {
     }
     EXPECT_TRUE(dribbler.waitClosed().isEmpty());
     EXPECT_TRUE(m_server->isWaiting());
+}
+
+TEST_F(PairingServerAbuseTest, AnsweredConnectionsThatNeitherReadNorCloseLeaveTheirIpv6NeighbourRoom) {
+    // Every host of a home network shares one /64: four answered connections of one must not keep
+    // another, the phone, out.
+    const auto holders = holdAnswered(m_port, "::1", 4);
+    const auto waiting = m_server->state();
+    const QByteArray response = TestSupport::exchange(
+        waiting.port,
+        TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Honest phone"),
+        QHostAddress("::1"));
+    EXPECT_EQ(TestSupport::statusOf(response), 200);
+    EXPECT_EQ(m_server->state(), PairingServer::State::paired("Honest phone"));
+}
+
+TEST_F(PairingServerAbuseTest, ATableFullOfAnsweredConnectionsStillTakesAnHonestPhone) {
+    std::vector<std::unique_ptr<SilentHolder>> holders;
+    for (int host = 2; host < 10; ++host) {
+        auto four = holdAnswered(m_port, "127.0.0." + std::to_string(host), 4);
+        std::move(four.begin(), four.end(), std::back_inserter(holders));
+    }
+    ASSERT_EQ(holders.size(), totalLimit);
+    const auto waiting = m_server->state();
+    const QByteArray response = TestSupport::exchange(
+        waiting.port,
+        TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Honest phone"),
+        QHostAddress("127.0.0.1"));
+    EXPECT_EQ(TestSupport::statusOf(response), 200);
+    // None of them was cut off for the phone: they drain beside it.
+    EXPECT_GE(m_server->openConnections(), totalLimit);
+}
+
+TEST_F(PairingServerAbuseTest, PastTheDrainingBoundTheOldestAnsweredConnectionIsClosedInOrder) {
+    auto holders = holdAnswered(m_port, "127.0.0.2", static_cast<int>(drainingLimit) + 2);
+    // The two oldest were closed to keep the bound; their answer was already theirs and stays whole.
+    EXPECT_EQ(m_server->openConnections(), drainingLimit);
+    for (std::size_t i = 0; i < holders.size(); ++i) {
+        const auto [bytes, ended] = holders[i]->readAvailable();
+        EXPECT_TRUE(bytes.starts_with("HTTP/1.1 404 Not Found\r\n")) << i;
+        EXPECT_TRUE(bytes.ends_with(R"({"error":"not found"})")) << i;
+        EXPECT_TRUE(ended) << i;
+    }
+    EXPECT_TRUE(m_server->isWaiting());
+}
+
+TEST_F(PairingServerAbuseTest, ABrowsersRequestWithTheRightCodeIsRefusedAndSpendsNoGuess) {
+    const auto waiting = m_server->state();
+    const QByteArray request =
+        TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Web page");
+    const QByteArray fromPage = QByteArray(request).replace(
+        "Host: companion\r\n", "Host: companion\r\nOrigin: http://attacker.example\r\n");
+    const QByteArray response = TestSupport::exchange(waiting.port, fromPage);
+    EXPECT_EQ(TestSupport::statusOf(response), 403);
+    EXPECT_EQ(TestSupport::bodyOf(response),
+              QByteArray(R"({"error":"requests from a browser are refused"})"));
+    EXPECT_FALSE(std::filesystem::exists(m_home / ".ssh" / "authorized_keys"));
+    EXPECT_EQ(m_server->state(), waiting);
+}
+
+TEST_F(PairingServerAbuseTest, APageGuessingWithFetchMetadataNeverEndsTheSession) {
+    const auto waiting = m_server->state();
+    const std::string wrong = waiting.digits == "000000" ? "111111" : "000000";
+    for (int guess = 0; guess < 12; ++guess) {
+        const QByteArray request =
+            TestSupport::pairingRequest(wrong, TestSupport::sampleEd25519Key, "Web page")
+                .replace("Host: companion\r\n", "Host: companion\r\nSec-Fetch-Site: cross-site\r\n"
+                                                "Sec-Fetch-Mode: no-cors\r\n");
+        EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(waiting.port, request)), 403);
+    }
+    EXPECT_EQ(m_server->state(), waiting);
+    const QByteArray response = TestSupport::exchange(
+        waiting.port, TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Phone"));
+    EXPECT_EQ(TestSupport::statusOf(response), 200);
+    std::ifstream log(m_home / "log");
+    const std::string logged((std::istreambuf_iterator<char>(log)), std::istreambuf_iterator<char>());
+    EXPECT_NE(logged.find(R"(rejected(status: 403, message: "requests from a browser are refused"))"),
+              std::string::npos);
 }
 
 } // namespace

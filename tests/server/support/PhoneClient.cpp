@@ -12,7 +12,9 @@ PhoneClient::PhoneClient(quint16 port, const QHostAddress& from) {
     if (!from.isNull()) {
         m_socket.bind(from);
     }
-    m_socket.connectToHost(QHostAddress(QHostAddress::LocalHost), port);
+    // An IPv6 source reaches the server over IPv6 loopback.
+    const bool ipv6 = from.protocol() == QAbstractSocket::IPv6Protocol;
+    m_socket.connectToHost(QHostAddress(ipv6 ? QHostAddress::LocalHostIPv6 : QHostAddress::LocalHost), port);
 }
 
 bool PhoneClient::waitConnected() {

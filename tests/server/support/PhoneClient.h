@@ -12,7 +12,8 @@ namespace TestSupport {
 /// The phone's side of one connection, driven on the test's event loop (the server runs there too).
 class PhoneClient {
 public:
-    /// Connects to `port` on 127.0.0.1, from `from` when given (any 127.x address works on Linux).
+    /// Connects to `port` on 127.0.0.1, from `from` when given (any 127.x address works on Linux); to
+    /// ::1 when `from` is an IPv6 address.
     explicit PhoneClient(quint16 port, const QHostAddress& from = {});
 
     /// Waits until connected; false when refused or closed first.

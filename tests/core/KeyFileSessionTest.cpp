@@ -1,0 +1,184 @@
+#include "CompanionCore/KeyFileSession.h"
+
+#include "CompanionCore/AuthorizedKeys.h"
+#include "support/Files.h"
+#include "support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <string>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+using CompanionCore::KeyFileSession;
+namespace AuthorizedKeys = CompanionCore::AuthorizedKeys;
+
+namespace {
+
+constexpr const char* line =
+    "ssh-ed25519 AAAAC3NzaC1lZDI1NTE5AAAAIK8ukunMc8/xzR/VDl2xjxFCKCqTJ2/etdEaiQhjPRJB "
+    "nuvexa:iPhone";
+constexpr uid_t nobody = 65534;
+
+/// `mkdir ~/.ssh` under umask 022: what the SSH server accepts and every account can open.
+struct OpenHome {
+    TestSupport::TemporaryDirectory home;
+    fs::path folder = home / ".ssh";
+    fs::path keys = folder / "authorized_keys";
+    OpenHome() {
+        fs::permissions(home.path(), fs::perms(0755));
+        fs::create_directory(folder);
+        fs::permissions(folder, fs::perms(0755));
+    }
+};
+
+/// A child process, as another account when `uid` is given, holding an exclusive lock on `path` until
+/// it is ended; the lock is held once the constructor returns.
+class LockHolder {
+public:
+    LockHolder(const fs::path& path, std::optional<uid_t> uid = std::nullopt) {
+        int ready[2];
+        if (::pipe(ready) != 0) {
+            return;
+        }
+        m_pid = ::fork();
+        if (m_pid == 0) {
+            ::close(ready[0]);
+            if (uid && (::setgid(*uid) != 0 || ::setuid(*uid) != 0)) {
+                ::_exit(2);
+            }
+            const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+            const char held = fd >= 0 && ::flock(fd, LOCK_EX) == 0 ? 'y' : 'n';
+            [[maybe_unused]] const ssize_t written = ::write(ready[1], &held, 1);
+            ::pause();
+            ::_exit(0);
+        }
+        ::close(ready[1]);
+        char held = 'n';
+        m_held = ::read(ready[0], &held, 1) == 1 && held == 'y';
+        ::close(ready[0]);
+    }
+    LockHolder(const LockHolder&) = delete;
+    LockHolder& operator=(const LockHolder&) = delete;
+    ~LockHolder() {
+        if (m_pid > 0) {
+            ::kill(m_pid, SIGKILL);
+            ::waitpid(m_pid, nullptr, 0);
+        }
+    }
+    bool held() const { return m_held; }
+
+private:
+    pid_t m_pid = -1;
+    bool m_held = false;
+};
+
+fs::path lockFileOf(const fs::path& keys) {
+    return keys.parent_path() / KeyFileSession::lockFileName(keys.filename());
+}
+
+} // namespace
+
+TEST(KeyFileSessionTest, AnotherAccountLockingTheKeyFolderKeepsNoPairingOut) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "acting as another account needs root";
+    }
+    OpenHome open;
+    LockHolder stranger(open.folder, nobody);
+    ASSERT_TRUE(stranger.held());
+    // Before, this waited as long as the stranger pleased.
+    EXPECT_TRUE(AuthorizedKeys::install(line, open.keys));
+    EXPECT_EQ(TestSupport::readFile(open.keys), std::string(line) + "\n");
+}
+
+TEST(KeyFileSessionTest, TheLockFileIsPrivateSoNoOtherAccountCanOpenIt) {
+    OpenHome open;
+    {
+        KeyFileSession session(open.keys);
+        struct stat info {};
+        ASSERT_EQ(::lstat(lockFileOf(open.keys).c_str(), &info), 0);
+        EXPECT_TRUE(S_ISREG(info.st_mode));
+        EXPECT_EQ(info.st_mode & 07777, 0600u);
+        EXPECT_EQ(info.st_uid, ::geteuid());
+    }
+    // Nothing of ours stays in the key folder.
+    EXPECT_FALSE(fs::exists(lockFileOf(open.keys)));
+}
+
+TEST(KeyFileSessionTest, ALockFileAnotherAccountCouldOpenIsReplacedByAPrivateOne) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "acting as another account needs root";
+    }
+    OpenHome open;
+    const fs::path lock = lockFileOf(open.keys);
+    TestSupport::writeFile(lock, "");
+    fs::permissions(lock, fs::perms(0644));
+    LockHolder stranger(lock, nobody);
+    ASSERT_TRUE(stranger.held());
+    EXPECT_TRUE(AuthorizedKeys::install(line, open.keys));
+    // Replaced by a private one for the session, which took it away at its end.
+    EXPECT_FALSE(fs::exists(lock));
+}
+
+TEST(KeyFileSessionTest, ALinkInTheLockFilesPlaceIsNeverFollowed) {
+    OpenHome open;
+    TestSupport::TemporaryDirectory elsewhere;
+    const fs::path target = elsewhere / "bashrc";
+    TestSupport::writeFile(target, "echo hello\n");
+    fs::create_symlink(target, lockFileOf(open.keys));
+    EXPECT_TRUE(AuthorizedKeys::install(line, open.keys));
+    EXPECT_EQ(TestSupport::readFile(target), "echo hello\n");
+    EXPECT_FALSE(fs::is_symlink(lockFileOf(open.keys)));
+}
+
+TEST(KeyFileSessionTest, AWriterOfOursHoldingTheLockIsWaitedForOnlyWithinTheBound) {
+    OpenHome open;
+    TestSupport::writeFile(lockFileOf(open.keys), "");
+    fs::permissions(lockFileOf(open.keys), fs::perms(0600));
+    LockHolder other(lockFileOf(open.keys));
+    ASSERT_TRUE(other.held());
+    try {
+        AuthorizedKeys::install(line, open.keys);
+        ADD_FAILURE() << "the key went in while the lock was held";
+    } catch (const std::system_error& error) {
+        EXPECT_EQ(error.code().value(), EAGAIN);
+        EXPECT_NE(std::string(error.what()).find("another program of this account has held the lock"),
+                  std::string::npos)
+            << error.what();
+    }
+    EXPECT_FALSE(fs::exists(open.keys));
+}
+
+TEST(KeyFileSessionTest, AStopEndsTheWaitForTheLockAtOnce) {
+    OpenHome open;
+    TestSupport::writeFile(lockFileOf(open.keys), "");
+    fs::permissions(lockFileOf(open.keys), fs::perms(0600));
+    LockHolder other(lockFileOf(open.keys));
+    ASSERT_TRUE(other.held());
+    std::stop_source stop;
+    stop.request_stop();
+    try {
+        AuthorizedKeys::install(line, open.keys, stop.get_token());
+        ADD_FAILURE() << "the key went in while the lock was held";
+    } catch (const std::system_error& error) {
+        EXPECT_EQ(error.code().value(), ECANCELED);
+    }
+    EXPECT_FALSE(fs::exists(open.keys));
+}
+
+TEST(KeyFileSessionTest, TheLockIsFreeAgainOnceTheSessionEnds) {
+    OpenHome open;
+    { KeyFileSession first(open.keys); }
+    std::stop_source stop;
+    stop.request_stop();
+    // A stop only ends a wait: a free lock is taken whatever it says.
+    EXPECT_NO_THROW(KeyFileSession second(open.keys, stop.get_token()));
+}
