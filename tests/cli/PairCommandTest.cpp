@@ -13,9 +13,11 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <regex>
 #include <sstream>
+#include <unistd.h>
 
 namespace {
 
@@ -319,3 +321,35 @@ TEST_F(PairCommandTest, OnLinuxNeitherLanguageNamesAnotherSystem) {
 }
 
 } // namespace
+
+TEST_F(PairCommandTest, AnotherAccountLockingTheKeyFolderDoesNotKeepThePhoneOut) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "acting as another account needs root";
+    }
+    // What `mkdir ~/.ssh` gives under umask 022, and the SSH server accepts: every account may open it.
+    const std::filesystem::path folder = m_home / ".ssh";
+    std::filesystem::permissions(m_home.path(), std::filesystem::perms(0755));
+    std::filesystem::create_directory(folder);
+    std::filesystem::permissions(folder, std::filesystem::perms(0755));
+    CliSession stranger("/usr/bin/flock",
+                        {"-x", QString::fromStdString(folder.string()), "-c", "echo held; exec sleep 600"},
+                        {"/usr/sbin/runuser", "-u", "nobody", "--"});
+    ASSERT_TRUE(stranger.waitForLine([](const std::string& line) { return line == "held"; }))
+        << stranger.errors();
+
+    QStringList arguments = isolated({"--json"});
+    arguments[arguments.indexOf("--authorized-keys") + 1] =
+        QString::fromStdString((folder / "authorized_keys").string());
+    CliSession session(cli, arguments);
+    const auto waiting = session.waitForJson("state", "waiting");
+    ASSERT_TRUE(waiting.has_value()) << session.errors();
+    const QByteArray response =
+        TestSupport::exchange(static_cast<quint16>(waiting->value("port").toInt()),
+                              TestSupport::pairingRequest(waiting->value("code").toString().toStdString(),
+                                                          TestSupport::sampleEd25519Key, "Ana's phone"));
+    EXPECT_EQ(TestSupport::statusOf(response), 200);
+    EXPECT_EQ(session.waitForExit(), Cli::pairedExit);
+    std::ifstream keys(folder / "authorized_keys");
+    const std::string written((std::istreambuf_iterator<char>(keys)), std::istreambuf_iterator<char>());
+    EXPECT_NE(written.find("nuvexa:Ana's phone"), std::string::npos);
+}

@@ -1,5 +1,7 @@
 #include "CompanionCore/server/PairingServer.h"
 
+#include "CompanionCore/KeyFileSession.h"
+
 #include "server/support/EventLoop.h"
 #include "server/support/PhoneClient.h"
 #include "support/TemporaryDirectory.h"
@@ -10,10 +12,12 @@
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <fstream>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sstream>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -353,3 +357,73 @@ TEST_F(PairingServerAbuseTest, APageGuessingWithFetchMetadataNeverEndsTheSession
 }
 
 } // namespace
+
+namespace {
+
+/// Threads of this process: a key write waiting for its lock runs on one of its own.
+std::size_t threadCount() {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/task"),
+                                                  std::filesystem::directory_iterator()));
+}
+
+/// The key folder's lock, held as another writer of ours would hold it.
+class HeldKeyLock {
+public:
+    explicit HeldKeyLock(const std::filesystem::path& keys) {
+        std::filesystem::create_directories(keys.parent_path());
+        const auto path = keys.parent_path() / CompanionCore::KeyFileSession::lockFileName(keys.filename());
+        m_fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        m_held = m_fd >= 0 && ::flock(m_fd, LOCK_EX) == 0;
+    }
+    HeldKeyLock(const HeldKeyLock&) = delete;
+    HeldKeyLock& operator=(const HeldKeyLock&) = delete;
+    ~HeldKeyLock() { release(); }
+    bool held() const { return m_held; }
+    void release() {
+        if (m_fd >= 0) {
+            ::close(m_fd);
+            m_fd = -1;
+        }
+    }
+
+private:
+    int m_fd = -1;
+    bool m_held = false;
+};
+
+} // namespace
+
+TEST_F(PairingServerAbuseTest, AKeyWriteWaitingForTheLockLeavesTheServerAnsweringOthers) {
+    const std::filesystem::path keys = m_home / ".ssh" / "authorized_keys";
+    HeldKeyLock lock(keys);
+    ASSERT_TRUE(lock.held());
+    const std::size_t threads = threadCount();
+    const auto waiting = m_server->state();
+    PhoneClient phone(m_port);
+    phone.send(TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Phone"));
+    ASSERT_TRUE(spinUntil([&] { return threadCount() > threads; }));
+
+    // The loop is free: another connection is answered while the write waits.
+    EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(m_port, "GET / HTTP/1.1\r\n\r\n")), 404);
+    EXPECT_TRUE(phone.received().isEmpty());
+
+    lock.release();
+    EXPECT_EQ(TestSupport::statusOf(phone.waitClosed()), 200);
+    EXPECT_EQ(m_server->state(), PairingServer::State::paired("Phone"));
+}
+
+TEST_F(PairingServerAbuseTest, AServerThatGoesWhileAKeyWriteWaitsForTheLockEndsTheWaitAndWritesNothing) {
+    const std::filesystem::path keys = m_home / ".ssh" / "authorized_keys";
+    HeldKeyLock lock(keys);
+    ASSERT_TRUE(lock.held());
+    const std::size_t threads = threadCount();
+    const auto waiting = m_server->state();
+    PhoneClient phone(m_port);
+    phone.send(TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Phone"));
+    ASSERT_TRUE(spinUntil([&] { return threadCount() > threads; }));
+
+    // Quitting the panel or Ctrl-C in the terminal: the server goes while the lock is still held.
+    m_server.reset();
+    EXPECT_EQ(threadCount(), threads);
+    EXPECT_FALSE(std::filesystem::exists(keys));
+}
