@@ -206,26 +206,38 @@ CompanionModel::otherLinesHolding(const CompanionCore::PairedDevice& phone) cons
 }
 
 void CompanionModel::revoke(const CompanionCore::PairedDevice& phone, RevokeScope scope) {
-    try {
-        // Judged on the text written, which another writer may have changed since the question.
-        std::string after;
-        CompanionCore::AuthorizedKeys::rewrite(*m_environment.authorizedKeys, [&](std::string_view text) {
-            switch (scope) {
-            case RevokeScope::phoneLines:
-                after = CompanionCore::PairedDevices::withoutDevice(text, phone.keyType, phone.blob);
-                break;
-            case RevokeScope::everyLine:
-                after = CompanionCore::PairedDevices::withoutKey(text, phone.keyType, phone.blob);
-                break;
-            }
-            return after;
+    // On the worker: the key file's lock may be held for a while by another writer of ours, and the
+    // panel must stay responsive (and quit at once) meanwhile.
+    enqueue([this, keys = *m_environment.authorizedKeys, phone, scope](std::stop_token stop) {
+        std::optional<std::string> verdict;
+        try {
+            // Judged on the text written, which another writer may have changed since the question.
+            std::string after;
+            CompanionCore::AuthorizedKeys::rewrite(
+                keys,
+                [&](std::string_view text) {
+                    switch (scope) {
+                    case RevokeScope::phoneLines:
+                        after = CompanionCore::PairedDevices::withoutDevice(text, phone.keyType, phone.blob);
+                        break;
+                    case RevokeScope::everyLine:
+                        after = CompanionCore::PairedDevices::withoutKey(text, phone.keyType, phone.blob);
+                        break;
+                    }
+                    return after;
+                },
+                stop);
+            verdict = stillLetIn(
+                phone, CompanionCore::PairedDevices::linesHolding(after, phone.keyType, phone.blob));
+        } catch (const std::system_error& error) {
+            verdict = std::string(error.what());
+        }
+        publish([verdict](CompanionModel& model) {
+            model.setLastError(verdict);
+            model.refreshPairedPhones();
+            emit model.revoked();
         });
-        setLastError(
-            stillLetIn(phone, CompanionCore::PairedDevices::linesHolding(after, phone.keyType, phone.blob)));
-    } catch (const std::system_error& error) {
-        setLastError(std::string(error.what()));
-    }
-    refreshPairedPhones();
+    });
 }
 
 void CompanionModel::enqueueRefresh() {

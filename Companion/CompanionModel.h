@@ -99,7 +99,8 @@ public:
     /// Removes that phone's lines, or with `RevokeScope::everyLine` every line holding its key, from
     /// the authorized keys file, then re-reads it. `lastError` is cleared only when no line of the
     /// file as written holds the key any more; otherwise it says the phone can still log in and names
-    /// the lines. A file that cannot be changed puts the system's message there.
+    /// the lines. A file that cannot be changed puts the system's message there. Runs on the worker,
+    /// so a wait for the key file's lock never holds the panel; `revoked` follows.
     void revoke(const CompanionCore::PairedDevice& phone, RevokeScope scope);
 
     /// The key check of the phone paired last, while the pairing section shows it; absent otherwise.
@@ -166,6 +167,8 @@ signals:
     void keyCheckChanged();
     /// After a `refresh` has published every field.
     void refreshed();
+    /// After a `revoke` has published its outcome and the phones read afresh.
+    void revoked();
 
 private:
     std::optional<std::string> locate(const char* name) const;

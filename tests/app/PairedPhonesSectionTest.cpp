@@ -69,9 +69,8 @@ TEST(PairedPhonesSectionTest, RevokingAfterConfirmationRemovesThatPhoneAndTheLis
     PanelWorld world;
     writeKeys(world, laptopLine + "\n" + phoneLine + "\n" + tabletLine + "\n");
     world.buildAndShow();
-    auto buttons = world.panel().pairedPhonesSection().revokeButtons();
-    ASSERT_EQ(buttons.size(), 2u);
-    buttons[0]->click();
+    ASSERT_EQ(world.panel().pairedPhonesSection().revokeButtons().size(), 2u);
+    ASSERT_TRUE(world.clickRevoke(0));
     EXPECT_EQ(world.revokeQuestions, std::vector<QString>{"iPhone de Ana"});
     EXPECT_EQ(world.revokeOtherLines, std::vector<QStringList>{{}}) << "no other line holds the key";
     EXPECT_EQ(readKeys(world), laptopLine + "\n" + tabletLine + "\n");
@@ -83,7 +82,7 @@ TEST(PairedPhonesSectionTest, TheConfirmationNamesTheOtherLinesWithThePhonesKeyA
     PanelWorld world;
     writeKeys(world, phoneLine + "\n" + laptopLine + "\n" + backupLine + "\n");
     world.buildAndShow();
-    world.panel().pairedPhonesSection().revokeButtons().at(0)->click();
+    ASSERT_TRUE(world.clickRevoke(0));
     EXPECT_EQ(world.revokeOtherLines,
               std::vector<QStringList>{{QStringLiteral("línea 3: restrict ssh-ed25519 … backup")}});
     EXPECT_EQ(readKeys(world), laptopLine + "\n" + backupLine + "\n");
@@ -98,7 +97,7 @@ TEST(PairedPhonesSectionTest, RemovingTheOtherLinesTooLeavesNoLineWithThePhonesK
     writeKeys(world, phoneLine + "\n" + laptopLine + "\n" + backupLine + "\n");
     world.revokeEveryLine = true;
     world.buildAndShow();
-    world.panel().pairedPhonesSection().revokeButtons().at(0)->click();
+    ASSERT_TRUE(world.clickRevoke(0));
     EXPECT_EQ(world.revokeOtherLines.size(), 1u);
     EXPECT_EQ(readKeys(world), laptopLine + "\n");
     EXPECT_FALSE(world.panel().lastError().isVisible());
@@ -121,7 +120,7 @@ TEST(PairedPhonesSectionTest, AFailedRevokeGoesToTheRedLine) {
     // The key file turns into a folder between the listing and the revoke.
     std::filesystem::remove(world.home / ".ssh" / "authorized_keys");
     std::filesystem::create_directory(world.home / ".ssh" / "authorized_keys");
-    world.panel().pairedPhonesSection().revokeButtons().at(0)->click();
+    ASSERT_TRUE(world.clickRevoke(0));
     EXPECT_TRUE(world.panel().lastError().isVisible());
     // The list read afresh after the revoke names the same problem, in the user's words.
     EXPECT_THAT(world.panel().lastError().text().toStdString(),

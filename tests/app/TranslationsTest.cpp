@@ -281,7 +281,7 @@ TEST(TranslationsTest, TheRevokeQuestionsLinesAndItsOutcomeReachTheUserInEnglish
     TestSupport::writeFile(world.home / ".ssh" / "authorized_keys",
                            key + " nuvexa:iPhone de Ana\nrestrict " + key + " backup\n");
     world.buildAndShow();
-    world.panel().pairedPhonesSection().revokeButtons().at(0)->click();
+    ASSERT_TRUE(world.clickRevoke(0));
     EXPECT_EQ(world.revokeOtherLines,
               std::vector<QStringList>{{QStringLiteral("line 2: restrict ssh-ed25519 … backup")}});
     EXPECT_EQ(world.panel().lastError().text(),

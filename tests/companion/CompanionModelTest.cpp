@@ -75,6 +75,14 @@ protected:
     }
     std::unique_ptr<CompanionModel> refreshedModel() { return refreshedModel(environment()); }
 
+    /// Revokes on the model's worker and waits for the outcome.
+    static bool revokeAndWait(CompanionModel& model, const CompanionCore::PairedDevice& phone,
+                              RevokeScope scope) {
+        QSignalSpy revoked(&model, &CompanionModel::revoked);
+        model.revoke(phone, scope);
+        return revoked.wait(generousWait);
+    }
+
     static bool waitForRefresh(CompanionModel& model) {
         QSignalSpy refreshed(&model, &CompanionModel::refreshed);
         return refreshed.wait(generousWait);
@@ -700,7 +708,7 @@ TEST_F(CompanionModelTest, RevokingOnlyThePhonesLineSaysItCanStillLogInWhileItsK
     auto model = refreshedModel();
     model->setLastError("an earlier failure");
     const auto ana = model->pairedPhones().at(0);
-    model->revoke(ana, RevokeScope::phoneLines);
+    ASSERT_TRUE(revokeAndWait(*model, ana, RevokeScope::phoneLines));
     EXPECT_EQ(TestSupport::readFile(m_home / "authorized_keys"), laptopLine + "\n" + backupLine + "\n");
     EXPECT_EQ(model->lastError(), "«Ana» aún puede iniciar sesión: su llave sigue en la línea 2.");
     EXPECT_TRUE(model->pairedPhones().empty());
@@ -713,7 +721,7 @@ TEST_F(CompanionModelTest, LinesAnotherWriterAddedMeanwhileAreNamedToo) {
     // Added after the question was asked: the verdict is on the file as written.
     TestSupport::writeFile(m_home / "authorized_keys",
                            anaLine + "\n" + backupLine + "\n" + backupLine + "\n");
-    model->revoke(ana, RevokeScope::phoneLines);
+    ASSERT_TRUE(revokeAndWait(*model, ana, RevokeScope::phoneLines));
     EXPECT_EQ(model->lastError(), "«Ana» aún puede iniciar sesión: su llave sigue en las líneas 1, 2.");
 }
 
@@ -722,7 +730,7 @@ TEST_F(CompanionModelTest, RevokingEveryLineRemovesEachLineWithThePhonesKeyAndCl
                            anaLine + "\n" + laptopLine + "\n" + backupLine + "\n");
     auto model = refreshedModel();
     model->setLastError("an earlier failure");
-    model->revoke(model->pairedPhones().at(0), RevokeScope::everyLine);
+    ASSERT_TRUE(revokeAndWait(*model, model->pairedPhones().at(0), RevokeScope::everyLine));
     EXPECT_EQ(TestSupport::readFile(m_home / "authorized_keys"), laptopLine + "\n");
     EXPECT_EQ(model->lastError(), std::nullopt);
     EXPECT_TRUE(model->pairedPhones().empty());

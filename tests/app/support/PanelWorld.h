@@ -2,6 +2,7 @@
 
 #include "Companion/CompanionModel.h"
 #include "CompanionApp/ContentView.h"
+#include "CompanionApp/PairedPhonesSection.h"
 #include "CompanionCore/server/Announcer.h"
 #include "support/FakeClock.h"
 #include "support/FakeNotificationCentre.h"
@@ -11,6 +12,7 @@
 #include "support/TemporaryDirectory.h"
 
 #include <QHostAddress>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QUrl>
 
@@ -133,6 +135,14 @@ public:
     void setDrozakConnectAnswer(Companion::ProcessResult result);
     /// What tmux answers the notifier's poll.
     void setTmuxForeground(const std::string& command);
+
+    /// Clicks the paired phone's revoke button `index` and, once the confirmation has said yes, waits
+    /// until the model's worker has done the revoke and published its outcome.
+    bool clickRevoke(std::size_t index) {
+        QSignalSpy revoked(m_model.get(), &Companion::CompanionModel::revoked);
+        m_panel->pairedPhonesSection().revokeButtons().at(index)->click();
+        return revoked.count() > 0 || revoked.wait(generousMilliseconds);
+    }
 
     Companion::CompanionModel& model() { return *m_model; }
     CompanionApp::ContentView& panel() { return *m_panel; }
