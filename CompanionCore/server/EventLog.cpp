@@ -114,7 +114,14 @@ int EventLog::openSafely() {
 
 std::optional<EventLog::Refusal> EventLog::unsafe(int fd) {
     struct stat info {};
-    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+    if (::fstat(fd, &info) != 0) {
+        return Refusal::notRegularFile;
+    }
+    return unsafe(fd, info);
+}
+
+std::optional<EventLog::Refusal> EventLog::unsafe(int fd, const struct stat& info) {
+    if (!S_ISREG(info.st_mode)) {
         return Refusal::notRegularFile;
     }
     if (info.st_uid != ::geteuid()) {
@@ -172,7 +179,7 @@ void EventLog::append(const std::string& line) {
         return;
     }
     // Changed since it was opened: judged again before the line goes in.
-    if (auto reason = unsafe(fd)) {
+    if (auto reason = unsafe(fd, info)) {
         closeFile();
         refuse(*reason);
         return;

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <sys/stat.h>
 
 namespace CompanionCore {
 
@@ -71,6 +72,8 @@ private:
     int openSafely();
     /// Why the open file may not take a line; nothing when it may.
     static std::optional<Refusal> unsafe(int fd);
+    /// The same, judged on what `fstat` said of it a moment ago.
+    static std::optional<Refusal> unsafe(int fd, const struct stat& info);
     void refuse(Refusal refusal);
     void closeFile();
 

@@ -1,10 +1,14 @@
-// An honest phone pairing while a flood holds connections: 50 loopback addresses (127.0.0.2 to
-// 127.0.0.51) each keep 4 connections that send the start of a request and then one byte a second,
-// and reconnect as soon as the server drops them. From 127.0.0.1 a phone pairs again and again; the
-// program prints the pairing latency (p50, p99, worst) and the CPU the server's thread used while the
-// flood ran. Everything stays on loopback, and the flood stops by itself.
+// An honest phone pairing while a flood holds connections; the program prints the pairing latency
+// (p50, p99, worst) and the CPU the server's thread used while the flood ran. Everything stays on
+// loopback, and the flood stops by itself. The floods:
+//   slow        50 addresses (127.0.0.2 to 127.0.0.51) each keep 4 connections that send the start of
+//               a request and then one byte a second; the phone pairs from 127.0.0.1.
+//   answered    70 addresses (127.0.0.2 to 127.0.0.71) each keep 4 connections that send a whole
+//               request and then neither read their answer nor close; the phone pairs from 127.0.0.1.
+//   answered6   4 such connections from ::1, the phone's own /64; the phone pairs from ::1.
+// Every flooder reconnects as soon as the server has closed its connection.
 //
-//   build/bench/bench/server/pairing-flood-bench [seconds]      (default 30)
+//   build/bench/bench/server/pairing-flood-bench [seconds] [slow|answered|answered6]   (30, slow)
 
 #include "CompanionCore/server/PairingServer.h"
 #include "server/support/EndlessSessions.h"
@@ -37,8 +41,46 @@ namespace {
 using CompanionCore::PairingServer;
 using Clock = std::chrono::steady_clock;
 
-constexpr int floodAddresses = 50;
+enum class Flood { slow, answered, answered6 };
+
+struct FloodShape {
+    /// Source addresses of the flood.
+    std::vector<std::string> addresses;
+    /// What each connection sends first.
+    std::string start;
+    /// Where the phone pairs from, and the server it reaches.
+    std::string phone;
+    std::string server;
+};
+
 constexpr int connectionsPerAddress = 4;
+
+FloodShape shapeOf(Flood flood) {
+    FloodShape shape;
+    const auto loopbackRange = [&](int count) {
+        for (int host = 0; host < count; ++host) {
+            shape.addresses.push_back("127.0.0." + std::to_string(host + 2));
+        }
+    };
+    switch (flood) {
+    case Flood::slow:
+        loopbackRange(50);
+        shape.start = "POST /pair HTTP/1.1\r\nX-Slow: ";
+        shape.phone = shape.server = "127.0.0.1";
+        break;
+    case Flood::answered:
+        loopbackRange(70);
+        shape.start = "GET / HTTP/1.1\r\n\r\n";
+        shape.phone = shape.server = "127.0.0.1";
+        break;
+    case Flood::answered6:
+        shape.addresses = {"::1"};
+        shape.start = "GET / HTTP/1.1\r\n\r\n";
+        shape.phone = shape.server = "::1";
+        break;
+    }
+    return shape;
+}
 constexpr auto dripInterval = std::chrono::seconds(1);
 /// How often the phone pairs. Each pairing ends the session, which drops every connection, so the
 /// whole flood reconnects after each one: pairing more often measures our own restarts.
@@ -48,21 +90,39 @@ constexpr auto attemptLimit = std::chrono::seconds(5);
 constexpr const char* phoneKey =
     "ssh-ed25519 AAAAC3NzaC1lZDI1NTE5AAAAIAR1UTTRYI+sWCvRZPt8cTd9Nyntus30fuAWR/HlM5WG phone";
 
-sockaddr_in loopback(const char* address, std::uint16_t port) {
-    sockaddr_in result{};
-    result.sin_family = AF_INET;
-    result.sin_port = htons(port);
-    ::inet_pton(AF_INET, address, &result.sin_addr);
+/// A loopback socket address of either family.
+struct Address {
+    sockaddr_storage storage{};
+    socklen_t length = 0;
+    int family = AF_INET;
+};
+
+Address loopback(const std::string& address, std::uint16_t port) {
+    Address result;
+    if (address.find(':') != std::string::npos) {
+        auto* in6 = reinterpret_cast<sockaddr_in6*>(&result.storage);
+        in6->sin6_family = AF_INET6;
+        in6->sin6_port = htons(port);
+        ::inet_pton(AF_INET6, address.c_str(), &in6->sin6_addr);
+        result.length = sizeof(sockaddr_in6);
+        result.family = AF_INET6;
+    } else {
+        auto* in4 = reinterpret_cast<sockaddr_in*>(&result.storage);
+        in4->sin_family = AF_INET;
+        in4->sin_port = htons(port);
+        ::inet_pton(AF_INET, address.c_str(), &in4->sin_addr);
+        result.length = sizeof(sockaddr_in);
+    }
     return result;
 }
 
 /// A non-blocking connection from `from` to the server; -1 when the system refuses one.
-int connectFrom(const std::string& from, std::uint16_t port) {
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    const sockaddr_in source = loopback(from.c_str(), 0);
-    const sockaddr_in target = loopback("127.0.0.1", port);
-    if (fd < 0 || ::bind(fd, reinterpret_cast<const sockaddr*>(&source), sizeof source) != 0 ||
-        (::connect(fd, reinterpret_cast<const sockaddr*>(&target), sizeof target) != 0 &&
+int connectFrom(const std::string& from, const std::string& server, std::uint16_t port) {
+    const Address source = loopback(from, 0);
+    const Address target = loopback(server, port);
+    const int fd = ::socket(target.family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (fd < 0 || ::bind(fd, reinterpret_cast<const sockaddr*>(&source.storage), source.length) != 0 ||
+        (::connect(fd, reinterpret_cast<const sockaddr*>(&target.storage), target.length) != 0 &&
          errno != EINPROGRESS)) {
         if (fd >= 0) {
             ::close(fd);
@@ -72,45 +132,57 @@ int connectFrom(const std::string& from, std::uint16_t port) {
     return fd;
 }
 
-/// The flood: every connection starts a request, then drips a byte a second; a dropped one comes
-/// back at once.
-void flood(std::uint16_t port, const std::atomic<bool>& running, std::atomic<long>& reconnects) {
+/// The flood: every connection sends its start, then a byte a second; a slow flooder reads what the
+/// server sends (so it sees a drop at once), an answered one never reads and learns of a drop only
+/// when its next byte is refused. A dropped one comes back at once.
+void flood(const FloodShape& shape, bool reads, std::uint16_t port, const std::atomic<bool>& running,
+           std::atomic<long>& reconnects) {
     struct Flooder {
         std::string from;
         int fd = -1;
         Clock::time_point nextDrip;
     };
     std::vector<Flooder> flooders;
-    for (int host = 0; host < floodAddresses; ++host) {
+    for (const auto& address : shape.addresses) {
         for (int i = 0; i < connectionsPerAddress; ++i) {
-            flooders.push_back(Flooder{"127.0.0." + std::to_string(host + 2), -1, {}});
+            flooders.push_back(Flooder{address, -1, {}});
         }
     }
-    const std::string start = "POST /pair HTTP/1.1\r\nX-Slow: ";
+    const auto reconnect = [](Flooder& flooder) {
+        ::close(flooder.fd);
+        flooder.fd = -1;
+    };
     while (running) {
         std::vector<pollfd> watched;
         const auto now = Clock::now();
         for (auto& flooder : flooders) {
             if (flooder.fd < 0) {
-                flooder.fd = connectFrom(flooder.from, port);
+                flooder.fd = connectFrom(flooder.from, shape.server, port);
                 if (flooder.fd >= 0) {
-                    ::send(flooder.fd, start.data(), start.size(), MSG_NOSIGNAL);
+                    ::send(flooder.fd, shape.start.data(), shape.start.size(), MSG_NOSIGNAL);
                     flooder.nextDrip = now + dripInterval;
                     ++reconnects;
                 }
             } else if (now >= flooder.nextDrip) {
-                ::send(flooder.fd, "x", 1, MSG_NOSIGNAL);
+                if (::send(flooder.fd, "x", 1, MSG_NOSIGNAL) < 0 && errno != EAGAIN) {
+                    reconnect(flooder);
+                    continue;
+                }
                 flooder.nextDrip = now + dripInterval;
             }
-            watched.push_back(pollfd{flooder.fd, POLLIN, 0});
+            watched.push_back(pollfd{flooder.fd, static_cast<short>(reads ? POLLIN : 0), 0});
         }
         ::poll(watched.data(), watched.size(), 50);
         for (std::size_t i = 0; i < flooders.size(); ++i) {
-            if (watched[i].fd >= 0 && (watched[i].revents & (POLLIN | POLLHUP | POLLERR)) != 0) {
+            if (watched[i].fd < 0) {
+                continue;
+            }
+            if ((watched[i].revents & (POLLHUP | POLLERR)) != 0) {
+                reconnect(flooders[i]);
+            } else if (reads && (watched[i].revents & POLLIN) != 0) {
                 char sink[256];
                 if (::recv(flooders[i].fd, sink, sizeof sink, MSG_DONTWAIT) <= 0) {
-                    ::close(flooders[i].fd);
-                    flooders[i].fd = -1;
+                    reconnect(flooders[i]);
                 }
             }
         }
@@ -122,19 +194,20 @@ void flood(std::uint16_t port, const std::atomic<bool>& running, std::atomic<lon
     }
 }
 
-/// One pairing from 127.0.0.1, retried until it is answered; answers whether the answer was 200.
-bool pairOnce(std::uint16_t port, const std::string& code) {
+/// One pairing from the phone's address, retried until it is answered; answers whether the answer
+/// was 200.
+bool pairOnce(const FloodShape& shape, std::uint16_t port, const std::string& code) {
     const std::string body =
         R"({"code":")" + code + R"(","publicKey":")" + phoneKey + R"(","device":"Honest phone"})";
     const std::string request = "POST /pair HTTP/1.1\r\nContent-Type: application/json\r\nContent-Length: " +
                                 std::to_string(body.size()) + "\r\n\r\n" + body;
     for (;;) {
-        const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        const sockaddr_in target = loopback("127.0.0.1", port);
+        const Address target = loopback(shape.server, port);
+        const int fd = ::socket(target.family, SOCK_STREAM | SOCK_CLOEXEC, 0);
         timeval limit{std::chrono::duration_cast<std::chrono::seconds>(attemptLimit).count(), 0};
         ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
         std::string response;
-        if (::connect(fd, reinterpret_cast<const sockaddr*>(&target), sizeof target) == 0 &&
+        if (::connect(fd, reinterpret_cast<const sockaddr*>(&target.storage), target.length) == 0 &&
             ::send(fd, request.data(), request.size(), MSG_NOSIGNAL) ==
                 static_cast<ssize_t>(request.size())) {
             char chunk[4096];
@@ -167,6 +240,14 @@ double percentile(std::vector<double> values, double fraction) {
 int main(int argc, char* argv[]) {
     QCoreApplication application(argc, argv);
     const int seconds = argc > 1 ? std::max(2, std::atoi(argv[1])) : 30;
+    const std::string mode = argc > 2 ? argv[2] : "slow";
+    if (mode != "slow" && mode != "answered" && mode != "answered6") {
+        std::fprintf(stderr, "pairing-flood-bench: the flood is slow, answered or answered6, not %s\n",
+                     mode.c_str());
+        return 2;
+    }
+    const Flood kind = mode == "slow" ? Flood::slow : mode == "answered" ? Flood::answered : Flood::answered6;
+    const FloodShape shape = shapeOf(kind);
 
     const std::filesystem::path folder = Bench::temporaryFolder("nuvexa-flood");
     const std::uint16_t port = Bench::freeLoopbackPort();
@@ -185,12 +266,14 @@ int main(int argc, char* argv[]) {
     ::pthread_getcpuclockid(::pthread_self(), &serverClock);
 
     std::thread bench([&] {
-        std::printf(
-            "flood: %d addresses x %d connections, a byte a second each, for %d s; server on 127.0.0.1:%u\n",
-            floodAddresses, connectionsPerAddress, seconds, port);
+        std::printf("%s flood: %zu addresses x %d connections, a byte a second each, for %d s; server on "
+                    "port %u, phone from %s\n",
+                    mode.c_str(), shape.addresses.size(), connectionsPerAddress, seconds, port,
+                    shape.phone.c_str());
         std::atomic<bool> running{true};
         std::atomic<long> reconnects{0};
-        std::thread attacker(flood, port, std::cref(running), std::ref(reconnects));
+        std::thread attacker(flood, std::cref(shape), kind == Flood::slow, port, std::cref(running),
+                             std::ref(reconnects));
         // Let the flood take its places first.
         std::this_thread::sleep_for(std::chrono::seconds(2));
         const double cpuBefore = threadSeconds(serverClock);
@@ -202,7 +285,7 @@ int main(int argc, char* argv[]) {
         while (Clock::now() - began < std::chrono::seconds(seconds)) {
             const std::string code = session.codeAfter(seen);
             const auto start = Clock::now();
-            failures += pairOnce(port, code) ? 0 : 1;
+            failures += pairOnce(shape, port, code) ? 0 : 1;
             latencies.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
             std::this_thread::sleep_for(pairingInterval);
         }
