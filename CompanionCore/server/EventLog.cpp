@@ -99,8 +99,11 @@ int EventLog::openSafely() {
         fd = ::open(m_file.c_str(), flags, fileMode);
     }
     if (fd < 0) {
-        if (errno == ELOOP) {
-            refuse(Refusal::symbolicLink);
+        // The open fails for what is refused as well: ELOOP for a link, ENXIO for a FIFO nobody
+        // reads, EISDIR for a folder, EACCES for another account's file or link in a sticky folder
+        // (fs.protected_*). Judged by name, so the user is told why rather than left with no log.
+        if (auto reason = unsafeByName(m_file)) {
+            refuse(*reason);
         }
         return -1;
     }
@@ -134,6 +137,23 @@ std::optional<EventLog::Refusal> EventLog::unsafe(int fd, const struct stat& inf
     // goes in; one that cannot be taken back gets none.
     if ((info.st_mode & 07777) != fileMode && ::fchmod(fd, fileMode) != 0) {
         return Refusal::unprotectable;
+    }
+    return std::nullopt;
+}
+
+std::optional<EventLog::Refusal> EventLog::unsafeByName(const std::filesystem::path& file) {
+    struct stat info {};
+    if (::lstat(file.c_str(), &info) != 0) {
+        return std::nullopt;
+    }
+    if (S_ISLNK(info.st_mode)) {
+        return Refusal::symbolicLink;
+    }
+    if (!S_ISREG(info.st_mode)) {
+        return Refusal::notRegularFile;
+    }
+    if (info.st_uid != ::geteuid()) {
+        return Refusal::otherOwner;
     }
     return std::nullopt;
 }

@@ -74,6 +74,9 @@ private:
     static std::optional<Refusal> unsafe(int fd);
     /// The same, judged on what `fstat` said of it a moment ago.
     static std::optional<Refusal> unsafe(int fd, const struct stat& info);
+    /// Why the file that could not be opened would be refused had it opened; nothing for an
+    /// ordinary failure (a missing folder, no permission on a file of this account's).
+    static std::optional<Refusal> unsafeByName(const std::filesystem::path& file);
     void refuse(Refusal refusal);
     void closeFile();
 

@@ -5,9 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <fstream>
+#include <linux/fs.h>
 #include <sstream>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -203,3 +207,220 @@ TEST(EventLogTest, TheFileNeverGrowsFarPastItsBound) {
     EXPECT_LE(std::filesystem::file_size(folder / "log"), EventLog::maximumFileSize + line.size() + 32);
     EXPECT_LE(std::filesystem::file_size(folder / "log.1"), EventLog::maximumFileSize + line.size() + 32);
 }
+
+namespace {
+
+constexpr uid_t nobody = 65534;
+
+/// What a request line from the network looks like once it is logged: it must never reach a file the
+/// log was not meant to write.
+constexpr const char* injectedLine = "request GET /;echo${IFS}injected;# HTTP/1.1";
+
+struct stat statusOf(const std::filesystem::path& path) {
+    struct stat info {};
+    ::lstat(path.c_str(), &info);
+    return info;
+}
+
+TEST(EventLogTest, ALinkInTheLogsPlaceIsNotFollowedToTheFileItNames) {
+    TestSupport::TemporaryDirectory folder;
+    TestSupport::FakeClock clock;
+    std::filesystem::create_directory(folder / "shared");
+    std::filesystem::permissions(folder / "shared", static_cast<perms>(01777));
+    std::ofstream(folder / "ours") << "mine\n";
+    std::filesystem::permissions(folder / "ours", static_cast<perms>(0600));
+    const auto link = folder / "shared" / "pair.log";
+    std::filesystem::create_symlink(folder / "ours", link);
+    if (::geteuid() == 0) {
+        // Planted by another account, as it could be in a shared folder.
+        ASSERT_EQ(::lchown(link.c_str(), nobody, nobody), 0);
+    }
+
+    EventLog log(link, clock.function());
+    log.add(injectedLine);
+    log.add("listening on 52901, code 123456");
+
+    EXPECT_EQ(content(folder / "ours"), "mine\n");
+    EXPECT_EQ(modeOf(folder / "ours"), 0600u);
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_EQ(log.refusal(), EventLog::Refusal::symbolicLink);
+    EXPECT_EQ(log.lines(), (std::deque<std::string>{
+                               "2023-11-14T22:13:20Z no log file is written: " + link.string() +
+                                   " is refused, as it is a symbolic link",
+                               std::string("2023-11-14T22:13:20Z ") + injectedLine,
+                               "2023-11-14T22:13:20Z listening on 52901, code 123456",
+                           }));
+}
+
+TEST(EventLogTest, ALinkToNowhereCreatesNoFileWhereItPoints) {
+    TestSupport::TemporaryDirectory folder;
+    std::filesystem::create_symlink(folder / "created-through-the-link", folder / "log");
+    EventLog log(folder / "log");
+    log.add(injectedLine);
+    EXPECT_FALSE(std::filesystem::exists(folder / "created-through-the-link"));
+    EXPECT_EQ(log.refusal(), EventLog::Refusal::symbolicLink);
+}
+
+TEST(EventLogTest, AFileOfAnotherAccountIsNeitherWrittenNorMadePrivate) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only root can hand a file to another owner";
+    }
+    TestSupport::TemporaryDirectory folder;
+    TestSupport::FakeClock clock;
+    const auto file = folder / "pair.log";
+    std::ofstream(file) << "theirs\n";
+    ASSERT_EQ(::chown(file.c_str(), nobody, nobody), 0);
+    ASSERT_EQ(::chmod(file.c_str(), 0666), 0);
+
+    EventLog log(file, clock.function());
+    log.add("listening on 52901, code 123456");
+    log.add(injectedLine);
+
+    EXPECT_EQ(content(file), "theirs\n");
+    EXPECT_EQ(modeOf(file), 0666u);
+    EXPECT_EQ(statusOf(file).st_uid, nobody);
+    EXPECT_EQ(log.refusal(), EventLog::Refusal::otherOwner);
+    ASSERT_EQ(log.lines().size(), 3u);
+    EXPECT_EQ(log.lines().front(), "2023-11-14T22:13:20Z no log file is written: " + file.string() +
+                                       " is refused, as it belongs to another account");
+}
+
+TEST(EventLogTest, AFileWithASecondNameIsNotWritten) {
+    TestSupport::TemporaryDirectory folder;
+    const auto file = folder / "log";
+    std::ofstream(file) << "old\n";
+    std::filesystem::permissions(file, static_cast<perms>(0600));
+    std::filesystem::create_hard_link(file, folder / "elsewhere");
+
+    EventLog log(file);
+    log.add("listening on 52901, code 123456");
+
+    EXPECT_EQ(content(file), "old\n");
+    EXPECT_EQ(content(folder / "elsewhere"), "old\n");
+    EXPECT_EQ(log.refusal(), EventLog::Refusal::otherNames);
+    ASSERT_EQ(log.lines().size(), 2u);
+    EXPECT_TRUE(log.lines().front().ends_with(" is refused, as it has another name (a hard link)"))
+        << log.lines().front();
+}
+
+TEST(EventLogTest, AFileThatGainsASecondNameWhileOpenGetsNoFurtherLine) {
+    TestSupport::TemporaryDirectory folder;
+    TestSupport::FakeClock clock;
+    const auto file = folder / "log";
+    EventLog log(file, clock.function());
+    log.add("one");
+    std::filesystem::create_hard_link(file, folder / "elsewhere");
+    log.add("listening on 52901, code 123456");
+    EXPECT_EQ(content(file), "2023-11-14T22:13:20Z one\n");
+    EXPECT_EQ(log.refusal(), EventLog::Refusal::otherNames);
+}
+
+TEST(EventLogTest, TheRefusalIsSaidOnceHoweverManyLinesFollow) {
+    TestSupport::TemporaryDirectory folder;
+    std::filesystem::create_symlink(folder / "elsewhere", folder / "log");
+    EventLog log(folder / "log");
+    for (int i = 0; i < 3; ++i) {
+        log.add("line");
+    }
+    EXPECT_EQ(std::count_if(log.lines().begin(), log.lines().end(),
+                            [](const std::string& line) {
+                                return line.find("no log file is written") != std::string::npos;
+                            }),
+              1);
+    EXPECT_EQ(log.lines().size(), 4u);
+}
+
+TEST(EventLogTest, OurOwnFileIsNeitherRefusedNorSaidToBe) {
+    TestSupport::TemporaryDirectory folder;
+    std::ofstream(folder / "log") << "old\n";
+    std::filesystem::permissions(folder / "log", static_cast<perms>(0644));
+    EventLog log(folder / "log");
+    log.add("listening on 52901, code 123456");
+    EXPECT_FALSE(log.refusal().has_value());
+    EXPECT_EQ(log.lines().size(), 1u);
+    EXPECT_TRUE(content(folder / "log").ends_with(" listening on 52901, code 123456\n"));
+    EXPECT_EQ(modeOf(folder / "log"), 0600u);
+}
+
+TEST(EventLogTest, ADeviceInTheLogsPlaceIsNotWritten) {
+    EventLog log("/dev/null");
+    log.add("listening on 52901, code 123456");
+    EXPECT_EQ(log.refusal(), EventLog::Refusal::notRegularFile);
+    EXPECT_TRUE(log.lines().front().ends_with("/dev/null is refused, as it is not a regular file"));
+}
+
+TEST(EventLogTest, AFifoWithoutAReaderIsRefusedWithoutWaiting) {
+    TestSupport::TemporaryDirectory folder;
+    ASSERT_EQ(::mkfifo((folder / "log").c_str(), 0600), 0);
+    EventLog log(folder / "log");
+    log.add("listening on 52901, code 123456");
+    EXPECT_EQ(log.refusal(), EventLog::Refusal::notRegularFile);
+}
+
+TEST(EventLogTest, AFolderInTheLogsPlaceIsRefused) {
+    TestSupport::TemporaryDirectory folder;
+    std::filesystem::create_directory(folder / "log");
+    EventLog log(folder / "log");
+    log.add("listening on 52901, code 123456");
+    EXPECT_EQ(log.refusal(), EventLog::Refusal::notRegularFile);
+    EXPECT_TRUE(std::filesystem::is_empty(folder / "log"));
+}
+
+/// Sets the append-only attribute on a file for the scope's length, where the file system has it.
+class AppendOnly {
+public:
+    explicit AppendOnly(const std::filesystem::path& file)
+        : m_fd(::open(file.c_str(), O_RDONLY | O_CLOEXEC)) {
+        int flags = 0;
+        if (m_fd < 0 || ::ioctl(m_fd, FS_IOC_GETFLAGS, &flags) != 0) {
+            return;
+        }
+        flags |= FS_APPEND_FL;
+        m_set = ::ioctl(m_fd, FS_IOC_SETFLAGS, &flags) == 0;
+    }
+    ~AppendOnly() {
+        int flags = 0;
+        if (m_set && ::ioctl(m_fd, FS_IOC_GETFLAGS, &flags) == 0) {
+            flags &= ~FS_APPEND_FL;
+            ::ioctl(m_fd, FS_IOC_SETFLAGS, &flags);
+        }
+        if (m_fd >= 0) {
+            ::close(m_fd);
+        }
+    }
+    AppendOnly(const AppendOnly&) = delete;
+    AppendOnly& operator=(const AppendOnly&) = delete;
+
+    bool set() const { return m_set; }
+
+private:
+    int m_fd;
+    bool m_set = false;
+};
+
+TEST(EventLogTest, AFileReadableByOthersWhosePermissionsCannotChangeIsNotWritten) {
+    TestSupport::TemporaryDirectory folder;
+    const auto file = folder / "log";
+    std::ofstream(file) << "old\n";
+    std::filesystem::permissions(file, static_cast<perms>(0644));
+    const AppendOnly appendOnly(file);
+    if (!appendOnly.set()) {
+        GTEST_SKIP() << "this file system or account cannot make a file append-only";
+    }
+    EventLog log(file);
+    log.add("listening on 52901, code 123456");
+    EXPECT_EQ(content(file), "old\n");
+    EXPECT_EQ(modeOf(file), 0644u);
+    EXPECT_EQ(log.refusal(), EventLog::Refusal::unprotectable);
+}
+
+TEST(EventLogTest, EachReasonIsWordedForTheLogsLine) {
+    EXPECT_EQ(EventLog::describe(EventLog::Refusal::symbolicLink), "it is a symbolic link");
+    EXPECT_EQ(EventLog::describe(EventLog::Refusal::notRegularFile), "it is not a regular file");
+    EXPECT_EQ(EventLog::describe(EventLog::Refusal::otherOwner), "it belongs to another account");
+    EXPECT_EQ(EventLog::describe(EventLog::Refusal::otherNames), "it has another name (a hard link)");
+    EXPECT_EQ(EventLog::describe(EventLog::Refusal::unprotectable),
+              "others can read it and its permissions cannot be changed");
+}
+
+} // namespace
