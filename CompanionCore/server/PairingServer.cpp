@@ -139,8 +139,10 @@ void PairingServer::begin() {
         return;
     }
     // Before any code is shown: a pairing that would name one account to the phone and write into
-    // another's files helps nobody and takes the other's key folder over.
-    const uid_t account = KeyFileOwnership::accountOf(m_identity().user);
+    // another's files helps nobody and takes the other's key folder over. The identity is the one the
+    // first port names, asked once, so the account checked is the account the phone is told.
+    PairingHandler::Identity identity = m_identity();
+    const uid_t account = KeyFileOwnership::accountOf(identity.user);
     if (const auto mismatch = KeyFileOwnership::check(m_authorizedKeys, account)) {
         const std::string message = KeyFileOwnership::describe(*mismatch, account);
         log("not pairing: " + message);
@@ -152,10 +154,10 @@ void PairingServer::begin() {
     // Issued on the injected clock, the one the handler judges it by.
     m_code = PairingCode(PairingCode::random().digits(), m_options.clock());
     ++m_codesDrawn;
-    tryPort(0);
+    tryPort(0, std::move(identity));
 }
 
-void PairingServer::tryPort(std::size_t index) {
+void PairingServer::tryPort(std::size_t index, std::optional<PairingHandler::Identity> given) {
     const std::uint64_t session = m_session;
     if (index >= m_options.ports.size()) {
         log("no free port among " + LogText::numberList(m_options.ports));
@@ -165,7 +167,7 @@ void PairingServer::tryPort(std::size_t index) {
         return;
     }
     const std::uint16_t port = m_options.ports[index];
-    const PairingHandler::Identity identity = m_identity();
+    const PairingHandler::Identity identity = given ? std::move(*given) : m_identity();
     log("trying port " + std::to_string(port) + " as " + LogText::escapedControls(identity.user) + "@" +
         LogText::escapedControls(identity.name) + " hosts=" + LogText::quotedList(identity.hosts));
     if (session != m_session) {

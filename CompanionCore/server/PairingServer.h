@@ -147,7 +147,8 @@ signals:
 
 private:
     void begin();
-    void tryPort(std::size_t index);
+    /// Listens on the `index`th port as `identity`, or as the identity asked afresh when none is given.
+    void tryPort(std::size_t index, std::optional<PairingHandler::Identity> identity = std::nullopt);
     void announce(const PairingHandler::Identity& identity, std::uint16_t port);
     void listenerFailed(QTcpServer* listener);
     void accept();

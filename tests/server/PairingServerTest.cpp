@@ -729,6 +729,58 @@ TEST_F(PairingServerTest, AnObserverMayStopTheServerFromInsideASignal) {
     EXPECT_EQ(messages(*server).back(), "listener stopped");
 }
 
+constexpr uid_t nobody = 65534;
+
+TEST_F(PairingServerTest, RefusesToPairIntoTheHomeOfAnotherAccountBeforeAnyCodeIsDrawn) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only root can hand a folder to another owner";
+    }
+    // Run as root with another account's home, as `sudo -E` does: the phone would be told root.
+    m_identity.user = "root";
+    ASSERT_EQ(::chown(m_home.path().c_str(), nobody, nobody), 0);
+    auto server = makeServer(options());
+    std::vector<Kind> seen;
+    QObject::connect(server.get(), &PairingServer::stateChanged,
+                     [&] { seen.push_back(server->state().kind); });
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::failed));
+    const std::string message =
+        m_home.path().string() + " belongs to nobody, not to root, the account the phone would log in to";
+    EXPECT_EQ(server->state(), PairingServer::State::failed(message));
+    EXPECT_EQ(seen, (std::vector<Kind>{Kind::starting, Kind::failed}));
+    EXPECT_EQ(messages(*server), (std::vector<std::string>{"pairing requested", "not pairing: " + message}));
+    EXPECT_TRUE(m_announcers->empty());
+    EXPECT_FALSE(std::filesystem::exists(m_home / ".ssh"));
+}
+
+TEST_F(PairingServerTest, PairsIntoTheHomeOfTheAccountThePhoneIsToldOf) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only root can hand a folder to another owner";
+    }
+    m_identity.user = "nobody";
+    ASSERT_EQ(::chown(m_home.path().c_str(), nobody, nobody), 0);
+    auto server = makeServer(options());
+    server->start();
+    EXPECT_TRUE(waitForKind(*server, Kind::waiting)) << server->state().message;
+}
+
+TEST_F(PairingServerTest, AStartAfterTheOwnerIsPutRightDrawsACode) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only root can hand a folder to another owner";
+    }
+    m_identity.user = "root";
+    std::filesystem::create_directories(m_home / ".ssh");
+    ASSERT_EQ(::chown((m_home / ".ssh").c_str(), nobody, nobody), 0);
+    auto server = makeServer(options());
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::failed));
+    EXPECT_TRUE(server->state().message.starts_with((m_home / ".ssh").string() + " belongs to nobody"))
+        << server->state().message;
+    ASSERT_EQ(::chown((m_home / ".ssh").c_str(), 0, 0), 0);
+    server->start();
+    EXPECT_TRUE(waitForKind(*server, Kind::waiting)) << server->state().message;
+}
+
 } // namespace
 
 namespace {
@@ -823,4 +875,22 @@ TEST_F(PairingServerLogTest, AConnectionThatHasNotFinishedItsHeadIsDroppedAtTheH
     EXPECT_TRUE(slowHead.waitClosed().isEmpty());
     EXPECT_FALSE(slowBody.isClosed()) << "a complete head has the whole request deadline";
     EXPECT_EQ(server->openConnections(), 1u);
+}
+
+TEST_F(PairingServerLogTest, ARefusedLogFileIsSignalledOnceAndSaidInTheEvents) {
+    const auto file = m_home / "log" / "nuvexa-companion.log";
+    std::filesystem::create_directories(file.parent_path());
+    std::filesystem::create_symlink(m_home / "elsewhere", file);
+    auto server = makeServer(options());
+    int refusals = 0;
+    QObject::connect(server.get(), &PairingServer::logRefused, [&] { ++refusals; });
+    server->start();
+    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    server->stop();
+    EXPECT_EQ(refusals, 1);
+    EXPECT_EQ(server->logRefusal(), CompanionCore::EventLog::Refusal::symbolicLink);
+    EXPECT_EQ(messages(*server).front(),
+              "no log file is written: " + file.string() + " is refused, as it is a symbolic link");
+    EXPECT_EQ(messages(*server)[1], "pairing requested");
+    EXPECT_FALSE(std::filesystem::exists(m_home / "elsewhere"));
 }
