@@ -514,6 +514,26 @@ Unless you remove them, it can still log in to this computer.</translation>
         <source>Avahi: aún no visible en la red local</source>
         <translation>Avahi: not visible on the local network (yet)</translation>
     </message>
+    <message>
+        <source>no se escribe ningún registro: %@ es un enlace simbólico; elige otro archivo</source>
+        <translation>no log is written: %@ is a symbolic link; choose another file</translation>
+    </message>
+    <message>
+        <source>no se escribe ningún registro: %@ no es un archivo normal; elige otro archivo</source>
+        <translation>no log is written: %@ is not a regular file; choose another file</translation>
+    </message>
+    <message>
+        <source>no se escribe ningún registro: %@ es de otra cuenta; elige otro archivo</source>
+        <translation>no log is written: %@ belongs to another account; choose another file</translation>
+    </message>
+    <message>
+        <source>no se escribe ningún registro: %@ tiene otro nombre (un enlace duro); elige otro archivo</source>
+        <translation>no log is written: %@ has another name (a hard link); choose another file</translation>
+    </message>
+    <message>
+        <source>no se escribe ningún registro: otros pueden leer %@ y no se pueden cambiar sus permisos</source>
+        <translation>no log is written: others can read %@ and its permissions cannot be changed</translation>
+    </message>
 </context>
 <context>
     <name>Readiness</name>

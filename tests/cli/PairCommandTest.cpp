@@ -17,6 +17,7 @@
 #include <fstream>
 #include <regex>
 #include <sstream>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -353,3 +354,60 @@ TEST_F(PairCommandTest, AnotherAccountLockingTheKeyFolderDoesNotKeepThePhoneOut)
     const std::string written((std::istreambuf_iterator<char>(keys)), std::istreambuf_iterator<char>());
     EXPECT_NE(written.find("nuvexa:Ana's phone"), std::string::npos);
 }
+
+namespace {
+
+TEST_F(PairCommandTest, ALogFileOfAnotherAccountGetsNoCodeAndTheUserIsWarnedInTheirLanguage) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "acting as another account needs root";
+    }
+    // A shared folder such as /tmp, where another account has put the file the log is pointed at.
+    std::filesystem::permissions(m_home.path(), static_cast<std::filesystem::perms>(0711));
+    const auto shared = m_home / "shared";
+    std::filesystem::create_directory(shared);
+    std::filesystem::permissions(shared, static_cast<std::filesystem::perms>(01777));
+    const auto log = shared / "pair.log";
+    const QString logPath = QString::fromStdString(log.string());
+    for (const QString& step : {QStringLiteral("/usr/bin/touch"), QStringLiteral("/usr/bin/chmod")}) {
+        QStringList arguments{"-u", "nobody", "--", step};
+        if (step.endsWith("chmod")) {
+            arguments << "0666";
+        }
+        const auto made = TestSupport::runProgram("/usr/sbin/runuser", arguments << logPath);
+        ASSERT_EQ(made.exitCode, 0) << made.output;
+    }
+    struct stat before {};
+    ASSERT_EQ(::stat(log.c_str(), &before), 0);
+    ASSERT_EQ(before.st_uid, 65534u);
+
+    struct Case {
+        QProcessEnvironment environment;
+        std::string warning;
+    };
+    const Case cases[] = {
+        {speaking("es_ES.UTF-8"),
+         "aviso: no se escribe ningún registro: " + log.string() + " es de otra cuenta; elige otro archivo"},
+        {speaking("en_US.UTF-8"),
+         "warning: no log is written: " + log.string() + " belongs to another account; choose another file"},
+    };
+    for (const auto& language : cases) {
+        QStringList arguments = isolated({"--expiry", "1"});
+        arguments[arguments.indexOf("--log-file") + 1] = logPath;
+        const auto session = TestSupport::runProgram(cli, arguments, 60000, language.environment);
+        EXPECT_EQ(session.exitCode, Cli::notPairedExit) << session.output;
+        const auto lines = linesOf(session.output);
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), language.warning), 1) << session.output;
+        const QRegularExpressionMatch code =
+            QRegularExpression(": (\\d{3}) (\\d{3})$", QRegularExpression::MultilineOption)
+                .match(QString::fromStdString(session.output));
+        ASSERT_TRUE(code.hasMatch()) << session.output;
+        EXPECT_EQ(file("shared/pair.log"), "")
+            << "not even the code " << code.captured(1).toStdString() << code.captured(2).toStdString();
+    }
+    struct stat after {};
+    ASSERT_EQ(::stat(log.c_str(), &after), 0);
+    EXPECT_EQ(after.st_uid, 65534u);
+    EXPECT_EQ(after.st_mode & 07777, 0666u);
+}
+
+} // namespace
