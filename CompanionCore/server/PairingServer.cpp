@@ -374,6 +374,13 @@ void PairingServer::armExpiry() {
 }
 
 void PairingServer::teardown() {
+    // A key write of this session still waiting for the lock is given up: the user ended the session
+    // before the phone got in. One already writing finishes, and its phone is answered.
+    for (auto& [number, install] : m_installs) {
+        if (install.session == m_session) {
+            install.thread.request_stop();
+        }
+    }
     ++m_session;
     m_expiry.stop();
     const QPointer<QTcpServer> listener = std::exchange(m_listener, nullptr);

@@ -427,3 +427,20 @@ TEST_F(PairingServerAbuseTest, AServerThatGoesWhileAKeyWriteWaitsForTheLockEndsT
     EXPECT_EQ(threadCount(), threads);
     EXPECT_FALSE(std::filesystem::exists(keys));
 }
+
+TEST_F(PairingServerAbuseTest, StoppingTheSessionGivesUpAKeyWriteStillWaitingForTheLock) {
+    const std::filesystem::path keys = m_home / ".ssh" / "authorized_keys";
+    HeldKeyLock lock(keys);
+    ASSERT_TRUE(lock.held());
+    const std::size_t threads = threadCount();
+    const auto waiting = m_server->state();
+    PhoneClient phone(m_port);
+    phone.send(TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Phone"));
+    ASSERT_TRUE(spinUntil([&] { return threadCount() > threads; }));
+
+    m_server->stop();
+    // The phone hears that its key was not written, and nothing was.
+    EXPECT_EQ(TestSupport::statusOf(phone.waitClosed()), 500);
+    EXPECT_FALSE(std::filesystem::exists(keys));
+    EXPECT_EQ(m_server->state(), PairingServer::State::idle());
+}
