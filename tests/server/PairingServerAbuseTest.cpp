@@ -34,30 +34,33 @@ using Kind = PairingServer::State::Kind;
 class SilentHolder {
 public:
     SilentHolder(quint16 port, const std::string& from, const std::string& request) {
+        // Bound to `from`, sent to the loopback address of the same family.
         const bool ipv6 = from.find(':') != std::string::npos;
-        m_fd = ::socket(ipv6 ? AF_INET6 : AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_storage source{};
+        sockaddr_storage target{};
+        socklen_t length = 0;
         if (ipv6) {
-            sockaddr_in6 source{};
-            source.sin6_family = AF_INET6;
-            ::inet_pton(AF_INET6, from.c_str(), &source.sin6_addr);
-            sockaddr_in6 target = source;
-            target.sin6_port = htons(port);
-            ::bind(m_fd, reinterpret_cast<const sockaddr*>(&source), sizeof source);
-            m_connected = ::connect(m_fd, reinterpret_cast<const sockaddr*>(&target), sizeof target) == 0;
+            auto* in6 = reinterpret_cast<sockaddr_in6*>(&source);
+            in6->sin6_family = AF_INET6;
+            ::inet_pton(AF_INET6, from.c_str(), &in6->sin6_addr);
+            length = sizeof(sockaddr_in6);
+            target = source;
+            reinterpret_cast<sockaddr_in6*>(&target)->sin6_port = htons(port);
         } else {
-            sockaddr_in source{};
-            source.sin_family = AF_INET;
-            ::inet_pton(AF_INET, from.c_str(), &source.sin_addr);
-            sockaddr_in target{};
-            target.sin_family = AF_INET;
-            target.sin_port = htons(port);
-            ::inet_pton(AF_INET, "127.0.0.1", &target.sin_addr);
-            ::bind(m_fd, reinterpret_cast<const sockaddr*>(&source), sizeof source);
-            m_connected = ::connect(m_fd, reinterpret_cast<const sockaddr*>(&target), sizeof target) == 0;
+            auto* in4 = reinterpret_cast<sockaddr_in*>(&source);
+            in4->sin_family = AF_INET;
+            ::inet_pton(AF_INET, from.c_str(), &in4->sin_addr);
+            length = sizeof(sockaddr_in);
+            target = source;
+            reinterpret_cast<sockaddr_in*>(&target)->sin_port = htons(port);
+            ::inet_pton(AF_INET, "127.0.0.1", &reinterpret_cast<sockaddr_in*>(&target)->sin_addr);
         }
+        m_fd = ::socket(ipv6 ? AF_INET6 : AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
         // The handshake is the kernel's: connect returns before the server has accepted.
-        m_connected = m_connected && ::send(m_fd, request.data(), request.size(), MSG_NOSIGNAL) ==
-                                         static_cast<ssize_t>(request.size());
+        m_connected = ::bind(m_fd, reinterpret_cast<const sockaddr*>(&source), length) == 0 &&
+                      ::connect(m_fd, reinterpret_cast<const sockaddr*>(&target), length) == 0 &&
+                      ::send(m_fd, request.data(), request.size(), MSG_NOSIGNAL) ==
+                          static_cast<ssize_t>(request.size());
     }
     SilentHolder(const SilentHolder&) = delete;
     SilentHolder& operator=(const SilentHolder&) = delete;
@@ -102,6 +105,12 @@ holdAnswered(quint16 port, const std::string& from, int count,
     return holders;
 }
 
+/// Threads of this process: a key write waiting for its lock runs on one of its own.
+std::size_t threadCount() {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/task"),
+                                                  std::filesystem::directory_iterator()));
+}
+
 /// A server holding connections from several loopback addresses; everything on the test's loop.
 class PairingServerAbuseTest : public testing::Test {
 protected:
@@ -128,6 +137,15 @@ protected:
         ASSERT_TRUE(TestSupport::waitUntil(m_server.get(), &PairingServer::stateChanged,
                                            [&] { return m_server->isWaiting(); }));
         m_port = m_server->state().port;
+    }
+
+    /// Sends the right code from `phone` and waits until its key write waits for the lock, on a thread
+    /// of its own.
+    bool pairWhileTheWriteWaits(PhoneClient& phone) {
+        const std::size_t threads = threadCount();
+        phone.send(
+            TestSupport::pairingRequest(m_server->state().digits, TestSupport::sampleEd25519Key, "Phone"));
+        return spinUntil([&] { return threadCount() > threads; });
     }
 
     /// Opens `count` idle connections from `from` and waits until each is either connected or closed.
@@ -360,12 +378,6 @@ TEST_F(PairingServerAbuseTest, APageGuessingWithFetchMetadataNeverEndsTheSession
 
 namespace {
 
-/// Threads of this process: a key write waiting for its lock runs on one of its own.
-std::size_t threadCount() {
-    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/task"),
-                                                  std::filesystem::directory_iterator()));
-}
-
 /// The key folder's lock, held as another writer of ours would hold it.
 class HeldKeyLock {
 public:
@@ -397,11 +409,8 @@ TEST_F(PairingServerAbuseTest, AKeyWriteWaitingForTheLockLeavesTheServerAnswerin
     const std::filesystem::path keys = m_home / ".ssh" / "authorized_keys";
     HeldKeyLock lock(keys);
     ASSERT_TRUE(lock.held());
-    const std::size_t threads = threadCount();
-    const auto waiting = m_server->state();
     PhoneClient phone(m_port);
-    phone.send(TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Phone"));
-    ASSERT_TRUE(spinUntil([&] { return threadCount() > threads; }));
+    ASSERT_TRUE(pairWhileTheWriteWaits(phone));
 
     // The loop is free: another connection is answered while the write waits.
     EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(m_port, "GET / HTTP/1.1\r\n\r\n")), 404);
@@ -417,10 +426,8 @@ TEST_F(PairingServerAbuseTest, AServerThatGoesWhileAKeyWriteWaitsForTheLockEndsT
     HeldKeyLock lock(keys);
     ASSERT_TRUE(lock.held());
     const std::size_t threads = threadCount();
-    const auto waiting = m_server->state();
     PhoneClient phone(m_port);
-    phone.send(TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Phone"));
-    ASSERT_TRUE(spinUntil([&] { return threadCount() > threads; }));
+    ASSERT_TRUE(pairWhileTheWriteWaits(phone));
 
     // Quitting the panel or Ctrl-C in the terminal: the server goes while the lock is still held.
     m_server.reset();
@@ -432,11 +439,8 @@ TEST_F(PairingServerAbuseTest, StoppingTheSessionGivesUpAKeyWriteStillWaitingFor
     const std::filesystem::path keys = m_home / ".ssh" / "authorized_keys";
     HeldKeyLock lock(keys);
     ASSERT_TRUE(lock.held());
-    const std::size_t threads = threadCount();
-    const auto waiting = m_server->state();
     PhoneClient phone(m_port);
-    phone.send(TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Phone"));
-    ASSERT_TRUE(spinUntil([&] { return threadCount() > threads; }));
+    ASSERT_TRUE(pairWhileTheWriteWaits(phone));
 
     m_server->stop();
     // The phone hears that its key was not written, and nothing was.
