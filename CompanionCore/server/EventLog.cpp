@@ -48,10 +48,18 @@ bool EventLog::ensureExists(const std::filesystem::path& file) {
 
 EventLog::EventLog(std::filesystem::path file, Clock now)
     : m_file(std::move(file))
-    , m_now(std::move(now)) {}
+    , m_now(std::move(now))
+    , m_account(::geteuid()) {}
 
 const std::string& EventLog::add(std::string_view message) {
-    std::string line = timestamp(m_now());
+    // Lines come in bursts within a second: its text is made once.
+    const Timestamp now = m_now();
+    const auto second = std::chrono::floor<std::chrono::seconds>(now);
+    if (!m_stampedSecond || *m_stampedSecond != second) {
+        m_stamp = timestamp(now);
+        m_stampedSecond = second;
+    }
+    std::string line = m_stamp;
     line += ' ';
     line += message;
     // Written first, so that a refusal of the file is kept before the line it refused.
@@ -74,22 +82,21 @@ void EventLog::closeFile() {
     }
 }
 
-int EventLog::currentFile() {
+int EventLog::currentFile(struct stat& info) {
     if (m_fd >= 0) {
         struct stat named {};
-        struct stat held {};
-        if (::lstat(m_file.c_str(), &named) == 0 && ::fstat(m_fd, &held) == 0 &&
-            held.st_dev == named.st_dev && held.st_ino == named.st_ino) {
+        if (::lstat(m_file.c_str(), &named) == 0 && ::fstat(m_fd, &info) == 0 &&
+            info.st_dev == named.st_dev && info.st_ino == named.st_ino) {
             return m_fd;
         }
         // Moved aside, removed or replaced: the next line goes to whatever the path names now.
         closeFile();
     }
-    m_fd = openSafely();
+    m_fd = openSafely(info);
     return m_fd;
 }
 
-int EventLog::openSafely() {
+int EventLog::openSafely(struct stat& info) {
     // Non-blocking, so a FIFO in the log's place cannot hold the server up; no link is followed, so
     // another account's link cannot point our lines into a file of ours.
     constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW;
@@ -107,7 +114,8 @@ int EventLog::openSafely() {
         }
         return -1;
     }
-    if (auto reason = unsafe(fd)) {
+    const auto reason = ::fstat(fd, &info) != 0 ? std::optional(Refusal::notRegularFile) : unsafe(fd, info);
+    if (reason) {
         ::close(fd);
         refuse(*reason);
         return -1;
@@ -115,19 +123,11 @@ int EventLog::openSafely() {
     return fd;
 }
 
-std::optional<EventLog::Refusal> EventLog::unsafe(int fd) {
-    struct stat info {};
-    if (::fstat(fd, &info) != 0) {
-        return Refusal::notRegularFile;
-    }
-    return unsafe(fd, info);
-}
-
-std::optional<EventLog::Refusal> EventLog::unsafe(int fd, const struct stat& info) {
+std::optional<EventLog::Refusal> EventLog::unsafe(int fd, const struct stat& info) const {
     if (!S_ISREG(info.st_mode)) {
         return Refusal::notRegularFile;
     }
-    if (info.st_uid != ::geteuid()) {
+    if (info.st_uid != m_account) {
         return Refusal::otherOwner;
     }
     if (info.st_nlink != 1) {
@@ -141,7 +141,7 @@ std::optional<EventLog::Refusal> EventLog::unsafe(int fd, const struct stat& inf
     return std::nullopt;
 }
 
-std::optional<EventLog::Refusal> EventLog::unsafeByName(const std::filesystem::path& file) {
+std::optional<EventLog::Refusal> EventLog::unsafeByName(const std::filesystem::path& file) const {
     struct stat info {};
     if (::lstat(file.c_str(), &info) != 0) {
         return std::nullopt;
@@ -152,7 +152,7 @@ std::optional<EventLog::Refusal> EventLog::unsafeByName(const std::filesystem::p
     if (!S_ISREG(info.st_mode)) {
         return Refusal::notRegularFile;
     }
-    if (info.st_uid != ::geteuid()) {
+    if (info.st_uid != m_account) {
         return Refusal::otherOwner;
     }
     return std::nullopt;
@@ -190,12 +190,9 @@ void EventLog::append(const std::string& line) {
     if (m_file.empty() || m_refusal) {
         return;
     }
-    int fd = currentFile();
-    if (fd < 0) {
-        return;
-    }
     struct stat info {};
-    if (::fstat(fd, &info) != 0) {
+    int fd = currentFile(info);
+    if (fd < 0) {
         return;
     }
     // Changed since it was opened: judged again before the line goes in.
@@ -208,7 +205,7 @@ void EventLog::append(const std::string& line) {
         closeFile();
         const std::filesystem::path previous = m_file.string() + ".1";
         ::rename(m_file.c_str(), previous.c_str());
-        fd = currentFile();
+        fd = currentFile(info);
         if (fd < 0) {
             return;
         }

@@ -2,6 +2,7 @@
 
 #include "CompanionCore/Timestamp.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -65,24 +66,28 @@ public:
 
 private:
     void append(const std::string& line);
-    /// The open file for the next line, opened afresh when the path no longer names it; -1 when
-    /// there is none to write to.
-    int currentFile();
+    /// The open file for the next line, opened afresh when the path no longer names it, with what
+    /// `fstat` says of it in `info`; -1 when there is none to write to.
+    int currentFile(struct stat& info);
     /// Opens the file by its path, refusing one that is not safe to write; -1 then.
-    int openSafely();
-    /// Why the open file may not take a line; nothing when it may.
-    static std::optional<Refusal> unsafe(int fd);
-    /// The same, judged on what `fstat` said of it a moment ago.
-    static std::optional<Refusal> unsafe(int fd, const struct stat& info);
+    int openSafely(struct stat& info);
+    /// Why the open file, of which `fstat` said `info` a moment ago, may not take a line; nothing
+    /// when it may.
+    std::optional<Refusal> unsafe(int fd, const struct stat& info) const;
     /// Why the file that could not be opened would be refused had it opened; nothing for an
     /// ordinary failure (a missing folder, no permission on a file of this account's).
-    static std::optional<Refusal> unsafeByName(const std::filesystem::path& file);
+    std::optional<Refusal> unsafeByName(const std::filesystem::path& file) const;
     void refuse(Refusal refusal);
     void closeFile();
 
     std::filesystem::path m_file;
     Clock m_now;
+    /// The account whose files alone the log writes.
+    uid_t m_account;
     std::deque<std::string> m_lines;
+    /// The second of the latest line's time stamp, and its text.
+    std::optional<std::chrono::time_point<std::chrono::system_clock, std::chrono::seconds>> m_stampedSecond;
+    std::string m_stamp;
     int m_fd = -1;
     std::optional<Refusal> m_refusal;
 };
