@@ -285,7 +285,7 @@ void PairingServer::answer(QTcpSocket* connection, const HttpRequest& request) {
             },
         },
         decision);
-    finish(connection, request, outcome, m_session);
+    finish(connection, m_connections.peerOf(connection), request, outcome, m_session);
 }
 
 void PairingServer::installInBackground(QTcpSocket* connection, const HttpRequest& request,
@@ -294,17 +294,19 @@ void PairingServer::installInBackground(QTcpSocket* connection, const HttpReques
     const std::uint64_t session = m_session;
     // Only what the log needs of the request travels: the body holds the key and the code.
     HttpRequest head{request.method, request.path, {}, {}};
+    // Taken now: the peer may be gone by the time the key is written, and the log still names it.
+    auto peer = m_connections.peerOf(connection);
     m_installs.emplace(
         number,
-        Install{session,
-                std::jthread([this, number, session, head = std::move(head), accepted = std::move(accepted),
-                              socket = QPointer<QTcpSocket>(connection)](std::stop_token stop) {
+        Install{session, std::jthread([this, number, session, head = std::move(head), peer = std::move(peer),
+                                       accepted = std::move(accepted),
+                                       socket = QPointer<QTcpSocket>(connection)](std::stop_token stop) {
                     PairingHandler::Outcome outcome = PairingHandler::install(accepted, stop);
                     QMetaObject::invokeMethod(
                         this,
-                        [this, number, session, head, socket, outcome = std::move(outcome)] {
+                        [this, number, session, head, peer, socket, outcome = std::move(outcome)] {
                             m_installs.erase(number);
-                            finish(socket.data(), head, outcome, session);
+                            finish(socket.data(), peer, head, outcome, session);
                         },
                         Qt::QueuedConnection);
                 })});
@@ -315,14 +317,13 @@ bool PairingServer::installing() const {
                        [this](const auto& entry) { return entry.second.session == m_session; });
 }
 
-void PairingServer::finish(QTcpSocket* connection, const HttpRequest& request,
-                           const PairingHandler::Outcome& outcome, std::uint64_t requestSession) {
-    std::string peer = "request from an address no longer known";
+void PairingServer::finish(QTcpSocket* connection, const std::optional<ConnectionPool::Peer>& from,
+                           const HttpRequest& request, const PairingHandler::Outcome& outcome,
+                           std::uint64_t requestSession) {
+    const std::string peer = from ? "request from " + from->address.toString().toStdString() + " port " +
+                                        std::to_string(from->port)
+                                  : std::string("request from an address no longer known");
     if (connection != nullptr) {
-        if (const auto from = m_connections.peerOf(connection)) {
-            peer = "request from " + from->address.toString().toStdString() + " port " +
-                   std::to_string(from->port);
-        }
         m_connections.deliver(connection, PairingHandler::reply(outcome));
     }
 

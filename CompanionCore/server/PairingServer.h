@@ -158,8 +158,8 @@ private:
     void installInBackground(QTcpSocket* connection, const HttpRequest& request,
                              PairingHandler::Accepted accepted);
     /// Delivers the outcome's reply, logs the request and acts on the outcome.
-    void finish(QTcpSocket* connection, const HttpRequest& request, const PairingHandler::Outcome& outcome,
-                std::uint64_t session);
+    void finish(QTcpSocket* connection, const std::optional<ConnectionPool::Peer>& from,
+                const HttpRequest& request, const PairingHandler::Outcome& outcome, std::uint64_t session);
     void armExpiry();
     void teardown();
     void restartAfterExhaustion();
