@@ -28,7 +28,7 @@ debian_test_packages=(
   git clang clang-format libclang-rt-dev libgtest-dev libgmock-dev libbenchmark-dev
   avahi-daemon avahi-utils dbus dbus-x11 openssh-server openssh-client iproute2 procps tmux mosh
   xvfb x11-utils x11-xserver-utils xdotool imagemagick trayer dunst libnotify-bin weston qt6-wayland
-  pkexec fonts-dejavu-core lintian desktop-file-utils appstream man-db groff-base
+  pkexec fonts-dejavu-core lintian desktop-file-utils appstream man-db groff-base python3
 )
 
 # The benchmarks, and nginx to hold the pairing server's round trips against.
