@@ -1,6 +1,7 @@
 #include "CompanionCore/KeyCheck.h"
 
 #include "CompanionCore/LibsshKey.h"
+#include "CompanionCore/Sockets.h"
 
 #include <cerrno>
 #include <cstring>
@@ -50,7 +51,7 @@ private:
 /// (ETIMEDOUT when the bound passed).
 int connectOnce(const addrinfo& address, std::chrono::milliseconds bound) {
     const Socket socket(
-        ::socket(address.ai_family, address.ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, address.ai_protocol));
+        Sockets::openNonBlocking(address.ai_family, address.ai_socktype, address.ai_protocol));
     if (socket.get() < 0) {
         return errno;
     }

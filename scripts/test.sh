@@ -2,11 +2,13 @@
 # Sets up the machine, then builds and runs every test: the development build, the same suite under
 # the address and undefined-behaviour sanitizers, the fuzz corpora replayed as tests in both, a short
 # bounded run of each fuzzer when clang's fuzzer runtime is present, the Debian package built,
-# checked, installed and started, and the formatting check.
+# checked, installed and started, the formatting check, and actionlint over the hosted CI's workflows
+# (.github/workflows, whose macOS run is the only build of the macOS path).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/setup.sh --tests
+scripts/lint-workflows.sh
 
 cmake --preset dev
 cmake --build --preset dev
