@@ -139,6 +139,14 @@ protected:
         m_port = m_server->state().port;
     }
 
+    /// A phone from `from` pairing with the current code; its whole answer.
+    QByteArray pairHonestly(const QHostAddress& from) {
+        const auto waiting = m_server->state();
+        return TestSupport::exchange(
+            waiting.port,
+            TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Honest phone"), from);
+    }
+
     /// Sends the right code from `phone` and waits until its key write waits for the lock, on a thread
     /// of its own.
     bool pairWhileTheWriteWaits(PhoneClient& phone) {
@@ -226,12 +234,7 @@ TEST_F(PairingServerAbuseTest, AnHonestPhonePairsWhileEightAddressesHoldFourSlow
     for (auto& dribbler : dribblers) {
         dribbler->send("POST /pair HTTP/1.1\r\nX-");
     }
-    const auto waiting = m_server->state();
-    const QByteArray response = TestSupport::exchange(
-        waiting.port,
-        TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Honest phone"),
-        QHostAddress("127.0.0.1"));
-    EXPECT_EQ(TestSupport::statusOf(response), 200);
+    EXPECT_EQ(TestSupport::statusOf(pairHonestly(QHostAddress("127.0.0.1"))), 200);
     EXPECT_EQ(m_server->state(), PairingServer::State::paired("Honest phone"));
 }
 
@@ -269,12 +272,7 @@ TEST_F(PairingServerAbuseTest, AnHonestPhonePairsDespiteTwoHundredIdlersAndADrib
     ASSERT_EQ(idlers.size(), 200u);
     EXPECT_EQ(m_server->openConnections(), 4u);
 
-    const auto waiting = m_server->state();
-    const QByteArray response = TestSupport::exchange(
-        waiting.port,
-        TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Honest phone"),
-        QHostAddress("127.0.0.1"));
-    EXPECT_EQ(TestSupport::statusOf(response), 200);
+    EXPECT_EQ(TestSupport::statusOf(pairHonestly(QHostAddress("127.0.0.1"))), 200);
     EXPECT_EQ(m_server->state(), PairingServer::State::paired("Honest phone"));
     EXPECT_GT(dripped, 0);
     EXPECT_LE(mostHeld, 5u) << "four from the attacker and the honest phone";
@@ -301,12 +299,7 @@ TEST_F(PairingServerAbuseTest, AnsweredConnectionsThatNeitherReadNorCloseLeaveTh
     // Every host of a home network shares one /64: four answered connections of one must not keep
     // another, the phone, out.
     const auto holders = holdAnswered(m_port, "::1", 4);
-    const auto waiting = m_server->state();
-    const QByteArray response = TestSupport::exchange(
-        waiting.port,
-        TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Honest phone"),
-        QHostAddress("::1"));
-    EXPECT_EQ(TestSupport::statusOf(response), 200);
+    EXPECT_EQ(TestSupport::statusOf(pairHonestly(QHostAddress("::1"))), 200);
     EXPECT_EQ(m_server->state(), PairingServer::State::paired("Honest phone"));
 }
 
@@ -317,12 +310,7 @@ TEST_F(PairingServerAbuseTest, ATableFullOfAnsweredConnectionsStillTakesAnHonest
         std::move(four.begin(), four.end(), std::back_inserter(holders));
     }
     ASSERT_EQ(holders.size(), totalLimit);
-    const auto waiting = m_server->state();
-    const QByteArray response = TestSupport::exchange(
-        waiting.port,
-        TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Honest phone"),
-        QHostAddress("127.0.0.1"));
-    EXPECT_EQ(TestSupport::statusOf(response), 200);
+    EXPECT_EQ(TestSupport::statusOf(pairHonestly(QHostAddress("127.0.0.1"))), 200);
     // None of them was cut off for the phone: they drain beside it.
     EXPECT_GE(m_server->openConnections(), totalLimit);
 }
