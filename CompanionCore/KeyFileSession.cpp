@@ -224,9 +224,8 @@ void KeyFileSession::lock(const std::stop_token& stop) {
             named.st_dev != info.st_dev || named.st_ino != info.st_ino) {
             continue;
         }
-        m_lock = fd;
         // Kept open for the session: closing it would release the lock.
-        [[maybe_unused]] const int kept = candidate.release();
+        m_lock = candidate.release();
         return;
     }
     fail(EAGAIN, "cannot lock " + shown.string() + ": it keeps being replaced");

@@ -276,15 +276,10 @@ void PairingServer::answer(QTcpSocket* connection, const HttpRequest& request) {
         installInBackground(connection, request, std::move(*accepted));
         return;
     }
-    const PairingHandler::Outcome outcome = std::visit(
-        Overloaded{
-            [](const PairingHandler::Rejected& rejected) -> PairingHandler::Outcome { return rejected; },
-            [](const PairingHandler::Exhausted& exhausted) -> PairingHandler::Outcome { return exhausted; },
-            [](const PairingHandler::Accepted&) -> PairingHandler::Outcome {
-                return PairingHandler::Exhausted{};
-            },
-        },
-        decision);
+    // Only a refusal or a spent code is left: everything else was accepted above.
+    const auto* rejected = std::get_if<PairingHandler::Rejected>(&decision);
+    const PairingHandler::Outcome outcome =
+        rejected != nullptr ? PairingHandler::Outcome(*rejected) : PairingHandler::Exhausted{};
     finish(connection, m_connections.peerOf(connection), request, outcome, m_session);
 }
 

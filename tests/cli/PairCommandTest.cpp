@@ -51,6 +51,14 @@ protected:
                extra;
     }
 
+    /// Ana's phone sending the code of the "waiting" JSON object `waiting`; the whole answer.
+    static QByteArray pairWith(const QJsonObject& waiting) {
+        return TestSupport::exchange(
+            static_cast<quint16>(waiting.value("port").toInt()),
+            TestSupport::pairingRequest(waiting.value("code").toString().toStdString(),
+                                        TestSupport::sampleEd25519Key, "Ana's phone"));
+    }
+
     std::string file(const std::string& name) const {
         std::ifstream in(m_home / name);
         std::stringstream text;
@@ -232,10 +240,7 @@ TEST_F(PairCommandTest, AKeyThatCannotBeWrittenEndsTheSessionWithWhatToDo) {
     CliSession session(cli, isolated({"--json"}));
     const auto waiting = session.waitForJson("state", "waiting");
     ASSERT_TRUE(waiting.has_value()) << session.errors();
-    const QByteArray response =
-        TestSupport::exchange(static_cast<quint16>(waiting->value("port").toInt()),
-                              TestSupport::pairingRequest(waiting->value("code").toString().toStdString(),
-                                                          TestSupport::sampleEd25519Key, "Ana's phone"));
+    const QByteArray response = pairWith(*waiting);
     EXPECT_EQ(TestSupport::statusOf(response), 500);
     const auto failed = session.waitForJson("state", "failed");
     ASSERT_TRUE(failed.has_value());
@@ -344,10 +349,7 @@ TEST_F(PairCommandTest, AnotherAccountLockingTheKeyFolderDoesNotKeepThePhoneOut)
     CliSession session(cli, arguments);
     const auto waiting = session.waitForJson("state", "waiting");
     ASSERT_TRUE(waiting.has_value()) << session.errors();
-    const QByteArray response =
-        TestSupport::exchange(static_cast<quint16>(waiting->value("port").toInt()),
-                              TestSupport::pairingRequest(waiting->value("code").toString().toStdString(),
-                                                          TestSupport::sampleEd25519Key, "Ana's phone"));
+    const QByteArray response = pairWith(*waiting);
     EXPECT_EQ(TestSupport::statusOf(response), 200);
     EXPECT_EQ(session.waitForExit(), Cli::pairedExit);
     std::ifstream keys(folder / "authorized_keys");

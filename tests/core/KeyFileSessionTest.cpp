@@ -10,6 +10,8 @@
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
+#include <memory>
+#include <optional>
 #include <string>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -85,6 +87,23 @@ fs::path lockFileOf(const fs::path& keys) {
     return keys.parent_path() / KeyFileSession::lockFileName(keys.filename());
 }
 
+/// A private lock file of ours, held by another process of this account.
+std::unique_ptr<LockHolder> holdOurLock(const fs::path& keys) {
+    TestSupport::writeFile(lockFileOf(keys), "");
+    fs::permissions(lockFileOf(keys), fs::perms(0600));
+    return std::make_unique<LockHolder>(lockFileOf(keys));
+}
+
+/// The error `install` gives up with; nothing when the key went in.
+std::optional<std::system_error> installFailure(const fs::path& keys, const std::stop_token& stop = {}) {
+    try {
+        AuthorizedKeys::install(line, keys, stop);
+        return std::nullopt;
+    } catch (const std::system_error& error) {
+        return error;
+    }
+}
+
 } // namespace
 
 TEST(KeyFileSessionTest, AnotherAccountLockingTheKeyFolderKeepsNoPairingOut) {
@@ -141,36 +160,26 @@ TEST(KeyFileSessionTest, ALinkInTheLockFilesPlaceIsNeverFollowed) {
 
 TEST(KeyFileSessionTest, AWriterOfOursHoldingTheLockIsWaitedForOnlyWithinTheBound) {
     OpenHome open;
-    TestSupport::writeFile(lockFileOf(open.keys), "");
-    fs::permissions(lockFileOf(open.keys), fs::perms(0600));
-    LockHolder other(lockFileOf(open.keys));
-    ASSERT_TRUE(other.held());
-    try {
-        AuthorizedKeys::install(line, open.keys);
-        ADD_FAILURE() << "the key went in while the lock was held";
-    } catch (const std::system_error& error) {
-        EXPECT_EQ(error.code().value(), EAGAIN);
-        EXPECT_NE(std::string(error.what()).find("another program of this account has held the lock"),
-                  std::string::npos)
-            << error.what();
-    }
+    const auto other = holdOurLock(open.keys);
+    ASSERT_TRUE(other->held());
+    const auto failure = installFailure(open.keys);
+    ASSERT_TRUE(failure.has_value()) << "the key went in while the lock was held";
+    EXPECT_EQ(failure->code().value(), EAGAIN);
+    EXPECT_NE(std::string(failure->what()).find("another program of this account has held the lock"),
+              std::string::npos)
+        << failure->what();
     EXPECT_FALSE(fs::exists(open.keys));
 }
 
 TEST(KeyFileSessionTest, AStopEndsTheWaitForTheLockAtOnce) {
     OpenHome open;
-    TestSupport::writeFile(lockFileOf(open.keys), "");
-    fs::permissions(lockFileOf(open.keys), fs::perms(0600));
-    LockHolder other(lockFileOf(open.keys));
-    ASSERT_TRUE(other.held());
+    const auto other = holdOurLock(open.keys);
+    ASSERT_TRUE(other->held());
     std::stop_source stop;
     stop.request_stop();
-    try {
-        AuthorizedKeys::install(line, open.keys, stop.get_token());
-        ADD_FAILURE() << "the key went in while the lock was held";
-    } catch (const std::system_error& error) {
-        EXPECT_EQ(error.code().value(), ECANCELED);
-    }
+    const auto failure = installFailure(open.keys, stop.get_token());
+    ASSERT_TRUE(failure.has_value()) << "the key went in while the lock was held";
+    EXPECT_EQ(failure->code().value(), ECANCELED);
     EXPECT_FALSE(fs::exists(open.keys));
 }
 
