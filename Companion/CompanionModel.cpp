@@ -1,17 +1,15 @@
 #include "Companion/CompanionModel.h"
 
-#include "Companion/HostIdentity.h"
 #include "Companion/LocalizedFormat.h"
+#include "Companion/Readiness.h"
 #include "Companion/Text.h"
-#include "CompanionCore/Addresses.h"
-#include "CompanionCore/AuthorizedKeys.h"
 #include "CompanionCore/PairedDevices.h"
 
 #include <QString>
 #include <QStringList>
 
-#include <algorithm>
 #include <system_error>
+#include <utility>
 
 namespace Companion {
 
@@ -44,40 +42,26 @@ std::optional<std::string> stillLetIn(const CompanionCore::PairedDevice& phone,
 } // namespace
 
 CompanionModel::CompanionModel(QObject* parent)
-    : CompanionModel(Environment{}, parent) {}
+    : CompanionModel(Host::system(), Settings{}, parent) {}
 
-CompanionModel::CompanionModel(Environment environment, QObject* parent)
+CompanionModel::CompanionModel(Host host, Settings settings, QObject* parent)
     : QObject(parent)
-    , m_environment(std::move(environment)) {
-    if (!m_environment.systemActions) {
-        m_environment.systemActions = makeSystemActions();
+    , m_host(std::move(host).completed())
+    , m_settings(std::move(settings))
+    , m_phones(m_host.authorizedKeys) {
+    if (!m_settings.notifier.runner) {
+        m_settings.notifier.runner = m_host.runner;
     }
-    m_systemActions = m_environment.systemActions;
-    if (!m_environment.isExecutable) {
-        m_environment.isExecutable = CompanionCore::Tools::isExecutableFile;
+    if (!m_settings.notifier.locateTmux) {
+        m_settings.notifier.locateTmux = [host = m_host] { return host.locate("tmux"); };
     }
-    if (!m_environment.searchPaths) {
-        m_environment.searchPaths = CompanionCore::Tools::searchPaths();
-    }
-    if (!m_environment.hostName) {
-        m_environment.hostName = [] { return HostIdentity::hostName(); };
-    }
-    if (!m_environment.userName) {
-        m_environment.userName = [] { return HostIdentity::userName(); };
-    }
-    if (!m_environment.computerName) {
-        m_environment.computerName = [] { return HostIdentity::computerName(); };
-    }
-    if (!m_environment.openUrl) {
-        m_environment.openUrl = [actions = m_systemActions](const std::string& url) {
-            return actions->openUrl(url);
+    if (!m_settings.checkKey) {
+        m_settings.checkKey = [options = KeyDoctor::options(m_host),
+                               runner = m_host.runner](const CompanionCore::PairedDevice& device) {
+            return KeyDoctor::examine(options, device, *runner);
         };
     }
-    if (!m_environment.authorizedKeys) {
-        m_environment.authorizedKeys = HostIdentity::authorizedKeysFile();
-    }
-
-    m_keepAwake = std::make_unique<KeepAwake>(m_systemActions->sleepInhibitor());
+    m_keepAwake = std::make_unique<KeepAwake>(m_host.systemActions->sleepInhibitor());
     // The switch cannot stay on when nothing holds the computer: the red line says why.
     connect(m_keepAwake.get(), &KeepAwake::refused, this,
             [this](const QString& message) { setLastError(message.toStdString()); });
@@ -87,24 +71,14 @@ CompanionModel::CompanionModel(Environment environment, QObject* parent)
             setLastError(std::nullopt);
         }
     });
-    m_tmuxNotifier = std::make_unique<TmuxNotifier>(m_environment.notifier);
-    m_pairingExpiry = m_environment.serverOptions.expiry;
+    m_tmuxNotifier = std::make_unique<TmuxNotifier>(m_settings.notifier);
+    m_pairingExpiry = m_settings.server.expiry;
     // The model owns the server and so outlives it: the provider may hold the model plainly.
-    m_pairing = std::make_unique<CompanionCore::PairingServer>(
-        [this] { return identity(); }, *m_environment.authorizedKeys, m_environment.serverOptions);
+    m_pairing = std::make_unique<CompanionCore::PairingServer>([this] { return identity(); },
+                                                               m_host.authorizedKeys, m_settings.server);
     // A pairing adds a phone to the file: the list follows it.
     connect(m_pairing.get(), &CompanionCore::PairingServer::pairedDevicesChanged, this,
             &CompanionModel::refreshPairedPhones);
-    if (!m_environment.checkKey) {
-        m_environment.checkKey = [actions = m_systemActions, runner = m_systemActions->sharedRunner(),
-                                  keys = *m_environment.authorizedKeys](
-                                     const CompanionCore::PairedDevice& device) {
-            auto options = KeyDoctor::systemOptions();
-            options.authorizedKeys = keys;
-            options.hostChecks = [actions, user = options.user] { return actions->accessObstacles(user); };
-            return KeyDoctor::examine(options, device, *runner);
-        };
-    }
     connect(m_pairing.get(), &CompanionCore::PairingServer::stateChanged, this,
             &CompanionModel::followPairing);
     refresh();
@@ -135,7 +109,7 @@ void CompanionModel::followPairing() {
         return;
     }
     setKeyCheck(KeyCheckState{KeyCheckState::Stage::checking, {}, std::nullopt});
-    enqueue([this, check = m_environment.checkKey, device = listing.devices.front()](std::stop_token) {
+    enqueue([this, check = m_settings.checkKey, device = listing.devices.front()](std::stop_token) {
         const auto report = check(device);
         KeyCheckState state{report.result.works() ? KeyCheckState::Stage::works
                                                   : KeyCheckState::Stage::refused,
@@ -157,25 +131,27 @@ void CompanionModel::setLastError(std::optional<std::string> message) {
     emit lastErrorChanged();
 }
 
-std::optional<std::string> CompanionModel::meshAddress() const {
-    if (m_drozakStatus && m_drozakStatus->connected && m_drozakStatus->ip && !m_drozakStatus->ip->empty()) {
-        return m_drozakStatus->ip;
-    }
-    const auto listed = firstMeshAddress();
-    if (listed == m_addresses.end()) {
-        return std::nullopt;
-    }
-    return *listed;
+std::vector<ReadinessCheck> CompanionModel::checks() const {
+    return Readiness::checks(m_facts, {m_remoteLoginPending, m_drozakConnectPending}, *m_host.systemActions);
 }
 
-bool CompanionModel::hasMeshAddress() const {
-    return firstMeshAddress() != m_addresses.end();
-}
-
-std::vector<std::string>::const_iterator CompanionModel::firstMeshAddress() const {
-    return std::find_if(m_addresses.begin(), m_addresses.end(), [](const std::string& address) {
-        return CompanionCore::Addresses::classify(address) == CompanionCore::Addresses::Kind::mesh;
-    });
+void CompanionModel::perform(ReadinessCheck::Action action) {
+    switch (action) {
+    case ReadinessCheck::Action::none:
+        return;
+    case ReadinessCheck::Action::enableRemoteLogin:
+        enableRemoteLogin();
+        return;
+    case ReadinessCheck::Action::installSshServer:
+        installSshServer();
+        return;
+    case ReadinessCheck::Action::installTools:
+        installWithHomebrew();
+        return;
+    case ReadinessCheck::Action::connectDrozak:
+        connectDrozak();
+        return;
+    }
 }
 
 void CompanionModel::refresh() {
@@ -185,10 +161,10 @@ void CompanionModel::refresh() {
 
 void CompanionModel::refreshPairedPhones() {
     std::vector<CompanionCore::PairedDevice> phones;
-    if (const auto content = CompanionCore::AuthorizedKeys::read(*m_environment.authorizedKeys)) {
-        phones = CompanionCore::PairedDevices::list(*content).devices;
+    if (const auto listing = m_phones.list()) {
+        phones = listing->devices;
     } else {
-        setLastError(KeyDoctor::describe(content.failure()).toStdString());
+        setLastError(KeyDoctor::describe(listing.failure()).toStdString());
     }
     if (phones != m_pairedPhones) {
         m_pairedPhones = std::move(phones);
@@ -198,37 +174,17 @@ void CompanionModel::refreshPairedPhones() {
 
 std::vector<CompanionCore::KeyLine>
 CompanionModel::otherLinesHolding(const CompanionCore::PairedDevice& phone) const {
-    const auto content = CompanionCore::AuthorizedKeys::read(*m_environment.authorizedKeys);
-    if (!content) {
-        return {};
-    }
-    return CompanionCore::PairedDevices::otherLinesHolding(*content, phone.keyType, phone.blob);
+    const auto lines = m_phones.otherLinesHolding(phone);
+    return lines ? *lines : std::vector<CompanionCore::KeyLine>{};
 }
 
 void CompanionModel::revoke(const CompanionCore::PairedDevice& phone, RevokeScope scope) {
     // On the worker: the key file's lock may be held for a while by another writer of ours, and the
     // panel must stay responsive (and quit at once) meanwhile.
-    enqueue([this, keys = *m_environment.authorizedKeys, phone, scope](std::stop_token stop) {
+    enqueue([this, phone, scope](std::stop_token stop) {
         std::optional<std::string> verdict;
         try {
-            // Judged on the text written, which another writer may have changed since the question.
-            std::string after;
-            CompanionCore::AuthorizedKeys::rewrite(
-                keys,
-                [&](std::string_view text) {
-                    switch (scope) {
-                    case RevokeScope::phoneLines:
-                        after = CompanionCore::PairedDevices::withoutDevice(text, phone.keyType, phone.blob);
-                        break;
-                    case RevokeScope::everyLine:
-                        after = CompanionCore::PairedDevices::withoutKey(text, phone.keyType, phone.blob);
-                        break;
-                    }
-                    return after;
-                },
-                stop);
-            verdict = stillLetIn(
-                phone, CompanionCore::PairedDevices::linesHolding(after, phone.keyType, phone.blob));
+            verdict = stillLetIn(phone, m_phones.revoke(phone, scope, stop));
         } catch (const std::system_error& error) {
             verdict = std::string(error.what());
         }
@@ -241,38 +197,21 @@ void CompanionModel::revoke(const CompanionCore::PairedDevice& phone, RevokeScop
 }
 
 void CompanionModel::enqueueRefresh() {
-    enqueue([this](std::stop_token stop) {
-        const bool remoteLogin = m_systemActions->remoteLoginEnabled();
-        publish([remoteLogin](CompanionModel& model) { model.setRemoteLogin(remoteLogin); });
-        const bool sshServerInstalled = remoteLogin || m_systemActions->sshServerInstalled();
-        publish(
-            [sshServerInstalled](CompanionModel& model) { model.setSshServerInstalled(sshServerInstalled); });
-        auto mosh = locate("mosh-server");
-        publish([mosh](CompanionModel& model) { model.setMoshPath(mosh); });
-        auto tmux = locate("tmux");
-        publish([tmux](CompanionModel& model) { model.setTmuxPath(tmux); });
-        auto drozak = locate("drozak");
-        publish([drozak](CompanionModel& model) { model.setDrozakPath(drozak); });
-        if (stop.stop_requested()) {
-            return;
+    enqueue([this, earlier = m_facts](std::stop_token stop) {
+        Readiness::probe(
+            m_host, stop,
+            [this](const ReadinessFacts& facts) {
+                publish([facts](CompanionModel& model) { model.setFacts(facts); });
+            },
+            earlier);
+        if (!stop.stop_requested()) {
+            publish([](CompanionModel& model) { emit model.refreshed(); });
         }
-        // Cleared when the tool has gone.
-        std::optional<CompanionCore::DrozakStatus> status;
-        if (drozak) {
-            status = m_systemActions->drozakStatus(*drozak);
-        }
-        publish([status](CompanionModel& model) { model.setDrozakStatus(status); });
-        auto addresses = hostList(m_systemActions->ipv4Addresses());
-        publish([addresses = std::move(addresses)](CompanionModel& model) mutable {
-            model.setAddresses(std::move(addresses));
-            emit model.refreshed();
-        });
     });
 }
-
 void CompanionModel::connectDrozak() {
-    if (!m_drozakPath) {
-        m_environment.openUrl(std::string(CompanionCore::Tools::drozakDownload));
+    if (!m_facts.drozakPath) {
+        m_host.openUrl(std::string(CompanionCore::Tools::drozakDownload));
         return;
     }
     if (m_drozakConnectPending) {
@@ -280,8 +219,8 @@ void CompanionModel::connectDrozak() {
     }
     m_drozakConnectPending = true;
     emit pendingChanged();
-    m_connectWorker.enqueue([this, path = *m_drozakPath](std::stop_token stop) {
-        const auto result = m_systemActions->runner().run(
+    m_connectWorker.enqueue([this, path = *m_facts.drozakPath](std::stop_token stop) {
+        const auto result = m_host.runner->run(
             ProcessCommand{path, {"connect"}, ProcessCommand::Output::captureMerged}, stop);
         std::optional<std::string> error;
         switch (result.status) {
@@ -309,33 +248,33 @@ void CompanionModel::connectDrozak() {
 
 void CompanionModel::installWithHomebrew() {
     std::vector<std::string> missing;
-    if (!m_moshPath) {
+    if (!m_facts.moshPath) {
         missing.emplace_back("mosh");
     }
-    if (!m_tmuxPath) {
+    if (!m_facts.tmuxPath) {
         missing.emplace_back("tmux");
     }
     if (missing.empty()) {
         return;
     }
-    const auto commandLine = m_systemActions->installCommandLine(missing);
+    const auto commandLine = m_host.systemActions->installCommandLine(missing);
     if (!commandLine) {
-        setLastError(m_systemActions->packageManagerMissingMessage());
+        setLastError(m_host.systemActions->packageManagerMissingMessage());
         return;
     }
     // The installation runs in the terminal after this returns; the user refreshes by hand.
-    setLastError(m_systemActions->openTerminal(*commandLine));
+    setLastError(m_host.systemActions->openTerminal(*commandLine));
 }
 
 void CompanionModel::installSshServer() {
-    const auto package = m_systemActions->sshServerPackage();
-    const auto commandLine = package ? m_systemActions->installCommandLine({*package}) : std::nullopt;
+    const auto package = m_host.systemActions->sshServerPackage();
+    const auto commandLine = package ? m_host.systemActions->installCommandLine({*package}) : std::nullopt;
     if (!commandLine) {
-        setLastError(m_systemActions->packageManagerMissingMessage());
+        setLastError(m_host.systemActions->packageManagerMissingMessage());
         return;
     }
     // The installation runs in the terminal after this returns; the user refreshes by hand.
-    setLastError(m_systemActions->openTerminal(*commandLine));
+    setLastError(m_host.systemActions->openTerminal(*commandLine));
 }
 
 void CompanionModel::enableRemoteLogin() {
@@ -346,7 +285,7 @@ void CompanionModel::enableRemoteLogin() {
     m_remoteLoginPending = true;
     emit pendingChanged();
     enqueue([this](std::stop_token stop) {
-        auto error = m_systemActions->setRemoteLogin(true, stop);
+        auto error = m_host.systemActions->setRemoteLogin(true, stop);
         if (stop.stop_requested()) {
             return;
         }
@@ -359,20 +298,6 @@ void CompanionModel::enableRemoteLogin() {
     enqueueRefresh();
 }
 
-CompanionCore::PairingHandler::Identity CompanionModel::identity() const {
-    return HostIdentity::identity(m_environment.userName(), m_environment.computerName(),
-                                  m_environment.hostName(), m_systemActions->ipv4Addresses(),
-                                  m_environment.isExecutable);
-}
-
-std::optional<std::string> CompanionModel::locate(const char* name) const {
-    return CompanionCore::Tools::locate(name, m_environment.isExecutable, *m_environment.searchPaths);
-}
-
-std::vector<std::string> CompanionModel::hostList(const std::vector<std::string>& interfaceAddresses) const {
-    return HostIdentity::hosts(m_environment.hostName(), interfaceAddresses);
-}
-
 void CompanionModel::enqueue(std::function<void(std::stop_token)> job) {
     m_worker.enqueue(std::move(job));
 }
@@ -381,60 +306,29 @@ void CompanionModel::publish(std::function<void(CompanionModel&)> change) {
     m_worker.publish([this, change = std::move(change)] { change(*this); });
 }
 
-void CompanionModel::setRemoteLogin(bool on) {
-    if (on == m_remoteLogin) {
-        return;
+void CompanionModel::setFacts(ReadinessFacts facts) {
+    ReadinessFacts before = std::exchange(m_facts, std::move(facts));
+    if (m_facts.remoteLogin != before.remoteLogin) {
+        emit remoteLoginChanged(m_facts.remoteLogin);
     }
-    m_remoteLogin = on;
-    emit remoteLoginChanged(on);
-}
-
-void CompanionModel::setSshServerInstalled(bool installed) {
-    if (installed == m_sshServerInstalled) {
-        return;
+    if (m_facts.sshServerInstalled != before.sshServerInstalled) {
+        emit sshServerInstalledChanged(m_facts.sshServerInstalled);
     }
-    m_sshServerInstalled = installed;
-    emit sshServerInstalledChanged(installed);
-}
-
-void CompanionModel::setMoshPath(std::optional<std::string> path) {
-    if (path == m_moshPath) {
-        return;
+    if (m_facts.moshPath != before.moshPath) {
+        emit moshPathChanged();
     }
-    m_moshPath = std::move(path);
-    emit moshPathChanged();
-}
-
-void CompanionModel::setTmuxPath(std::optional<std::string> path) {
-    if (path == m_tmuxPath) {
-        return;
+    if (m_facts.tmuxPath != before.tmuxPath) {
+        emit tmuxPathChanged();
     }
-    m_tmuxPath = std::move(path);
-    emit tmuxPathChanged();
-}
-
-void CompanionModel::setDrozakPath(std::optional<std::string> path) {
-    if (path == m_drozakPath) {
-        return;
+    if (m_facts.drozakPath != before.drozakPath) {
+        emit drozakPathChanged();
     }
-    m_drozakPath = std::move(path);
-    emit drozakPathChanged();
-}
-
-void CompanionModel::setDrozakStatus(std::optional<CompanionCore::DrozakStatus> status) {
-    if (status == m_drozakStatus) {
-        return;
+    if (m_facts.drozakStatus != before.drozakStatus) {
+        emit drozakStatusChanged();
     }
-    m_drozakStatus = std::move(status);
-    emit drozakStatusChanged();
-}
-
-void CompanionModel::setAddresses(std::vector<std::string> addresses) {
-    if (addresses == m_addresses) {
-        return;
+    if (m_facts.addresses != before.addresses) {
+        emit addressesChanged();
     }
-    m_addresses = std::move(addresses);
-    emit addressesChanged();
 }
 
 } // namespace Companion

@@ -1,8 +1,12 @@
 #pragma once
 
+#include "Companion/Host.h"
 #include "Companion/KeepAwake.h"
 #include "Companion/KeyCheckState.h"
 #include "Companion/KeyDoctor.h"
+#include "Companion/PairedPhones.h"
+#include "Companion/ReadinessCheck.h"
+#include "Companion/ReadinessFacts.h"
 #include "Companion/RevokeScope.h"
 #include "Companion/SerialWorker.h"
 #include "Companion/SystemActions.h"
@@ -39,54 +43,52 @@ class CompanionModel : public QObject {
     Q_OBJECT
 
 public:
-    /// Everything the model reaches outside the process; each empty member means the real one.
-    struct Environment {
-        std::shared_ptr<SystemActions> systemActions;
-        /// How `Tools::locate` tests a candidate path, for the published tools and the identity.
-        CompanionCore::Tools::ExecutableTest isExecutable;
-        /// The directories searched for the published tools, `Tools::searchPaths()` when absent. The
-        /// identity always looks in `Tools::searchPaths()`.
-        std::optional<std::vector<std::string>> searchPaths;
-        /// The host name as the system reports it, before ".local" is ensured. The hooks may be
-        /// called from the model's worker thread.
-        std::function<std::string()> hostName;
-        /// The login name of the current user.
-        std::function<std::string()> userName;
-        /// The computer's name for people; the host name stands in when it gives an empty text.
-        std::function<std::string()> computerName;
-        /// Opens a web address in the default browser (the system actions' opener when empty).
-        std::function<bool(const std::string& url)> openUrl;
-        /// The home directory's ".ssh/authorized_keys" when absent.
-        std::optional<std::filesystem::path> authorizedKeys;
-        CompanionCore::PairingServer::Options serverOptions;
+    /// What the model sets up beyond the host; each empty member means the usual one.
+    struct Settings {
+        CompanionCore::PairingServer::Options server;
+        /// The notifier's runner is the host's when empty.
         TmuxNotifier::Options notifier;
-        /// Asks the SSH server about a freshly paired key (`KeyDoctor::examine` with the system's
-        /// options and this model's key file when empty). Called on the worker thread.
+        /// Asks the SSH server about a freshly paired key (`KeyDoctor::examine` with the host's
+        /// options when empty). Called on the worker thread.
         std::function<KeyDoctor::Report(const CompanionCore::PairedDevice& device)> checkKey;
     };
 
+    /// On this computer (`Host::system`).
     explicit CompanionModel(QObject* parent = nullptr);
-    /// Builds the owned objects and starts one `refresh`.
-    explicit CompanionModel(Environment environment, QObject* parent = nullptr);
+    /// Builds the owned objects on `host`, completed with the real parts it leaves empty, and starts
+    /// one `refresh`.
+    explicit CompanionModel(Host host, Settings settings = {}, QObject* parent = nullptr);
     ~CompanionModel() override;
 
+    /// What the model reaches outside the process.
+    const Host& host() const { return m_host; }
+    /// The phones that can log in, as the key file says.
+    const PairedPhones& phones() const { return m_phones; }
+
+    /// What the last refresh found, field by field as it arrived.
+    const ReadinessFacts& readiness() const { return m_facts; }
+    /// The readiness rows from `readiness` and the repairs under way.
+    std::vector<ReadinessCheck> checks() const;
+    /// Runs a row's repair (nothing for `Action::none`).
+    void perform(ReadinessCheck::Action action);
+
     /// The SSH server ("Remote Login") is on.
-    bool remoteLogin() const { return m_remoteLogin; }
+    bool remoteLogin() const { return m_facts.remoteLogin; }
     /// An SSH server is installed, on or off (assumed until the first refresh says otherwise).
-    bool sshServerInstalled() const { return m_sshServerInstalled; }
+    bool sshServerInstalled() const { return m_facts.sshServerInstalled; }
     /// `enableRemoteLogin` waits for its answer; asking again meanwhile does nothing.
     bool remoteLoginPending() const { return m_remoteLoginPending; }
     /// `connectDrozak` waits for the relay tool; asking again meanwhile does nothing.
     bool drozakConnectPending() const { return m_drozakConnectPending; }
     /// Full path of `mosh-server` (the server half is what this computer needs).
-    const std::optional<std::string>& moshPath() const { return m_moshPath; }
-    const std::optional<std::string>& tmuxPath() const { return m_tmuxPath; }
+    const std::optional<std::string>& moshPath() const { return m_facts.moshPath; }
+    const std::optional<std::string>& tmuxPath() const { return m_facts.tmuxPath; }
     /// The host names and addresses in the order the phone should try them.
-    const std::vector<std::string>& addresses() const { return m_addresses; }
+    const std::vector<std::string>& addresses() const { return m_facts.addresses; }
     /// Full path of the relay tool's `drozak`.
-    const std::optional<std::string>& drozakPath() const { return m_drozakPath; }
+    const std::optional<std::string>& drozakPath() const { return m_facts.drozakPath; }
     /// The relay tool's last status; absent when it is not installed or gave none.
-    const std::optional<CompanionCore::DrozakStatus>& drozakStatus() const { return m_drozakStatus; }
+    const std::optional<CompanionCore::DrozakStatus>& drozakStatus() const { return m_facts.drozakStatus; }
     /// The phones whose keys are in the authorized keys file, as its lines name them, oldest first.
     const std::vector<CompanionCore::PairedDevice>& pairedPhones() const { return m_pairedPhones; }
     /// Re-reads the paired phones from the authorized keys file; a file that cannot be read shows no
@@ -116,15 +118,13 @@ public:
     KeepAwake& keepAwake() { return *m_keepAwake; }
     TmuxNotifier& tmuxNotifier() { return *m_tmuxNotifier; }
     /// For the panel's own actions, such as turning the SSH server on.
-    SystemActions& systemActions() { return *m_systemActions; }
-    const SystemActions& systemActions() const { return *m_systemActions; }
+    SystemActions& systemActions() { return *m_host.systemActions; }
+    const SystemActions& systemActions() const { return *m_host.systemActions; }
 
-    /// The address the phone can use away from home: the relay tool's own address while it is
-    /// connected and reports a non-empty one, else the first mesh-range address in `addresses`.
-    std::optional<std::string> meshAddress() const;
-    /// Whether `addresses` holds a mesh-range address. Deliberately ignores the relay status, so with
-    /// the relay connected but no mesh-range address this is false while `meshAddress` is present.
-    bool hasMeshAddress() const;
+    /// See `ReadinessFacts::meshAddress`.
+    std::optional<std::string> meshAddress() const { return m_facts.meshAddress(); }
+    /// See `ReadinessFacts::hasMeshAddress`.
+    bool hasMeshAddress() const { return m_facts.hasMeshAddress(); }
 
     /// Re-reads the paired phones at once, then the SSH server, mosh-server, tmux, the relay tool, its
     /// status and the addresses, publishing each field in that order as soon as it is known, then
@@ -150,7 +150,7 @@ public:
 
     /// A fresh pairing identity built from the system, not from the published fields; the SSH port
     /// is always 22.
-    CompanionCore::PairingHandler::Identity identity() const;
+    CompanionCore::PairingHandler::Identity identity() const { return m_host.identity(); }
 
 signals:
     void remoteLoginChanged(bool on);
@@ -171,39 +171,25 @@ signals:
     void revoked();
 
 private:
-    std::optional<std::string> locate(const char* name) const;
-    /// The first mesh-range address of `addresses`, or its end.
-    std::vector<std::string>::const_iterator firstMeshAddress() const;
-    std::vector<std::string> hostList(const std::vector<std::string>& interfaceAddresses) const;
     /// Runs `job` on the worker; `job` hands results back with `publish`.
     void enqueue(std::function<void(std::stop_token)> job);
     /// Runs `change` on the main thread unless the model is gone by then.
     void publish(std::function<void(CompanionModel&)> change);
     void enqueueRefresh();
 
-    void setRemoteLogin(bool on);
-    void setSshServerInstalled(bool installed);
-    void setMoshPath(std::optional<std::string> path);
-    void setTmuxPath(std::optional<std::string> path);
-    void setDrozakPath(std::optional<std::string> path);
-    void setDrozakStatus(std::optional<CompanionCore::DrozakStatus> status);
-    void setAddresses(std::vector<std::string> addresses);
+    /// Publishes `facts`, with the signal of each field that changed, in the order of the rows.
+    void setFacts(ReadinessFacts facts);
     void setKeyCheck(std::optional<KeyCheckState> state);
     /// Starts the key check when a phone has just paired, and drops it when the section moves on.
     void followPairing();
 
-    Environment m_environment;
-    std::shared_ptr<SystemActions> m_systemActions;
+    Host m_host;
+    Settings m_settings;
+    PairedPhones m_phones;
 
-    bool m_remoteLogin = false;
-    bool m_sshServerInstalled = true;
+    ReadinessFacts m_facts;
     bool m_remoteLoginPending = false;
     bool m_drozakConnectPending = false;
-    std::optional<std::string> m_moshPath;
-    std::optional<std::string> m_tmuxPath;
-    std::vector<std::string> m_addresses;
-    std::optional<std::string> m_drozakPath;
-    std::optional<CompanionCore::DrozakStatus> m_drozakStatus;
     std::optional<std::string> m_lastError;
     std::vector<CompanionCore::PairedDevice> m_pairedPhones;
     std::optional<KeyCheckState> m_keyCheck;

@@ -1,6 +1,5 @@
 #include "Companion/HostIdentity.h"
 
-#include "Companion/NetworkInterfaces.h"
 #include "CompanionCore/Addresses.h"
 #include "CompanionCore/server/LogLocation.h"
 
@@ -37,10 +36,6 @@ std::string hostName() {
     return name;
 }
 
-std::string computerName() {
-    return computerName(hostName());
-}
-
 std::string firstLabel(const std::string& name) {
     return name.substr(0, name.find('.'));
 }
@@ -49,28 +44,14 @@ std::string announcedHostName(const std::string& name) {
     return localHostName(announcedLabel(name));
 }
 
-std::string localHostName() {
-    return announcedHostName(hostName());
-}
-
 std::string localHostName(const std::string& name) {
     return name.ends_with(localSuffix) ? name : name + std::string(localSuffix);
-}
-
-std::vector<std::string> hosts() {
-    return hosts(hostName(), NetworkInterfaces::ipv4Addresses());
 }
 
 std::vector<std::string> hosts(const std::string& name, const std::vector<std::string>& addresses) {
     std::vector<std::string> all{announcedHostName(name)};
     all.insert(all.end(), addresses.begin(), addresses.end());
     return CompanionCore::Addresses::ordered(all);
-}
-
-CompanionCore::PairingHandler::Identity identity() {
-    const std::string host = hostName();
-    return identity(userName(), computerName(), host, NetworkInterfaces::ipv4Addresses(),
-                    CompanionCore::Tools::isExecutableFile);
 }
 
 CompanionCore::PairingHandler::Identity identity(const std::string& user, const std::string& computer,

@@ -24,10 +24,9 @@ std::filesystem::path authorizedKeysFile();
 /// The host name as the system reports it (gethostname).
 std::string hostName();
 
-/// The computer's name for people, by this platform's rule; the host name as announced when it has
-/// none.
-std::string computerName();
-std::string computerName(const std::string& hostName);
+/// The computer's name for people, by this platform's rule (macOS asks `runner`); the host name as
+/// announced when it has none.
+std::string computerName(const std::string& hostName, ProcessRunner& runner);
 
 /// The host name's first label ("box" of "box.example.org").
 std::string firstLabel(const std::string& hostName);
@@ -49,17 +48,12 @@ std::string linuxComputerName(const std::filesystem::path& machineInfo, const st
 /// macOS: the computer name of the Sharing settings, from scutil, else `fallback`.
 std::string macosComputerName(ProcessRunner& runner, const std::string& fallback);
 
-/// The host name with ".local" appended unless it already ends in exactly ".local". Without an
-/// argument, this computer's announced host name.
-std::string localHostName();
+/// The host name with ".local" appended unless it already ends in exactly ".local".
 std::string localHostName(const std::string& hostName);
 
-/// The announced host name followed by the computer's IPv4 addresses, in the order the phone should try.
-std::vector<std::string> hosts();
+/// The announced host name followed by `addresses`, in the order the phone should try.
 std::vector<std::string> hosts(const std::string& hostName, const std::vector<std::string>& addresses);
 
-/// A fresh record, read from the system on every call.
-CompanionCore::PairingHandler::Identity identity();
 /// The record from given parts; mosh-server and tmux are looked up with `isExecutable`. Without a
 /// computer name, the host name's announced label names the computer.
 CompanionCore::PairingHandler::Identity identity(const std::string& userName, const std::string& computerName,

@@ -62,15 +62,15 @@ std::optional<Account> account(const std::string& user) {
 
 } // namespace
 
-Options systemOptions() {
+Options options(const Host& host) {
     Options options;
-    options.user = HostIdentity::userName();
-    options.authorizedKeys = HostIdentity::authorizedKeysFile();
+    options.user = host.userName();
+    options.authorizedKeys = host.authorizedKeys;
     options.home = options.authorizedKeys.parent_path().parent_path();
     options.port = HostIdentity::sshPort;
-    options.hosts = HostIdentity::hosts();
-    options.hostChecks = [user = options.user] {
-        auto found = makeSystemActions()->accessObstacles(user);
+    options.hosts = host.hosts(host.systemActions->ipv4Addresses());
+    options.hostChecks = [actions = host.systemActions, user = options.user] {
+        auto found = actions->accessObstacles(user);
         // With no daemon there is nothing to browse; otherwise only a browse shows what a phone can see.
         if (std::find(found.begin(), found.end(), Obstacle::noDnsSdDaemon) == found.end()) {
             if (const auto obstacle = announcementObstacle(CompanionCore::AnnouncementProbe::run())) {

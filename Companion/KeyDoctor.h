@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Companion/Host.h"
 #include "Companion/ProcessRunner.h"
 #include "CompanionCore/KeyDiagnosis.h"
 #include "CompanionCore/PairedDevice.h"
@@ -41,10 +42,10 @@ struct Options {
     std::function<std::vector<CompanionCore::Obstacle>()> hostChecks;
 };
 
-/// The current user, the authorized keys file of `HostIdentity`, port 22, the identity's hosts, and
-/// as host checks this platform's `SystemActions::accessObstacles` and, where a DNS-SD daemon runs,
-/// an `AnnouncementProbe`.
-Options systemOptions();
+/// The host's user, its authorized keys file, port 22, its host names and addresses, and as host
+/// checks its `SystemActions::accessObstacles` and, where a DNS-SD daemon runs, an
+/// `AnnouncementProbe`.
+Options options(const Host& host);
 
 /// What a probe's result means to a paired phone; nothing when the probe was seen.
 std::optional<CompanionCore::Obstacle> announcementObstacle(CompanionCore::AnnouncementProbe::Result result);

@@ -1,6 +1,5 @@
 #include "Companion/Readiness.h"
 
-#include "Companion/CompanionModel.h"
 #include "Companion/LocalizedFormat.h"
 #include "Companion/Text.h"
 
@@ -11,6 +10,7 @@ namespace Companion::Readiness {
 namespace {
 
 using Action = ReadinessCheck::Action;
+using Item = ReadinessCheck::Item;
 
 constexpr Text::TranslationContext translate{"Readiness"};
 
@@ -43,72 +43,96 @@ QString installTitle(const SystemActions& actions) {
     return {};
 }
 
-ReadinessCheck remoteLoginCheck(const CompanionModel& model) {
-    const bool on = model.remoteLogin();
-    if (!on && !model.sshServerInstalled()) {
-        return {false, sshServerTitle(model.systemActions().wording()), translate("no instalado"),
-                installTitle(model.systemActions()), Action::installSshServer};
+ReadinessCheck remoteLoginCheck(const ReadinessFacts& facts, const Pending& pending,
+                                const SystemActions& actions) {
+    const bool on = facts.remoteLogin;
+    if (!on && !facts.sshServerInstalled) {
+        return {Item::sshServer,
+                false,
+                sshServerTitle(actions.wording()),
+                translate("no instalado"),
+                installTitle(actions),
+                Action::installSshServer};
     }
-    return {on,
-            sshServerTitle(model.systemActions().wording()),
+    return {Item::sshServer,
+            on,
+            sshServerTitle(actions.wording()),
             on ? translate("activado") : translate("desactivado"),
             on ? std::nullopt : std::optional(translate("Activar…")),
             Action::enableRemoteLogin,
-            model.remoteLoginPending()};
+            pending.remoteLogin};
 }
 
-ReadinessCheck toolCheck(const CompanionModel& model, const char* name,
+ReadinessCheck toolCheck(Item item, const SystemActions& actions, const char* name,
                          const std::optional<std::string>& path) {
-    return {path.has_value(), QString::fromLatin1(name), path ? fromStd(*path) : translate("no instalado"),
-            path ? std::nullopt : std::optional(installTitle(model.systemActions())), Action::installTools};
+    return {item,
+            path.has_value(),
+            QString::fromLatin1(name),
+            path ? fromStd(*path) : translate("no instalado"),
+            path ? std::nullopt : std::optional(installTitle(actions)),
+            Action::installTools};
 }
 
-ReadinessCheck drozakCheck(const CompanionModel& model) {
-    ReadinessCheck check{false, QStringLiteral("Drozak"), {}, std::nullopt, Action::connectDrozak};
-    const auto mesh = model.meshAddress();
-    const auto& status = model.drozakStatus();
+ReadinessCheck drozakCheck(const ReadinessFacts& facts, const Pending& pending) {
+    ReadinessCheck check{Item::drozak, false,        QStringLiteral("Drozak"),
+                         {},           std::nullopt, Action::connectDrozak};
+    const auto mesh = facts.meshAddress();
+    const auto& status = facts.drozakStatus;
     if (mesh) {
         check.ok = true;
         check.detail = LocalizedFormat::fill(translate("conectado · %@"), {fromStd(*mesh)});
         if (status && status->relayConnected.value_or(false)) {
             check.detail += translate(" · por relé");
         }
-    } else if (!model.drozakPath()) {
+    } else if (!facts.drozakPath) {
         check.detail = translate("no instalado · fuera de casa hace falta");
         check.actionTitle = translate("Descargar Drozak");
     } else {
         const bool hasDetail = status && status->stateDetail && !status->stateDetail->empty();
         check.detail = hasDetail ? fromStd(*status->stateDetail) : translate("instalado, sin conexión");
         check.actionTitle = translate("Conectar");
-        check.busy = model.drozakConnectPending();
+        check.busy = pending.drozakConnect;
     }
     return check;
 }
 
 } // namespace
 
-std::vector<ReadinessCheck> checks(const CompanionModel& model) {
-    return {remoteLoginCheck(model), toolCheck(model, "mosh-server", model.moshPath()),
-            toolCheck(model, "tmux", model.tmuxPath()), drozakCheck(model)};
+ReadinessFacts probe(const Host& host, const std::stop_token& stop,
+                     const std::function<void(const ReadinessFacts&)>& progress, ReadinessFacts earlier) {
+    ReadinessFacts facts = std::move(earlier);
+    const auto tell = [&] {
+        if (progress) {
+            progress(facts);
+        }
+    };
+    SystemActions& actions = *host.systemActions;
+    facts.remoteLogin = actions.remoteLoginEnabled();
+    tell();
+    facts.sshServerInstalled = facts.remoteLogin || actions.sshServerInstalled();
+    tell();
+    facts.moshPath = host.locate("mosh-server");
+    tell();
+    facts.tmuxPath = host.locate("tmux");
+    tell();
+    facts.drozakPath = host.locate("drozak");
+    tell();
+    if (stop.stop_requested()) {
+        return facts;
+    }
+    // Cleared when the tool has gone.
+    facts.drozakStatus = facts.drozakPath ? actions.drozakStatus(*facts.drozakPath) : std::nullopt;
+    tell();
+    facts.addresses = host.hosts(actions.ipv4Addresses());
+    tell();
+    return facts;
 }
 
-void perform(CompanionModel& model, ReadinessCheck::Action action) {
-    switch (action) {
-    case Action::none:
-        return;
-    case Action::enableRemoteLogin:
-        model.enableRemoteLogin();
-        return;
-    case Action::installSshServer:
-        model.installSshServer();
-        return;
-    case Action::installTools:
-        model.installWithHomebrew();
-        return;
-    case Action::connectDrozak:
-        model.connectDrozak();
-        return;
-    }
+std::vector<ReadinessCheck> checks(const ReadinessFacts& facts, const Pending& pending,
+                                   const SystemActions& actions) {
+    return {remoteLoginCheck(facts, pending, actions),
+            toolCheck(Item::moshServer, actions, "mosh-server", facts.moshPath),
+            toolCheck(Item::tmux, actions, "tmux", facts.tmuxPath), drozakCheck(facts, pending)};
 }
 
 } // namespace Companion::Readiness

@@ -1,23 +1,33 @@
 #pragma once
 
+#include "Companion/Host.h"
 #include "Companion/ReadinessCheck.h"
+#include "Companion/ReadinessFacts.h"
+#include "Companion/SystemActions.h"
 
+#include <functional>
+#include <stop_token>
 #include <vector>
 
-namespace Companion {
+/// Whether this computer is ready to be reached from the phone: one look at it, and the rows both
+/// front ends show. The texts are the Spanish keys of the "Readiness" translation context.
+namespace Companion::Readiness {
 
-class CompanionModel;
+/// The repairs under way, which their rows show as busy.
+struct Pending {
+    bool remoteLogin = false;
+    bool drozakConnect = false;
+};
 
-/// The readiness checks as both front ends show them, from the model's published fields. The texts
-/// are the Spanish keys of the "Readiness" translation context.
-namespace Readiness {
+/// Looks at the SSH server, mosh-server, tmux, the relay tool, its status and the addresses, in that
+/// order, calling `progress` after each one with `earlier` updated by what is known so far. Blocks on
+/// the system's answers. Once `stop` is requested it looks no further and the facts are incomplete.
+ReadinessFacts probe(const Host& host, const std::stop_token& stop = {},
+                     const std::function<void(const ReadinessFacts&)>& progress = {},
+                     ReadinessFacts earlier = {});
 
-/// The SSH server, mosh-server, tmux and the relay tool, in that order.
-std::vector<ReadinessCheck> checks(const CompanionModel& model);
+/// The rows, in the order people read them: the SSH server, mosh-server, tmux and the relay tool.
+std::vector<ReadinessCheck> checks(const ReadinessFacts& facts, const Pending& pending,
+                                   const SystemActions& actions);
 
-/// Runs a row's repair on the model (nothing for `Action::none`).
-void perform(CompanionModel& model, ReadinessCheck::Action action);
-
-} // namespace Readiness
-
-} // namespace Companion
+} // namespace Companion::Readiness

@@ -3,15 +3,20 @@
 #include <QString>
 
 #include <optional>
+#include <string_view>
 
 namespace Companion {
 
 /// One row of the computer's readiness for the phone, decided once and shown alike by the panel and
 /// the terminal front end.
 struct ReadinessCheck {
+    /// What the row checks; also its stable key in machine-readable output.
+    enum class Item { sshServer, moshServer, tmux, drozak };
+
     /// What the row's repair button asks of the model.
     enum class Action { none, enableRemoteLogin, installSshServer, installTools, connectDrozak };
 
+    Item item = Item::sshServer;
     /// The check passed.
     bool ok = false;
     /// Name of the thing checked.
@@ -25,6 +30,9 @@ struct ReadinessCheck {
     bool busy = false;
 
     bool operator==(const ReadinessCheck&) const = default;
+
+    /// "sshServer", "moshServer", "tmux", "drozak".
+    static std::string_view key(Item item);
 };
 
 } // namespace Companion

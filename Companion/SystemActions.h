@@ -107,7 +107,7 @@ private:
     CopyText m_copyText;
 };
 
-/// The backend of the platform being built, with the real process runner.
-std::unique_ptr<SystemActions> makeSystemActions();
+/// The backend of the platform being built, running its programs through `runner`.
+std::unique_ptr<SystemActions> makeSystemActions(std::shared_ptr<ProcessRunner> runner);
 
 } // namespace Companion

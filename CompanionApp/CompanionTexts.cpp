@@ -69,7 +69,7 @@ constexpr Text texts[] = {
     {"StatusCommand", QT_TRANSLATE_NOOP("StatusCommand", "Dirección de malla")},
     {"StatusCommand", QT_TRANSLATE_NOOP("StatusCommand", "ninguna")},
     {"StatusCommand", QT_TRANSLATE_NOOP("StatusCommand", "Uso: nuvexa-companion-cli status [--json]")},
-    {"StatusCommand", QT_TRANSLATE_NOOP("StatusCommand", "argumento inesperado %@")},
+    {"CommandLine", QT_TRANSLATE_NOOP("CommandLine", "argumento inesperado %@")},
     {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "aviso: %@")},
     {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "Bonjour: visible en la red local")},
     {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "Bonjour: no visible en la red local")},
@@ -95,7 +95,6 @@ constexpr Text texts[] = {
     {"PairCommand",
      QT_TRANSLATE_NOOP("PairCommand", "La sesión de emparejamiento ha terminado sin ningún teléfono.")},
     {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "Emparejamiento cancelado.")},
-    {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "argumento inesperado %@")},
     {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "--port necesita un número de 0 a 65535")},
     {"PairCommand", QT_TRANSLATE_NOOP("PairCommand", "--expiry necesita un número de segundos")},
     {"PairCommand",
@@ -120,7 +119,6 @@ constexpr Text texts[] = {
      QT_TRANSLATE_NOOP("DevicesCommand", "¿Revocar %@ (%@)? Ya no podrá iniciar sesión. [s/N] ")},
     //: the answers that mean yes to the [s/N] question, separated by commas
     {"DevicesCommand", QT_TRANSLATE_NOOP("DevicesCommand", "s,sí,si")},
-    {"DevicesCommand", QT_TRANSLATE_NOOP("DevicesCommand", "argumento inesperado %@")},
     {"DevicesCommand", QT_TRANSLATE_NOOP("DevicesCommand", "No hay ningún teléfono emparejado.")},
     {"DevicesCommand", QT_TRANSLATE_NOOP("DevicesCommand", "%d llave más en el archivo.")},
     {"DevicesCommand", QT_TRANSLATE_NOOP("DevicesCommand", "%d llaves más en el archivo.")},
@@ -169,7 +167,6 @@ constexpr Text texts[] = {
          "DoctorCommand",
          "No se puede saber qué teléfonos están emparejados: comprobado lo que no necesita llave.")},
     {"DoctorCommand", QT_TRANSLATE_NOOP("DoctorCommand", "El servidor SSH responde.")},
-    {"DoctorCommand", QT_TRANSLATE_NOOP("DoctorCommand", "argumento inesperado %@")},
     {"DoctorCommand", QT_TRANSLATE_NOOP("DoctorCommand", "no es un puerto: %@")},
     {"KeyDoctor",
      QT_TRANSLATE_NOOP(

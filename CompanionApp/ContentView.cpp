@@ -9,8 +9,6 @@
 #include "CompanionApp/WatchRow.h"
 
 #include "Companion/CompanionModel.h"
-#include "Companion/HostIdentity.h"
-#include "Companion/Readiness.h"
 #include "CompanionCore/Tools.h"
 #include "CompanionCore/server/EventLog.h"
 
@@ -39,15 +37,6 @@ QString fromStd(const std::string& text) {
 }
 
 ContentView::Options completed(ContentView::Options options) {
-    if (!options.locate) {
-        options.locate = [](std::string_view name) { return CompanionCore::Tools::locate(name); };
-    }
-    if (!options.computerName) {
-        options.computerName = [] { return Companion::HostIdentity::computerName(); };
-    }
-    if (!options.userName) {
-        options.userName = [] { return Companion::HostIdentity::userName(); };
-    }
     if (!options.openUrl) {
         options.openUrl = [](const QUrl& url) { return QDesktopServices::openUrl(url); };
     }
@@ -159,14 +148,10 @@ QWidget* ContentView::buildChecks() {
     auto* checks = new QWidget(this);
     checks->setObjectName(QStringLiteral("checks"));
     auto* layout = stack(checks, PanelStyle::checksSpacing);
-    m_remoteLoginRow = new CheckRow(checks);
-    m_remoteLoginRow->setObjectName(QStringLiteral("remoteLoginRow"));
-    m_moshRow = new CheckRow(checks);
-    m_moshRow->setObjectName(QStringLiteral("moshRow"));
-    m_tmuxRow = new CheckRow(checks);
-    m_tmuxRow->setObjectName(QStringLiteral("tmuxRow"));
-    m_drozakRow = new CheckRow(checks);
-    m_drozakRow->setObjectName(QStringLiteral("drozakRow"));
+    // The rows themselves follow the model's list of checks.
+    auto* rows = new QWidget(checks);
+    rows->setObjectName(QStringLiteral("checkRows"));
+    m_checkRowsLayout = stack(rows, PanelStyle::checksSpacing);
     m_keepAwakeSwitch = new Switch(QString(), checks);
     m_keepAwakeSwitch->setObjectName(QStringLiteral("keepAwakeSwitch"));
     m_watchRow = new WatchRow(checks);
@@ -174,8 +159,7 @@ QWidget* ContentView::buildChecks() {
     m_lastError = PanelStyle::makeCaption(checks, Tone::error, true);
     m_lastError->setObjectName(QStringLiteral("lastError"));
     for (QWidget* element :
-         std::initializer_list<QWidget*>{m_remoteLoginRow, m_moshRow, m_tmuxRow, m_drozakRow,
-                                         m_keepAwakeSwitch, m_watchRow, m_lastError}) {
+         std::initializer_list<QWidget*>{rows, m_keepAwakeSwitch, m_watchRow, m_lastError}) {
         layout->addWidget(element);
     }
     return checks;
@@ -261,6 +245,11 @@ void ContentView::connectObserved() {
     connect(m_quitButton, &QPushButton::clicked, this, [this] { m_options.quit(); });
 }
 
+CheckRow& ContentView::checkRow(Companion::ReadinessCheck::Item item) const {
+    const auto found = std::find(m_checkItems.begin(), m_checkItems.end(), item);
+    return *m_checkRows.at(static_cast<std::size_t>(found - m_checkItems.begin()));
+}
+
 std::vector<QLabel*> ContentView::addressLabels() const {
     std::vector<QLabel*> labels;
     for (int i = 0; i < m_addressLayout->count(); ++i) {
@@ -288,7 +277,7 @@ void ContentView::renderHeader() {
     m_title->setText(tr("nuvexa Companion"));
     //: computer name and user
     m_computerLine->setText(Translations::fill(
-        tr("%@ · usuario %@"), {fromStd(m_options.computerName()), fromStd(m_options.userName())}));
+        tr("%@ · usuario %@"), {fromStd(m_model.host().computerName()), fromStd(m_model.host().userName())}));
 
     // The lines are identified by the address itself, so they are rebuilt only when the list changes.
     const auto& addresses = m_model.addresses();
@@ -333,13 +322,32 @@ void ContentView::renderHeader() {
 }
 
 void ContentView::renderChecks() {
-    const auto checks = Companion::Readiness::checks(m_model);
-    const std::array<CheckRow*, 4> rows = {m_remoteLoginRow, m_moshRow, m_tmuxRow, m_drozakRow};
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        const auto& check = checks.at(i);
-        rows[i]->setContent(
-            {check.ok, check.title, check.detail, check.actionTitle,
-             [this, action = check.action] { Companion::Readiness::perform(m_model, action); }, check.busy});
+    const auto checks = m_model.checks();
+    std::vector<Companion::ReadinessCheck::Item> items;
+    for (const auto& check : checks) {
+        items.push_back(check.item);
+    }
+    if (items != m_checkItems) {
+        for (CheckRow* row : m_checkRows) {
+            m_checkRowsLayout->removeWidget(row);
+            delete row;
+        }
+        m_checkRows.clear();
+        for (const auto item : items) {
+            auto* row = new CheckRow(m_checkRowsLayout->parentWidget());
+            row->setObjectName(QString::fromLatin1(Companion::ReadinessCheck::key(item)) +
+                               QStringLiteral("Row"));
+            m_checkRowsLayout->addWidget(row);
+            // A layout shows a new child of a visible parent only later; the panel is drawn now.
+            row->show();
+            m_checkRows.push_back(row);
+        }
+        m_checkItems = std::move(items);
+    }
+    for (std::size_t i = 0; i < checks.size(); ++i) {
+        const auto& check = checks[i];
+        m_checkRows[i]->setContent({check.ok, check.title, check.detail, check.actionTitle,
+                                    [this, action = check.action] { m_model.perform(action); }, check.busy});
     }
 
     switch (m_model.systemActions().wording()) {
@@ -357,7 +365,7 @@ void ContentView::renderChecks() {
 
     // A fresh lookup rather than the model's last refresh, so an installation made since shows at once.
     const auto& notifier = m_model.tmuxNotifier();
-    m_watchRow->render({m_options.locate("tmux").has_value(), notifier.enabled(), notifier.running(),
+    m_watchRow->render({m_model.host().locate("tmux").has_value(), notifier.enabled(), notifier.running(),
                         notifier.lastFinished(), notifier.notificationsRefused(),
                         notifier.notificationsUnavailable()});
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Companion/ReadinessCheck.h"
 #include "Companion/RevokeScope.h"
 
 #include <QStringList>
@@ -38,14 +39,8 @@ class ContentView : public QWidget {
     Q_OBJECT
 
 public:
-    /// What the panel reaches outside the model; each empty member means the real one.
+    /// What the panel does outside the model's host; each empty member means the real one.
     struct Options {
-        /// Looks a tool up afresh in the fixed search directories.
-        std::function<std::optional<std::string>(std::string_view name)> locate;
-        /// The computer's name for people.
-        std::function<std::string()> computerName;
-        /// The current user's login name.
-        std::function<std::string()> userName;
         /// Opens a file or web address with the desktop's default application.
         std::function<bool(const QUrl& url)> openUrl;
         /// Ends the program.
@@ -69,10 +64,10 @@ public:
     /// One selectable line per address, in the model's order.
     std::vector<QLabel*> addressLabels() const;
     QLabel& homeOnlyNote() const { return *m_homeOnlyNote; }
-    CheckRow& remoteLoginRow() const { return *m_remoteLoginRow; }
-    CheckRow& moshRow() const { return *m_moshRow; }
-    CheckRow& tmuxRow() const { return *m_tmuxRow; }
-    CheckRow& drozakRow() const { return *m_drozakRow; }
+    /// The readiness rows, one per check of the model, in its order.
+    const std::vector<CheckRow*>& checkRows() const { return m_checkRows; }
+    /// The row of `item`; it must be among the model's checks.
+    CheckRow& checkRow(Companion::ReadinessCheck::Item item) const;
     Switch& keepAwakeSwitch() const { return *m_keepAwakeSwitch; }
     WatchRow& watchRow() const { return *m_watchRow; }
     QLabel& lastError() const { return *m_lastError; }
@@ -106,10 +101,9 @@ private:
     QWidget* m_addresses = nullptr;
     QVBoxLayout* m_addressLayout = nullptr;
     QLabel* m_homeOnlyNote = nullptr;
-    CheckRow* m_remoteLoginRow = nullptr;
-    CheckRow* m_moshRow = nullptr;
-    CheckRow* m_tmuxRow = nullptr;
-    CheckRow* m_drozakRow = nullptr;
+    QVBoxLayout* m_checkRowsLayout = nullptr;
+    std::vector<CheckRow*> m_checkRows;
+    std::vector<Companion::ReadinessCheck::Item> m_checkItems;
     Switch* m_keepAwakeSwitch = nullptr;
     WatchRow* m_watchRow = nullptr;
     QLabel* m_lastError = nullptr;

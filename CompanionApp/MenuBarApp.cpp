@@ -26,7 +26,7 @@ MenuBarApp::MenuBarApp(QObject* parent)
 
 MenuBarApp::MenuBarApp(Options options, QObject* parent)
     : QObject(parent)
-    , m_model(std::make_unique<Companion::CompanionModel>(std::move(options.environment)))
+    , m_model(std::make_unique<Companion::CompanionModel>(std::move(options.host), std::move(options.model)))
     , m_clock(std::move(options.clock))
     , m_windowing(panelWindowingFor(QGuiApplication::platformName())) {
     // The terminal fallback of the install action copies its command to the desktop's clipboard.

@@ -25,7 +25,9 @@ class MenuBarApp : public QObject {
 
 public:
     struct Options {
-        Companion::CompanionModel::Environment environment;
+        /// What the app reaches outside itself; its empty parts are the real ones.
+        Companion::Host host;
+        Companion::CompanionModel::Settings model;
         ContentView::Options panel;
         /// Tells a click on the icon that took the panel's focus from the click's own activation.
         std::function<std::chrono::steady_clock::time_point()> clock = std::chrono::steady_clock::now;

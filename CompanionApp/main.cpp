@@ -25,7 +25,8 @@ int main(int argc, char** argv) {
     // The panel shows every failure it foresees on its red line; this only keeps one it did not from
     // ending in an abort and a core dump.
     try {
-        CompanionApp::MenuBarApp app;
+        // Everything the app reaches outside itself, built once.
+        CompanionApp::MenuBarApp app(CompanionApp::MenuBarApp::Options{Companion::Host::system(), {}, {}});
         return QApplication::exec();
     } catch (const std::exception& error) {
         std::fprintf(stderr, "nuvexa-companion: %s\n",

@@ -1,14 +1,13 @@
 #include "cli/DevicesCommand.h"
 
-#include "cli/CommandHelp.h"
+#include "cli/CommandLine.h"
 
-#include "Companion/HostIdentity.h"
+#include "Companion/Host.h"
 #include "Companion/LocalizedFormat.h"
+#include "Companion/PairedPhones.h"
 #include "Companion/Text.h"
-#include "CompanionCore/AuthorizedKeys.h"
 #include "CompanionCore/PairedDevices.h"
 
-#include <QCommandLineParser>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -44,24 +43,20 @@ void say(const std::string& line) {
     std::fflush(stdout);
 }
 
-int complain(const std::string& command, const std::string& message, int status) {
-    std::fprintf(stderr, "nuvexa-companion-cli %s: %s\n", command.c_str(), message.c_str());
-    return status;
+/// The key file the command line names, or the host's.
+std::filesystem::path keysFile(const CommandLine& commandLine, const QCommandLineOption& keys,
+                               const Companion::Host& host) {
+    return commandLine.isSet(keys) ? std::filesystem::path(commandLine.value(keys).toStdString())
+                                   : host.authorizedKeys;
 }
 
 QCommandLineOption keysOption() {
     return QCommandLineOption("authorized-keys", "Read <file> instead of ~/.ssh/authorized_keys.", "file");
 }
 
-std::filesystem::path keysFile(const QCommandLineParser& parser) {
-    return parser.isSet("authorized-keys")
-               ? std::filesystem::path(parser.value("authorized-keys").toStdString())
-               : Companion::HostIdentity::authorizedKeysFile();
-}
-
 /// "iPhone de Ana  ED25519  SHA256:…  línea 3  (anterior)"
 std::string describe(const PairedDevice& device) {
-    const auto fingerprint = PairedDevices::fingerprintOf(device);
+    const auto fingerprint = Companion::PairedPhones::fingerprint(device);
     std::string line = device.name + "  " + device.keyType + "  " +
                        (fingerprint ? *fingerprint : translate("(llave inutilizable)").toStdString()) + "  " +
                        filled("línea %d", {QString::number(device.lineNumber)});
@@ -69,18 +64,6 @@ std::string describe(const PairedDevice& device) {
         line += "  " + translate("(anterior)").toStdString();
     }
     return line;
-}
-
-/// Parses the command's own options; a usage message (and nothing) when they are wrong.
-bool parse(QCommandLineParser& parser, const QString& command, const QStringList& arguments) {
-    const QCommandLineOption help({"h", "help"}, "Show this help.");
-    parser.addOption(help);
-    parser.addOption(keysOption());
-    if (!parser.parse(QStringList{"nuvexa-companion-cli " + command} + arguments)) {
-        complain(command.toStdString(), parser.errorText().toStdString(), devicesUsageExit);
-        return false;
-    }
-    return true;
 }
 
 /// Asks `question` on the terminal; only a yes in the prompt's language is a yes, so an empty answer
@@ -104,31 +87,23 @@ std::string describe(const CompanionCore::KeyLine& line) {
 
 } // namespace
 
-int runDevices(const QStringList& arguments) {
-    QCommandLineParser parser;
-    parser.setApplicationDescription("Lists the phones that can log in to this account.");
+int runDevices(const Companion::Host& host, const QStringList& arguments) {
+    CommandLine commandLine(QStringLiteral("devices"), "Lists the phones that can log in to this account.");
     const QCommandLineOption json("json", "Write one JSON object instead of text.");
-    parser.addOption(json);
-    if (!parse(parser, "devices", arguments)) {
-        return devicesUsageExit;
+    const QCommandLineOption keys = keysOption();
+    commandLine.addOptions({json, keys});
+    if (const auto ended = commandLine.parse(arguments)) {
+        return *ended;
     }
-    if (parser.isSet("help")) {
-        printCommandHelp(parser, QStringLiteral("devices"));
-        return devicesDoneExit;
+    const auto read = Companion::PairedPhones(keysFile(commandLine, keys, host)).list();
+    if (!read) {
+        return commandLine.fail(text(read.failure().message()), Exit::refused);
     }
-    if (!parser.positionalArguments().isEmpty()) {
-        return complain("devices", filled("argumento inesperado %@", {parser.positionalArguments().first()}),
-                        devicesUsageExit);
-    }
-    const auto content = CompanionCore::AuthorizedKeys::read(keysFile(parser));
-    if (!content) {
-        return complain("devices", content.failure().message(), devicesRefusedExit);
-    }
-    const auto listing = PairedDevices::list(*content);
-    if (parser.isSet(json)) {
+    const auto& listing = *read;
+    if (commandLine.isSet(json)) {
         QJsonArray devices;
         for (const auto& device : listing.devices) {
-            const auto fingerprint = PairedDevices::fingerprintOf(device);
+            const auto fingerprint = Companion::PairedPhones::fingerprint(device);
             devices.append(
                 QJsonObject{{"name", QString::fromStdString(device.name)},
                             {"type", QString::fromStdString(device.keyType)},
@@ -141,7 +116,7 @@ int runDevices(const QStringList& arguments) {
                 QJsonObject{{"devices", devices}, {"otherKeys", static_cast<qint64>(listing.otherKeys)}})
                 .toJson(QJsonDocument::Compact)
                 .toStdString());
-        return devicesDoneExit;
+        return Exit::done;
     }
     if (listing.devices.empty()) {
         say(translate("No hay ningún teléfono emparejado.").toStdString());
@@ -153,85 +128,78 @@ int runDevices(const QStringList& arguments) {
         say(filled(listing.otherKeys == 1 ? "%d llave más en el archivo." : "%d llaves más en el archivo.",
                    {QString::number(listing.otherKeys)}));
     }
-    return devicesDoneExit;
+    return Exit::done;
 }
 
-int runRevoke(const QStringList& arguments) {
-    QCommandLineParser parser;
-    parser.setApplicationDescription("Removes a paired phone's key, so the phone can no longer log in.");
-    parser.addPositionalArgument("phone", "The phone's name, or its key's fingerprint (SHA256:…).");
+int runRevoke(const Companion::Host& host, const QStringList& arguments) {
+    CommandLine commandLine(QStringLiteral("revoke"),
+                            "Removes a paired phone's key, so the phone can no longer log in.");
+    commandLine.addPositionalArgument("phone", "The phone's name, or its key's fingerprint (SHA256:…).");
     const QCommandLineOption yes("yes", "Do not ask for confirmation.");
-    parser.addOption(yes);
     const QCommandLineOption everyLineOption(
         "every-line", "Also remove the file's other lines that hold the phone's key, whatever their options "
                       "or comment. Without it, revoke refuses when such lines exist and --yes is given, "
                       "and asks about them otherwise.");
-    parser.addOption(everyLineOption);
-    if (!parse(parser, "revoke", arguments)) {
-        return devicesUsageExit;
+    const QCommandLineOption keys = keysOption();
+    commandLine.addOptions({yes, everyLineOption, keys});
+    commandLine.setHelpEpilogue(
+        "Exit status: 0 revoked, the phone's key is on no line of the file any more; 1 nothing matched,\n"
+        "refused, failed, or the key is still on some line of the file (the lines are named); 2 usage "
+        "error.\n");
+    if (const auto ended = commandLine.parse(arguments, 1)) {
+        return *ended;
     }
-    if (parser.isSet("help")) {
-        printCommandHelp(parser, QStringLiteral("revoke"));
-        std::fputs("\nExit status: 0 revoked, the phone's key is on no line of the file any more; 1 nothing "
-                   "matched,\nrefused, failed, or the key is still on some line of the file (the lines are "
-                   "named); 2 usage error.\n",
-                   stdout);
-        return devicesDoneExit;
+    if (commandLine.positionalArguments().size() != 1) {
+        return commandLine.usageError(translate("nombra un teléfono, por su nombre o su huella"));
     }
-    if (parser.positionalArguments().size() != 1) {
-        return complain("revoke", translate("nombra un teléfono, por su nombre o su huella").toStdString(),
-                        devicesUsageExit);
-    }
-    const std::string query = parser.positionalArguments().first().toStdString();
-    const auto keys = keysFile(parser);
+    const std::string query = commandLine.positionalArguments().first().toStdString();
+    const Companion::PairedPhones phones(keysFile(commandLine, keys, host));
+    const auto refuse = [&](const std::string& message) {
+        return commandLine.fail(text(message), Exit::refused);
+    };
     try {
-        const auto content = CompanionCore::AuthorizedKeys::read(keys);
-        if (!content) {
-            return complain("revoke", content.failure().message(), devicesRefusedExit);
+        const auto read = phones.find(query);
+        if (!read) {
+            return refuse(read.failure().message());
         }
-        const std::string& before = *content;
-        const auto found = PairedDevices::matching(PairedDevices::list(before), query);
+        const auto& found = *read;
         if (found.empty()) {
-            return complain(
-                "revoke", filled("ningún teléfono emparejado se llama %@ ni tiene esa huella", {text(query)}),
-                devicesRefusedExit);
+            return refuse(
+                filled("ningún teléfono emparejado se llama %@ ni tiene esa huella", {text(query)}));
         }
         if (found.size() > 1) {
-            complain("revoke",
-                     filled("%@ nombra %d llaves; revoca una por su huella:",
-                            {text(query), QString::number(found.size())}),
-                     devicesRefusedExit);
+            refuse(filled("%@ nombra %d llaves; revoca una por su huella:",
+                          {text(query), QString::number(found.size())}));
             for (const auto& device : found) {
                 std::fprintf(stderr, "  %s\n", describe(device).c_str());
             }
-            return devicesRefusedExit;
+            return Exit::refused;
         }
         const PairedDevice& device = found.front();
-        const QString fingerprint = text(PairedDevices::fingerprintOf(device).value_or(device.keyType));
-        const auto others = PairedDevices::otherLinesHolding(before, device.keyType, device.blob);
-        bool everyLine = parser.isSet(everyLineOption);
-        if (!others.empty() && !everyLine && parser.isSet(yes)) {
+        const QString fingerprint =
+            text(Companion::PairedPhones::fingerprint(device).value_or(device.keyType));
+        const auto holding = phones.otherLinesHolding(device);
+        if (!holding) {
+            return refuse(holding.failure().message());
+        }
+        const auto& others = *holding;
+        bool everyLine = commandLine.isSet(everyLineOption);
+        if (!others.empty() && !everyLine && commandLine.isSet(yes)) {
             // Removing only the phone's line would leave it able to log in, and would take away the
             // name a second run with --every-line needs: a script gets all or nothing.
-            complain("revoke",
-                     filled("la llave de %@ también está en estas otras líneas del archivo; no se ha "
-                            "revocado nada:",
-                            {text(device.name)}),
-                     devicesRefusedExit);
+            refuse(filled("la llave de %@ también está en estas otras líneas del archivo; no se ha "
+                          "revocado nada:",
+                          {text(device.name)}));
             for (const auto& line : others) {
                 std::fprintf(stderr, "  %s\n", describe(line).c_str());
             }
-            return complain(
-                "revoke",
-                filled("añade --every-line para quitarlas también y revocar %@", {text(device.name)}),
-                devicesRefusedExit);
+            return refuse(
+                filled("añade --every-line para quitarlas también y revocar %@", {text(device.name)}));
         }
-        if (!parser.isSet(yes)) {
+        if (!commandLine.isSet(yes)) {
             if (::isatty(STDIN_FILENO) == 0) {
-                return complain("revoke",
-                                filled("no hay terminal donde preguntar; añade --yes para revocar %@",
-                                       {text(device.name)}),
-                                devicesRefusedExit);
+                return refuse(filled("no hay terminal donde preguntar; añade --yes para revocar %@",
+                                     {text(device.name)}));
             }
             if (!others.empty()) {
                 say(filled("La llave de %@ también está en estas otras líneas del archivo:",
@@ -253,7 +221,7 @@ int runRevoke(const QStringList& arguments) {
             }
             if (!confirmed(question)) {
                 say(translate("No se ha revocado nada.").toStdString());
-                return devicesRefusedExit;
+                return Exit::refused;
             }
             if (!others.empty() && !everyLine) {
                 everyLine = confirmed(
@@ -261,29 +229,20 @@ int runRevoke(const QStringList& arguments) {
                            {text(device.name)}));
             }
         }
-        // The file may change between the question and the edit: what is left is judged on the text
-        // actually written, never on the one the question was asked about.
-        std::string after;
-        CompanionCore::AuthorizedKeys::rewrite(keys, [&](std::string_view current) {
-            after = everyLine ? PairedDevices::withoutKey(current, device.keyType, device.blob)
-                              : PairedDevices::withoutDevice(current, device.keyType, device.blob);
-            return after;
-        });
-        const auto left = PairedDevices::linesHolding(after, device.keyType, device.blob);
+        const auto left = phones.revoke(device, everyLine ? Companion::RevokeScope::everyLine
+                                                          : Companion::RevokeScope::phoneLines);
         if (!left.empty()) {
-            complain("revoke",
-                     filled("%@ aún puede iniciar sesión: su llave sigue en estas líneas del archivo:",
-                            {text(device.name)}),
-                     devicesRefusedExit);
+            refuse(filled("%@ aún puede iniciar sesión: su llave sigue en estas líneas del archivo:",
+                          {text(device.name)}));
             for (const auto& line : left) {
                 std::fprintf(stderr, "  %s\n", describe(line).c_str());
             }
-            return devicesRefusedExit;
+            return Exit::refused;
         }
         say(filled("%@ revocado: ya no puede iniciar sesión.", {text(device.name)}));
-        return devicesDoneExit;
+        return Exit::done;
     } catch (const std::system_error& error) {
-        return complain("revoke", error.what(), devicesRefusedExit);
+        return refuse(error.what());
     }
 }
 

@@ -1,13 +1,11 @@
 #include "cli/DoctorCommand.h"
 
-#include "cli/CommandHelp.h"
+#include "cli/CommandLine.h"
 
 #include "Companion/LocalizedFormat.h"
-#include "Companion/QtProcessRunner.h"
 #include "Companion/Text.h"
 #include "CompanionCore/PairedDevices.h"
 
-#include <QCommandLineParser>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -190,71 +188,55 @@ QJsonObject doctorJson(const std::vector<Report>& reports) {
     return QJsonObject{{"works", allWork(reports)}, {"keys", keys}};
 }
 
-int runDoctor(const QStringList& arguments) {
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-        "Asks the SSH server whether it accepts each paired phone's key, and names what to fix. Changes "
-        "nothing.");
-    const QCommandLineOption help({"h", "help"}, "Show this help.");
+int runDoctor(const Companion::Host& host, const QStringList& arguments) {
+    CommandLine commandLine(
+        QStringLiteral("doctor"),
+        "Asks the SSH server whether it accepts each paired phone's key, and names what to "
+        "fix. Changes nothing.");
     const QCommandLineOption json("json", "Write one JSON object instead of text.");
     const QCommandLineOption keys("authorized-keys", "Read <file> instead of ~/.ssh/authorized_keys.",
                                   "file");
     const QCommandLineOption port("port", "Ask the SSH server on <port> instead of 22.", "port");
     const QCommandLineOption config("sshd-config", "Read the server's settings from <file>.", "file");
-    QCommandLineOption host(
+    QCommandLineOption hostOption(
         "host", "Ask on <host> after loopback (repeatable) instead of this computer's addresses.", "host");
-    host.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({help, json, keys, port, config, host});
-    if (!parser.parse(QStringList{QStringLiteral("nuvexa-companion-cli doctor")} + arguments) ||
-        !parser.positionalArguments().isEmpty()) {
-        const QString problem =
-            parser.positionalArguments().isEmpty()
-                ? parser.errorText()
-                : Companion::LocalizedFormat::fill(translate("argumento inesperado %@"),
-                                                   {parser.positionalArguments().first()});
-        std::fprintf(stderr, "nuvexa-companion-cli doctor: %s\n", qPrintable(problem));
-        return doctorUsageExit;
+    hostOption.setFlags(QCommandLineOption::HiddenFromHelp);
+    commandLine.addOptions({json, keys, port, config, hostOption});
+    commandLine.setHelpEpilogue(
+        "Exit status: 0 nothing found keeps a paired phone out, 1 something does (a key file that "
+        "cannot be read among them), 2 usage error.\n");
+    if (const auto ended = commandLine.parse(arguments)) {
+        return *ended;
     }
-    if (parser.isSet(help)) {
-        printCommandHelp(parser, QStringLiteral("doctor"));
-        std::fputs(
-            "\nExit status: 0 nothing found keeps a paired phone out, 1 something does (a key file that "
-            "cannot be read among them), 2 usage error.\n",
-            stdout);
-        return doctorFineExit;
+    auto options = Companion::KeyDoctor::options(host);
+    if (commandLine.isSet(keys)) {
+        options.authorizedKeys = commandLine.value(keys).toStdString();
     }
-    auto options = Companion::KeyDoctor::systemOptions();
-    if (parser.isSet(keys)) {
-        options.authorizedKeys = parser.value(keys).toStdString();
-    }
-    if (parser.isSet(port)) {
+    if (commandLine.isSet(port)) {
         bool number = false;
-        options.port = parser.value(port).toInt(&number);
+        options.port = commandLine.value(port).toInt(&number);
         if (!number || options.port <= 0 || options.port > 65535) {
-            std::fprintf(stderr, "nuvexa-companion-cli doctor: %s\n",
-                         qPrintable(Companion::LocalizedFormat::fill(translate("no es un puerto: %@"),
-                                                                     {parser.value(port)})));
-            return doctorUsageExit;
+            return commandLine.usageError(Companion::LocalizedFormat::fill(translate("no es un puerto: %@"),
+                                                                           {commandLine.value(port)}));
         }
     }
-    if (parser.isSet(host)) {
+    if (commandLine.isSet(hostOption)) {
         options.hosts.clear();
-        for (const auto& value : parser.values(host)) {
+        for (const auto& value : commandLine.values(hostOption)) {
             options.hosts.push_back(value.toStdString());
         }
     }
-    if (parser.isSet(config)) {
-        options.sshdConfig = parser.value(config).toStdString();
+    if (commandLine.isSet(config)) {
+        options.sshdConfig = commandLine.value(config).toStdString();
     }
-    Companion::QtProcessRunner runner;
-    const auto reports = Companion::KeyDoctor::examineAll(options, runner);
-    if (parser.isSet(json)) {
+    const auto reports = Companion::KeyDoctor::examineAll(options, *host.runner);
+    if (commandLine.isSet(json)) {
         write(QString::fromUtf8(QJsonDocument(doctorJson(reports)).toJson(QJsonDocument::Compact)) +
               QStringLiteral("\n"));
     } else {
         write(doctorText(reports));
     }
-    return allWork(reports) ? doctorFineExit : doctorProblemExit;
+    return allWork(reports) ? Exit::done : Exit::refused;
 }
 
 } // namespace Cli

@@ -9,17 +9,12 @@
 
 namespace Cli {
 
-/// Exit statuses of `doctor`.
-inline constexpr int doctorFineExit = 0;
-/// Something found would keep a paired phone out.
-inline constexpr int doctorProblemExit = 1;
-inline constexpr int doctorUsageExit = 2;
-
 /// `nuvexa-companion-cli doctor [--json]`: asks the SSH server, over loopback and then on each home
 /// address, whether it accepts each paired phone's key (with none paired, runs the checks that need
-/// no key), and names every cause it finds with its remedy. Changes nothing. Answers 0 only when
-/// nothing found would keep a paired phone out. `arguments` are those after "doctor".
-int runDoctor(const QStringList& arguments);
+/// no key), and names every cause it finds with its remedy. Changes nothing. Answers `Exit::done` only
+/// when nothing found would keep a paired phone out, `Exit::refused` when something would. `arguments` are
+/// those after "doctor".
+int runDoctor(const Companion::Host& host, const QStringList& arguments);
 
 /// The reports as text: per key, the verdict, the answer of each address and the host key.
 QString doctorText(const std::vector<Companion::KeyDoctor::Report>& reports);

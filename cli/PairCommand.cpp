@@ -1,18 +1,14 @@
 #include "cli/PairCommand.h"
 
-#include "Companion/HostIdentity.h"
 #include "Companion/KeyDoctor.h"
 #include "Companion/LocalizedFormat.h"
-#include "Companion/QtProcessRunner.h"
-#include "Companion/SystemActions.h"
 #include "Companion/Text.h"
 #include "CompanionCore/PairedDevices.h"
 #include "CompanionCore/server/PairingServer.h"
-#include "cli/CommandHelp.h"
+#include "cli/CommandLine.h"
 #include "cli/KeyFingerprint.h"
 #include "cli/SignalNotifier.h"
 
-#include <QCommandLineParser>
 #include <QEventLoop>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -224,18 +220,13 @@ std::optional<std::vector<std::uint16_t>> portsFrom(const QStringList& values) {
 }
 
 /// Asks the SSH server whether it takes the key just installed, and says what it answered.
-void checkKey(const Report& report, const std::string& keyLine, Companion::KeyDoctor::Options options) {
+void checkKey(const Report& report, const std::string& keyLine, const Companion::KeyDoctor::Options& options,
+              Companion::ProcessRunner& runner) {
     const auto listing = CompanionCore::PairedDevices::list(keyLine + "\n");
     if (listing.devices.empty()) {
         return;
     }
-    Companion::QtProcessRunner runner;
     report.keyCheck(Companion::KeyDoctor::examine(options, listing.devices.front(), runner).result);
-}
-
-int usage(const QString& message) {
-    std::fprintf(stderr, "nuvexa-companion-cli pair: %s\n", message.toUtf8().constData());
-    return usageExit;
 }
 
 /// What the command line asks of one pairing session.
@@ -247,12 +238,11 @@ struct PairSettings {
 };
 
 /// The settings, or the exit status when the command ends here (help, or a usage error).
-std::variant<PairSettings, int> parseArguments(const QStringList& arguments) {
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
+std::variant<PairSettings, int> parseArguments(const Companion::Host& host, const QStringList& arguments) {
+    CommandLine parser(
+        QStringLiteral("pair"),
         "Runs one pairing session: shows a one-time code, waits for the nuvexa app on the phone to send it "
         "with its SSH key, and installs that key for this user.");
-    const QCommandLineOption help({"h", "help"}, "Show this help.");
     const QCommandLineOption json("json",
                                   "Write one JSON object per line for every change, instead of text.");
     const QCommandLineOption noAnnounce("no-announce",
@@ -278,18 +268,9 @@ std::variant<PairSettings, int> parseArguments(const QStringList& arguments) {
                                  "host");
     checkHost.setFlags(QCommandLineOption::HiddenFromHelp);
     parser.addOptions(
-        {help, json, noAnnounce, authorizedKeys, logFile, port, expiry, sshPort, sshdConfig, checkHost});
-
-    if (!parser.parse(QStringList{"nuvexa-companion-cli pair"} + arguments)) {
-        return usage(parser.errorText());
-    }
-    if (parser.isSet(help)) {
-        printCommandHelp(parser, QStringLiteral("pair"));
-        return pairedExit;
-    }
-    if (!parser.positionalArguments().isEmpty()) {
-        return usage(Companion::LocalizedFormat::fill(translate("argumento inesperado %@"),
-                                                      {parser.positionalArguments().constFirst()}));
+        {json, noAnnounce, authorizedKeys, logFile, port, expiry, sshPort, sshdConfig, checkHost});
+    if (const auto ended = parser.parse(arguments)) {
+        return *ended;
     }
 
     PairSettings settings;
@@ -297,7 +278,7 @@ std::variant<PairSettings, int> parseArguments(const QStringList& arguments) {
     if (parser.isSet(port)) {
         const auto ports = portsFrom(parser.values(port));
         if (!ports) {
-            return usage(translate("--port necesita un número de 0 a 65535"));
+            return parser.usageError(translate("--port necesita un número de 0 a 65535"));
         }
         settings.server.ports = *ports;
     }
@@ -305,7 +286,7 @@ std::variant<PairSettings, int> parseArguments(const QStringList& arguments) {
         bool ok = false;
         const double seconds = parser.value(expiry).toDouble(&ok);
         if (!ok || !(seconds > 0) || seconds > 86400) {
-            return usage(translate("--expiry necesita un número de segundos"));
+            return parser.usageError(translate("--expiry necesita un número de segundos"));
         }
         settings.server.expiry = std::chrono::milliseconds(static_cast<long long>(std::ceil(seconds * 1000)));
     }
@@ -317,14 +298,14 @@ std::variant<PairSettings, int> parseArguments(const QStringList& arguments) {
     }
     settings.authorizedKeys = parser.isSet(authorizedKeys)
                                   ? std::filesystem::path(parser.value(authorizedKeys).toStdString())
-                                  : Companion::HostIdentity::authorizedKeysFile();
+                                  : host.authorizedKeys;
 
-    settings.keyCheck = Companion::KeyDoctor::systemOptions();
+    settings.keyCheck = Companion::KeyDoctor::options(host);
     settings.keyCheck.authorizedKeys = settings.authorizedKeys;
     if (parser.isSet(sshPort)) {
         const auto ports = portsFrom({parser.value(sshPort)});
         if (!ports || ports->front() == 0) {
-            return usage("--ssh-port needs a number from 1 to 65535");
+            return parser.usageError(QStringLiteral("--ssh-port needs a number from 1 to 65535"));
         }
         settings.keyCheck.port = ports->front();
     }
@@ -393,17 +374,17 @@ int runSession(PairingServer& server, const Report& report) {
         report.state(server);
         switch (server.state().kind) {
         case PairingServer::State::Kind::paired:
-            finish(pairedExit, "");
+            finish(Exit::done, "");
             return;
         case PairingServer::State::Kind::failed:
-            finish(notPairedExit, "");
+            finish(Exit::refused, "");
             return;
         case PairingServer::State::Kind::idle:
             // A new code passes through idle on its way back to waiting: only an idle that lasts
             // means the session has ended.
             QTimer::singleShot(0, &loop, [&] {
                 if (server.state().kind == PairingServer::State::Kind::idle) {
-                    finish(notPairedExit,
+                    finish(Exit::refused,
                            translate("La sesión de emparejamiento ha terminado sin ningún teléfono.")
                                .toStdString());
                 }
@@ -416,11 +397,11 @@ int runSession(PairingServer& server, const Report& report) {
     });
     QObject::connect(&server, &PairingServer::requestFailed, &loop, [&](const std::string& message) {
         report.installFailed(message);
-        finish(notPairedExit, "");
+        finish(Exit::refused, "");
         server.stop();
     });
     QObject::connect(&interruptions, &SignalNotifier::received, &loop, [&] {
-        finish(interruptedExit, translate("Emparejamiento cancelado.").toStdString());
+        finish(Exit::interrupted, translate("Emparejamiento cancelado.").toStdString());
         server.stop();
     });
 
@@ -432,29 +413,28 @@ int runSession(PairingServer& server, const Report& report) {
 
 } // namespace
 
-int runPair(const QStringList& arguments) {
-    auto parsed = parseArguments(arguments);
+int runPair(const Companion::Host& host, const QStringList& arguments) {
+    auto parsed = parseArguments(host, arguments);
     if (const int* exitStatus = std::get_if<int>(&parsed)) {
         return *exitStatus;
     }
     PairSettings& settings = std::get<PairSettings>(parsed);
 
-    const auto systemActions = Companion::makeSystemActions();
-    const Report report(settings.json, systemActions->wording());
+    const Report report(settings.json, host.systemActions->wording());
     // The same test as the readiness row, so the two front ends never disagree.
-    if (!systemActions->remoteLoginEnabled()) {
+    if (!host.systemActions->remoteLoginEnabled()) {
         report.warning(
             translate("nada responde en el puerto 22 de este ordenador: el teléfono puede "
                       "emparejarse, pero no podrá iniciar sesión hasta que funcione un servidor SSH")
                 .toStdString());
     }
 
-    PairingServer server([] { return Companion::HostIdentity::identity(); }, settings.authorizedKeys,
+    PairingServer server([&host] { return host.identity(); }, settings.authorizedKeys,
                          std::move(settings.server));
     const int result = runSession(server, report);
-    if (result == pairedExit) {
+    if (result == Exit::done) {
         if (const auto line = server.lastPairedKey()) {
-            checkKey(report, *line, settings.keyCheck);
+            checkKey(report, *line, settings.keyCheck, *host.runner);
         }
     }
     return result;

@@ -1,13 +1,10 @@
 #include "cli/StatusCommand.h"
 
-#include "Companion/CompanionModel.h"
-#include "Companion/LocalizedFormat.h"
+#include "Companion/Host.h"
 #include "Companion/Readiness.h"
 #include "Companion/Text.h"
+#include "cli/CommandLine.h"
 
-#include <QCommandLineParser>
-#include <QCoreApplication>
-#include <QEventLoop>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -23,10 +20,6 @@ namespace {
 constexpr int columnGap = 2;
 
 constexpr Companion::Text::TranslationContext translate{"StatusCommand"};
-
-QString usage() {
-    return translate("Uso: nuvexa-companion-cli status [--json]") + QStringLiteral("\n");
-}
 
 QString text(const std::string& value) {
     return QString::fromStdString(value);
@@ -58,14 +51,15 @@ void write(const QString& output, std::FILE* stream) {
 
 } // namespace
 
-QString statusTable(const Companion::CompanionModel& model) {
+QString statusTable(const std::vector<Companion::ReadinessCheck>& checks,
+                    const Companion::ReadinessFacts& facts) {
     QStringList addresses;
-    for (const auto& address : model.addresses()) {
+    for (const auto& address : facts.addresses) {
         addresses.append(text(address));
     }
-    const auto mesh = model.meshAddress();
+    const auto mesh = facts.meshAddress();
     std::vector<Row> rows;
-    for (const auto& check : Companion::Readiness::checks(model)) {
+    for (const auto& check : checks) {
         rows.push_back(checkRow(check));
     }
     rows.push_back(Row{translate("Direcciones"), std::nullopt, addresses.join(QStringLiteral(", "))});
@@ -86,13 +80,14 @@ QString statusTable(const Companion::CompanionModel& model) {
     return table;
 }
 
-QJsonObject statusJson(const Companion::CompanionModel& model) {
+QJsonObject statusJson(const std::vector<Companion::ReadinessCheck>& checks,
+                       const Companion::ReadinessFacts& facts) {
     QJsonArray addresses;
-    for (const auto& address : model.addresses()) {
+    for (const auto& address : facts.addresses) {
         addresses.append(text(address));
     }
     QJsonValue drozakStatus(QJsonValue::Null);
-    if (const auto& status = model.drozakStatus()) {
+    if (const auto& status = facts.drozakStatus) {
         drozakStatus = QJsonObject{
             {QStringLiteral("connected"), status->connected},
             {QStringLiteral("state"), optionalText(status->state)},
@@ -102,55 +97,53 @@ QJsonObject statusJson(const Companion::CompanionModel& model) {
             {QStringLiteral("update_available"), optionalBool(status->updateAvailable)},
         };
     }
+    QJsonArray rows;
+    for (const auto& check : checks) {
+        rows.append(QJsonObject{
+            {QStringLiteral("key"), QString::fromLatin1(Companion::ReadinessCheck::key(check.item))},
+            {QStringLiteral("ok"), check.ok},
+            {QStringLiteral("title"), check.title},
+            {QStringLiteral("detail"), check.detail},
+        });
+    }
     return QJsonObject{
-        {QStringLiteral("ready"), statusExit(model) == readyExit},
-        {QStringLiteral("remoteLogin"), model.remoteLogin()},
-        {QStringLiteral("moshPath"), optionalText(model.moshPath())},
-        {QStringLiteral("tmuxPath"), optionalText(model.tmuxPath())},
-        {QStringLiteral("drozakPath"), optionalText(model.drozakPath())},
+        {QStringLiteral("ready"), statusExit(facts) == Exit::done},
+        {QStringLiteral("remoteLogin"), facts.remoteLogin},
+        {QStringLiteral("moshPath"), optionalText(facts.moshPath)},
+        {QStringLiteral("tmuxPath"), optionalText(facts.tmuxPath)},
+        {QStringLiteral("drozakPath"), optionalText(facts.drozakPath)},
         {QStringLiteral("drozakStatus"), drozakStatus},
         {QStringLiteral("addresses"), addresses},
-        {QStringLiteral("meshAddress"), optionalText(model.meshAddress())},
-        {QStringLiteral("hasMeshAddress"), model.hasMeshAddress()},
+        {QStringLiteral("meshAddress"), optionalText(facts.meshAddress())},
+        {QStringLiteral("hasMeshAddress"), facts.hasMeshAddress()},
+        {QStringLiteral("checks"), rows},
     };
 }
 
-int statusExit(const Companion::CompanionModel& model) {
-    return model.remoteLogin() ? readyExit : notReadyExit;
+int statusExit(const Companion::ReadinessFacts& facts) {
+    return facts.remoteLogin ? Exit::done : Exit::refused;
 }
 
-int runStatus(const QStringList& arguments) {
-    QCommandLineParser parser;
-    const QCommandLineOption json(QStringLiteral("json"));
-    const QCommandLineOption help(QStringList{QStringLiteral("h"), QStringLiteral("help")});
-    parser.addOption(json);
-    parser.addOption(help);
-    if (!parser.parse(QStringList{QStringLiteral("status")} + arguments) ||
-        !parser.positionalArguments().isEmpty()) {
-        const QString problem =
-            parser.positionalArguments().isEmpty()
-                ? parser.errorText()
-                : Companion::LocalizedFormat::fill(translate("argumento inesperado %@"),
-                                                   {parser.positionalArguments().first()});
-        write(QStringLiteral("nuvexa-companion-cli status: %1\n").arg(problem) + usage(), stderr);
-        return statusUsageExit;
+int runStatus(const Companion::Host& host, const QStringList& arguments) {
+    CommandLine commandLine(QStringLiteral("status"),
+                            QStringLiteral("Shows whether this computer is ready for the phone."));
+    const QCommandLineOption json(QStringLiteral("json"),
+                                  QStringLiteral("Write one JSON object instead of text."));
+    commandLine.addOptions({json});
+    commandLine.setUsageLine(translate("Uso: nuvexa-companion-cli status [--json]"));
+    if (const auto ended = commandLine.parse(arguments)) {
+        return *ended;
     }
-    if (parser.isSet(help)) {
-        write(usage(), stdout);
-        return readyExit;
-    }
-    Companion::CompanionModel model;
-    QEventLoop loop;
-    QObject::connect(&model, &Companion::CompanionModel::refreshed, &loop, &QEventLoop::quit);
-    loop.exec();
-    if (parser.isSet(json)) {
-        write(QString::fromUtf8(QJsonDocument(statusJson(model)).toJson(QJsonDocument::Compact)) +
+    const auto facts = Companion::Readiness::probe(host);
+    const auto checks = Companion::Readiness::checks(facts, {}, *host.systemActions);
+    if (commandLine.isSet(json)) {
+        write(QString::fromUtf8(QJsonDocument(statusJson(checks, facts)).toJson(QJsonDocument::Compact)) +
                   QStringLiteral("\n"),
               stdout);
     } else {
-        write(statusTable(model), stdout);
+        write(statusTable(checks, facts), stdout);
     }
-    return statusExit(model);
+    return statusExit(facts);
 }
 
 } // namespace Cli

@@ -1,34 +1,35 @@
 #pragma once
 
+#include "Companion/Host.h"
+#include "Companion/ReadinessCheck.h"
+#include "Companion/ReadinessFacts.h"
+
 #include <QJsonObject>
 #include <QString>
 #include <QStringList>
 
-namespace Companion {
-class CompanionModel;
-}
+#include <vector>
 
 namespace Cli {
 
-/// Exit statuses of `status`.
-inline constexpr int readyExit = 0;
-inline constexpr int notReadyExit = 1;
-inline constexpr int statusUsageExit = 2;
-
 /// `nuvexa-companion-cli status [--json]`: the readiness the panel shows (SSH server, mosh-server,
 /// tmux, the relay tool and its state, the addresses, the mesh address), as a short table or, with
-/// --json, as one JSON object. Answers 0 when the computer is ready to pair (its SSH server is on),
-/// 1 otherwise, and 2 for a usage error. `arguments` are those after "status".
-int runStatus(const QStringList& arguments);
+/// --json, as one JSON object. Answers `Exit::done` when the computer is ready to pair (its SSH server
+/// is on), `Exit::refused` otherwise, and `Exit::usage` for a usage error. `arguments` are those after
+/// "status".
+int runStatus(const Companion::Host& host, const QStringList& arguments);
 
-/// The table, one line per check, labels aligned.
-QString statusTable(const Companion::CompanionModel& model);
+/// The table: one line per readiness row, then the addresses and the mesh address, labels aligned.
+QString statusTable(const std::vector<Companion::ReadinessCheck>& checks,
+                    const Companion::ReadinessFacts& facts);
 
 /// The same readiness as JSON: "ready", "remoteLogin", "moshPath", "tmuxPath", "drozakPath",
-/// "drozakStatus" (with the relay tool's own keys), "addresses", "meshAddress", "hasMeshAddress".
-QJsonObject statusJson(const Companion::CompanionModel& model);
+/// "drozakStatus" (with the relay tool's own keys), "addresses", "meshAddress", "hasMeshAddress", and
+/// "checks": the rows, each with "key", "ok", "title" and "detail".
+QJsonObject statusJson(const std::vector<Companion::ReadinessCheck>& checks,
+                       const Companion::ReadinessFacts& facts);
 
-/// `readyExit` when the SSH server is on, else `notReadyExit`.
-int statusExit(const Companion::CompanionModel& model);
+/// `Exit::done` when the SSH server is on, else `Exit::refused`.
+int statusExit(const Companion::ReadinessFacts& facts);
 
 } // namespace Cli

@@ -1,6 +1,8 @@
+#include "Companion/Host.h"
 #include "Companion/LocalizedFormat.h"
 #include "Companion/Text.h"
 #include "Companion/Translations.h"
+#include "cli/CommandLine.h"
 #include "cli/DevicesCommand.h"
 #include "cli/DoctorCommand.h"
 #include "cli/PairCommand.h"
@@ -11,6 +13,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <map>
 #include <vector>
 
 namespace {
@@ -20,25 +23,14 @@ constexpr Companion::Text::TranslationContext translate{"Main"};
 /// What a command answers when it ends on a failure it did not foresee.
 constexpr int unforeseenFailureExit = 1;
 
-int runCommand(const QString& command, const QStringList& arguments) {
-    if (command == "pair") {
-        return Cli::runPair(arguments);
-    }
-    if (command == "status") {
-        return Cli::runStatus(arguments);
-    }
-    if (command == "devices") {
-        return Cli::runDevices(arguments);
-    }
-    if (command == "revoke") {
-        return Cli::runRevoke(arguments);
-    }
-    if (command == "doctor") {
-        return Cli::runDoctor(arguments);
-    }
-    std::fprintf(stderr, "nuvexa-companion-cli: unknown command %s\n", qPrintable(command));
-    return Cli::usageExit;
-}
+using Command = int (*)(const Companion::Host& host, const QStringList& arguments);
+
+/// The commands by the name people type.
+const std::map<QString, Command> commands = {
+    {QStringLiteral("pair"), Cli::runPair},       {QStringLiteral("status"), Cli::runStatus},
+    {QStringLiteral("devices"), Cli::runDevices}, {QStringLiteral("revoke"), Cli::runRevoke},
+    {QStringLiteral("doctor"), Cli::runDoctor},
+};
 
 } // namespace
 
@@ -68,7 +60,7 @@ int main(int argc, char* argv[]) {
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
     if (!parser.parse(QCoreApplication::arguments())) {
         std::fprintf(stderr, "nuvexa-companion-cli: %s\n", qPrintable(parser.errorText()));
-        return Cli::usageExit;
+        return Cli::Exit::usage;
     }
     if (parser.isSet("version")) {
         parser.showVersion();
@@ -79,13 +71,20 @@ int main(int argc, char* argv[]) {
             parser.showHelp(0);
         }
         std::fputs(qPrintable(parser.helpText()), stderr);
-        return Cli::usageExit;
+        return Cli::Exit::usage;
     }
     const QString command = arguments.takeFirst();
+    const auto found = commands.find(command);
+    if (found == commands.end()) {
+        std::fprintf(stderr, "nuvexa-companion-cli: unknown command %s\n", qPrintable(command));
+        return Cli::Exit::usage;
+    }
     // The commands report every failure they foresee as a value; this only keeps one they did not
     // from ending in an abort and a core dump.
     try {
-        return runCommand(command, arguments);
+        // Everything the commands reach outside the program, built once.
+        const Companion::Host host = Companion::Host::system();
+        return found->second(host, arguments);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "nuvexa-companion-cli %s: %s\n", qPrintable(command),
                      qPrintable(Companion::LocalizedFormat::fill(translate("error inesperado: %@"),

@@ -2,7 +2,7 @@
 
 namespace Companion::HostIdentity {
 
-std::string computerName(const std::string& hostName) {
+std::string computerName(const std::string& hostName, ProcessRunner& /*runner*/) {
     return linuxComputerName("/etc/machine-info", announcedLabel(hostName));
 }
 

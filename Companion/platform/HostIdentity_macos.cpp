@@ -1,10 +1,8 @@
 #include "Companion/HostIdentity.h"
-#include "Companion/QtProcessRunner.h"
 
 namespace Companion::HostIdentity {
 
-std::string computerName(const std::string& hostName) {
-    QtProcessRunner runner;
+std::string computerName(const std::string& hostName, ProcessRunner& runner) {
     return macosComputerName(runner, hostName);
 }
 

@@ -176,6 +176,13 @@ Unless you remove them, it can still log in to this computer.</translation>
     </message>
 </context>
 <context>
+    <name>CommandLine</name>
+    <message>
+        <source>argumento inesperado %@</source>
+        <translation>unexpected argument %@</translation>
+    </message>
+</context>
+<context>
     <name>CompanionModel</name>
     <message>
         <source>«%@» aún puede iniciar sesión: su llave sigue en la línea %d.</source>
@@ -208,10 +215,6 @@ Unless you remove them, it can still log in to this computer.</translation>
         <source>s,sí,si</source>
         <extracomment>the answers that mean yes to the [s/N] question, separated by commas</extracomment>
         <translation>y,yes</translation>
-    </message>
-    <message>
-        <source>argumento inesperado %@</source>
-        <translation>unexpected argument %@</translation>
     </message>
     <message>
         <source>No hay ningún teléfono emparejado.</source>
@@ -291,10 +294,6 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>El servidor SSH responde.</source>
         <translation>The SSH server answers.</translation>
-    </message>
-    <message>
-        <source>argumento inesperado %@</source>
-        <translation>unexpected argument %@</translation>
     </message>
     <message>
         <source>no es un puerto: %@</source>
@@ -491,10 +490,6 @@ Unless you remove them, it can still log in to this computer.</translation>
         <translation>Pairing cancelled.</translation>
     </message>
     <message>
-        <source>argumento inesperado %@</source>
-        <translation>unexpected argument %@</translation>
-    </message>
-    <message>
         <source>--port necesita un número de 0 a 65535</source>
         <translation>--port needs a number from 0 to 65535</translation>
     </message>
@@ -617,10 +612,6 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>Uso: nuvexa-companion-cli status [--json]</source>
         <translation>Usage: nuvexa-companion-cli status [--json]</translation>
-    </message>
-    <message>
-        <source>argumento inesperado %@</source>
-        <translation>unexpected argument %@</translation>
     </message>
 </context>
 <context>

@@ -28,6 +28,8 @@
 
 namespace {
 
+using Item = Companion::ReadinessCheck::Item;
+
 using TestSupport::readFile;
 
 using AppTestSupport::PanelWorld;
@@ -99,12 +101,12 @@ TEST(ContentViewTest, ShowsHeaderChecksPairingAndFooterInThatOrder) {
                             "⟨Salir⟩"));
     auto& panel = world.panel();
     // On screen too, top to bottom.
-    EXPECT_LT(topIn(panel.title(), panel), topIn(panel.remoteLoginRow(), panel));
-    EXPECT_LT(topIn(panel.homeOnlyNote(), panel), topIn(panel.remoteLoginRow(), panel));
-    EXPECT_LT(topIn(panel.remoteLoginRow(), panel), topIn(panel.moshRow(), panel));
-    EXPECT_LT(topIn(panel.moshRow(), panel), topIn(panel.tmuxRow(), panel));
-    EXPECT_LT(topIn(panel.tmuxRow(), panel), topIn(panel.drozakRow(), panel));
-    EXPECT_LT(topIn(panel.drozakRow(), panel), topIn(panel.keepAwakeSwitch(), panel));
+    EXPECT_LT(topIn(panel.title(), panel), topIn(panel.checkRow(Item::sshServer), panel));
+    EXPECT_LT(topIn(panel.homeOnlyNote(), panel), topIn(panel.checkRow(Item::sshServer), panel));
+    EXPECT_LT(topIn(panel.checkRow(Item::sshServer), panel), topIn(panel.checkRow(Item::moshServer), panel));
+    EXPECT_LT(topIn(panel.checkRow(Item::moshServer), panel), topIn(panel.checkRow(Item::tmux), panel));
+    EXPECT_LT(topIn(panel.checkRow(Item::tmux), panel), topIn(panel.checkRow(Item::drozak), panel));
+    EXPECT_LT(topIn(panel.checkRow(Item::drozak), panel), topIn(panel.keepAwakeSwitch(), panel));
     EXPECT_LT(topIn(panel.keepAwakeSwitch(), panel), topIn(panel.watchRow(), panel));
     EXPECT_LT(topIn(panel.watchRow(), panel), topIn(panel.pairingSection(), panel));
     EXPECT_LT(topIn(panel.pairingSection(), panel), topIn(panel.refreshButton(), panel));
@@ -118,7 +120,7 @@ TEST(ContentViewTest, RemoteLoginOnShowsGreenCheckActivadoAndNoButton) {
     PanelWorld world;
     world.actions->setRemoteLoginOn(true);
     world.buildAndShow();
-    EXPECT_THAT(visibleElements(world.panel().remoteLoginRow()),
+    EXPECT_THAT(visibleElements(world.panel().checkRow(Item::sshServer)),
                 ElementsAre("(✓) green", "Inicio de sesión remoto (SSH)", "activado {grey}"));
     EXPECT_THAT(visibleElements(world.panel().pairingSection()),
                 ElementsAre("⟨Emparejar con el iPhone⟩", explanation));
@@ -128,7 +130,7 @@ TEST(ContentViewTest, RemoteLoginOnShowsGreenCheckActivadoAndNoButton) {
 TEST(ContentViewTest, RemoteLoginOffShowsGreyCrossAndActivarWhichTurnsItOn) {
     PanelWorld world;
     world.buildAndShow();
-    auto& row = world.panel().remoteLoginRow();
+    auto& row = world.panel().checkRow(Item::sshServer);
     EXPECT_THAT(visibleElements(row),
                 ElementsAre("(✗) grey", "Inicio de sesión remoto (SSH)", "desactivado {grey}", "⟨Activar…⟩"));
     // Pairing needs the SSH server: the start button is there but disabled, the explanation still shown.
@@ -149,11 +151,11 @@ TEST(ContentViewTest, RefusedAdministratorDialogShowsItsMessageInRed) {
     PanelWorld world;
     world.actions->setRemoteLoginAnswer("Request dismissed");
     world.buildAndShow();
-    world.panel().remoteLoginRow().button().click();
+    world.panel().checkRow(Item::sshServer).button().click();
     world.waitForNextRefresh();
     EXPECT_TRUE(world.panel().lastError().isVisibleTo(&world.panel()));
     EXPECT_EQ(world.panel().lastError().text(), QStringLiteral("Request dismissed"));
-    EXPECT_THAT(visibleElements(world.panel().remoteLoginRow()), Contains("desactivado {grey}"));
+    EXPECT_THAT(visibleElements(world.panel().checkRow(Item::sshServer)), Contains("desactivado {grey}"));
     saveArtifact(world.panel());
 }
 
@@ -192,7 +194,7 @@ TEST(ContentViewTest, AMeshAddressInTheListHidesTheHomeOnlyNoteAndConnectsTheRel
                 ElementsAre("nuvexa Companion", "Estudio de Ana · usuario ana {grey}", "estudio.local {grey}",
                             "192.168.1.20 {grey}", "100.88.1.2 {grey}"));
     // Not installed, yet connected through the address list: no relay note, no button.
-    EXPECT_THAT(visibleElements(world.panel().drozakRow()),
+    EXPECT_THAT(visibleElements(world.panel().checkRow(Item::drozak)),
                 ElementsAre("(✓) green", "Drozak", "conectado · 100.88.1.2 {grey}"));
     saveArtifact(world.panel());
 }
@@ -203,7 +205,7 @@ TEST(ContentViewTest, ConnectedRelayReportingAnAddressShowsItViaRelayWhileTheHea
     world.installDrozak(R"({"connected":true,"state":"Running","state_detail":"","ip":"100.101.102.103",)"
                         R"("relay_connected":true})");
     world.buildAndShow();
-    EXPECT_THAT(visibleElements(world.panel().drozakRow()),
+    EXPECT_THAT(visibleElements(world.panel().checkRow(Item::drozak)),
                 ElementsAre("(✓) green", "Drozak", "conectado · 100.101.102.103 · por relé {grey}"));
     EXPECT_TRUE(world.panel().homeOnlyNote().isVisibleTo(&world.panel()));
     saveArtifact(world.panel());
@@ -213,7 +215,7 @@ TEST(ContentViewTest, ConnectedRelayWithoutRelayFlagShowsOnlyTheAddress) {
     PanelWorld world;
     world.installDrozak(R"({"connected":true,"ip":"100.101.102.103","relay_connected":false})");
     world.buildAndShow();
-    EXPECT_THAT(visibleElements(world.panel().drozakRow()),
+    EXPECT_THAT(visibleElements(world.panel().checkRow(Item::drozak)),
                 ElementsAre("(✓) green", "Drozak", "conectado · 100.101.102.103 {grey}"));
     saveArtifact(world.panel());
 }
@@ -221,7 +223,7 @@ TEST(ContentViewTest, ConnectedRelayWithoutRelayFlagShowsOnlyTheAddress) {
 TEST(ContentViewTest, MissingRelayToolOffersItsDownloadPage) {
     PanelWorld world;
     world.buildAndShow();
-    auto& row = world.panel().drozakRow();
+    auto& row = world.panel().checkRow(Item::drozak);
     EXPECT_THAT(visibleElements(row),
                 ElementsAre("(✗) grey", "Drozak", "no instalado · fuera de casa hace falta {grey}",
                             "⟨Descargar Drozak⟩"));
@@ -237,7 +239,7 @@ TEST(ContentViewTest, InstalledRelayShowsItsStateDetailAndConnect) {
     world.installDrozak(
         R"({"connected":false,"state":"NeedsLogin","state_detail":"Inicia sesión en drozak.net"})");
     world.buildAndShow();
-    EXPECT_THAT(visibleElements(world.panel().drozakRow()),
+    EXPECT_THAT(visibleElements(world.panel().checkRow(Item::drozak)),
                 ElementsAre("(✗) grey", "Drozak", "Inicia sesión en drozak.net {grey}", "⟨Conectar⟩"));
     saveArtifact(world.panel());
 }
@@ -247,7 +249,7 @@ TEST(ContentViewTest, InstalledRelayWithEmptyStateDetailShowsInstalledWithoutCon
     world.installDrozak(R"({"connected":false,"state":"Stopped","state_detail":""})");
     world.buildAndShow();
     ASSERT_TRUE(world.model().drozakStatus().has_value());
-    EXPECT_THAT(visibleElements(world.panel().drozakRow()),
+    EXPECT_THAT(visibleElements(world.panel().checkRow(Item::drozak)),
                 ElementsAre("(✗) grey", "Drozak", "instalado, sin conexión {grey}", "⟨Conectar⟩"));
     saveArtifact(world.panel());
 }
@@ -257,7 +259,7 @@ TEST(ContentViewTest, InstalledRelayWithoutAnyStatusShowsInstalledWithoutConnect
     world.installDrozak(std::nullopt);
     world.buildAndShow();
     ASSERT_FALSE(world.model().drozakStatus().has_value());
-    EXPECT_THAT(visibleElements(world.panel().drozakRow()),
+    EXPECT_THAT(visibleElements(world.panel().checkRow(Item::drozak)),
                 ElementsAre("(✗) grey", "Drozak", "instalado, sin conexión {grey}", "⟨Conectar⟩"));
     saveArtifact(world.panel());
 }
@@ -267,7 +269,7 @@ TEST(ContentViewTest, FailedRelayConnectShowsTheLastErrorInRedUnderTheChecks) {
     world.installDrozak(R"({"connected":false,"state_detail":""})");
     world.setDrozakConnectAnswer(TestSupport::exited(1, "  not logged in\n"));
     world.buildAndShow();
-    world.panel().drozakRow().button().click();
+    world.panel().checkRow(Item::drozak).button().click();
     world.waitForNextRefresh();
     auto& checks = *world.panel().findChild<QWidget*>(QStringLiteral("checks"));
     const auto elements = visibleElements(checks);
@@ -319,7 +321,7 @@ TEST(ContentViewTest, LongToolPathStaysOnOneLineWithItsMiddleElided) {
     world.executables->add(std::string(PanelWorld::longPrefix) + "/mosh-server");
     world.executables->add(bin("tmux"));
     world.buildAndShow();
-    auto& detail = world.panel().moshRow().detailLabel();
+    auto& detail = world.panel().checkRow(Item::moshServer).detailLabel();
     const QString full = QString::fromLatin1(PanelWorld::longPrefix) + QStringLiteral("/mosh-server");
     EXPECT_EQ(detail.text(), full);
     const QString shown = detail.displayedText();
@@ -327,9 +329,9 @@ TEST(ContentViewTest, LongToolPathStaysOnOneLineWithItsMiddleElided) {
     EXPECT_TRUE(shown.startsWith(QStringLiteral("/opt/"))) << shown.toStdString();
     EXPECT_TRUE(shown.endsWith(QStringLiteral("mosh-server"))) << shown.toStdString();
     EXPECT_EQ(detail.height(), detail.fontMetrics().height());
-    EXPECT_THAT(visibleElements(world.panel().moshRow()),
+    EXPECT_THAT(visibleElements(world.panel().checkRow(Item::moshServer)),
                 ElementsAre("(✓) green", "mosh-server", full.toStdString() + " {grey}"));
-    EXPECT_THAT(visibleElements(world.panel().tmuxRow()),
+    EXPECT_THAT(visibleElements(world.panel().checkRow(Item::tmux)),
                 ElementsAre("(✓) green", "tmux", "/usr/bin/tmux {grey}"));
     saveArtifact(world.panel());
 }
@@ -337,7 +339,7 @@ TEST(ContentViewTest, LongToolPathStaysOnOneLineWithItsMiddleElided) {
 TEST(ContentViewTest, MissingToolsAreInstalledWithOneHomebrewCommand) {
     PanelWorld world;
     world.buildAndShow();
-    world.panel().tmuxRow().button().click();
+    world.panel().checkRow(Item::tmux).button().click();
     EXPECT_EQ(world.actions->terminalCommands(), std::vector<std::string>{"brew install mosh tmux"});
     saveArtifact(world.panel());
 }
@@ -494,13 +496,13 @@ TEST(ContentViewTest, TmuxInstalledSinceTheLastRefreshMakesTheSwitchUsableBefore
     // Any change re-renders the panel; the check row still waits for "Actualizar".
     world.model().keepAwake().setEnabled(true);
     EXPECT_TRUE(world.panel().watchRow().toggle().isEnabled());
-    EXPECT_THAT(visibleElements(world.panel().tmuxRow()),
+    EXPECT_THAT(visibleElements(world.panel().checkRow(Item::tmux)),
                 ElementsAre("(✗) grey", "tmux", "no instalado {grey}", "⟨Instalar con Homebrew⟩"));
     saveArtifact(world.panel());
 
     world.panel().refreshButton().click();
     world.waitForNextRefresh();
-    EXPECT_THAT(visibleElements(world.panel().tmuxRow()),
+    EXPECT_THAT(visibleElements(world.panel().checkRow(Item::tmux)),
                 ElementsAre("(✓) green", "tmux", "/usr/bin/tmux {grey}"));
 }
 
@@ -640,7 +642,7 @@ TEST(ContentViewTest, RefreshButtonRefreshesTheModel) {
     world.actions->setRemoteLoginOn(true);
     world.panel().refreshButton().click();
     world.waitForNextRefresh();
-    EXPECT_TRUE(world.panel().remoteLoginRow().content().ok);
+    EXPECT_TRUE(world.panel().checkRow(Item::sshServer).content().ok);
     saveArtifact(world.panel());
 }
 

@@ -15,7 +15,8 @@ TEST(MenuBarAppTest, WithoutATrayThePanelOpensAsASmallOrdinaryWindow) {
     // The offscreen platform has no system tray, like a desktop without one.
     ASSERT_FALSE(QSystemTrayIcon::isSystemTrayAvailable());
     PanelWorld world;
-    CompanionApp::MenuBarApp app({world.environment(), world.panelOptions()});
+    CompanionApp::MenuBarApp app(
+        {world.environment().host, world.environment().settings, world.panelOptions()});
     QSignalSpy refreshes(&app.model(), &Companion::CompanionModel::refreshed);
     EXPECT_EQ(app.trayIcon(), nullptr);
     auto& panel = app.panel();
@@ -34,7 +35,8 @@ TEST(MenuBarAppTest, WithoutATrayThePanelOpensAsASmallOrdinaryWindow) {
 
 TEST(MenuBarAppTest, TogglingThePanelHidesAndShowsItAgain) {
     PanelWorld world;
-    CompanionApp::MenuBarApp app({world.environment(), world.panelOptions()});
+    CompanionApp::MenuBarApp app(
+        {world.environment().host, world.environment().settings, world.panelOptions()});
     ASSERT_TRUE(app.panel().isVisible());
     app.togglePanel();
     EXPECT_FALSE(app.panel().isVisible());

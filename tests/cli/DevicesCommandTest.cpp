@@ -1,4 +1,5 @@
 #include "cli/DevicesCommand.h"
+#include "cli/CommandLine.h"
 
 #include "support/Patience.h"
 #include "support/Programs.h"
@@ -55,7 +56,7 @@ protected:
 TEST_F(DevicesCommandTest, ListsEachPhoneWithTypeFingerprintAndLineAndOnlyCountsOtherKeys) {
     write(laptopLine + "\n" + phoneLine + "\n" + tabletLine + "\n");
     const auto result = run({"devices"});
-    EXPECT_EQ(result.exitCode, Cli::devicesDoneExit);
+    EXPECT_EQ(result.exitCode, Cli::Exit::done);
     EXPECT_EQ(result.output, "iPhone de Ana  ssh-ed25519  " + Keys::ed25519Fingerprint + "  line 2\n" +
                                  "iPad  ssh-rsa  " + Keys::rsaFingerprint + "  line 3\n" +
                                  "1 other key in the file.\n");
@@ -65,7 +66,7 @@ TEST_F(DevicesCommandTest, ListsEachPhoneWithTypeFingerprintAndLineAndOnlyCounts
 TEST_F(DevicesCommandTest, TheJsonListsTheSameAndMarksTheOlderKeyOfAName) {
     write(tabletLine + "\n" + "ssh-ed25519 " + Keys::ed25519 + " nuvexa:iPad\n");
     const auto result = run({"devices", "--json"});
-    ASSERT_EQ(result.exitCode, Cli::devicesDoneExit) << result.output;
+    ASSERT_EQ(result.exitCode, Cli::Exit::done) << result.output;
     const auto json = QJsonDocument::fromJson(QByteArray::fromStdString(result.output)).object();
     const auto devices = json.value("devices").toArray();
     ASSERT_EQ(devices.size(), 2);
@@ -79,7 +80,7 @@ TEST_F(DevicesCommandTest, TheJsonListsTheSameAndMarksTheOlderKeyOfAName) {
 
 TEST_F(DevicesCommandTest, AMissingFileHasNoPhones) {
     const auto result = run({"devices"});
-    EXPECT_EQ(result.exitCode, Cli::devicesDoneExit);
+    EXPECT_EQ(result.exitCode, Cli::Exit::done);
     EXPECT_EQ(result.output, "No phone is paired.\n");
     EXPECT_FALSE(std::filesystem::exists(m_keys)) << "listing creates nothing";
 }
@@ -87,7 +88,7 @@ TEST_F(DevicesCommandTest, AMissingFileHasNoPhones) {
 TEST_F(DevicesCommandTest, AnUnreadableKeyFileIsAClearError) {
     std::filesystem::create_directory(m_keys);
     const auto result = run({"devices"});
-    EXPECT_EQ(result.exitCode, Cli::devicesRefusedExit);
+    EXPECT_EQ(result.exitCode, Cli::Exit::refused);
     EXPECT_NE(result.output.find("is not a regular file"), std::string::npos) << result.output;
 }
 
@@ -95,32 +96,32 @@ TEST_F(DevicesCommandTest, RevokeByNameRemovesExactlyThatLine) {
     const std::string before = "# mine\r\n" + laptopLine + "\r\n";
     write(before + phoneLine + "\n" + tabletLine);
     const auto result = run({"revoke", "iPhone de Ana", "--yes"});
-    EXPECT_EQ(result.exitCode, Cli::devicesDoneExit) << result.output;
+    EXPECT_EQ(result.exitCode, Cli::Exit::done) << result.output;
     EXPECT_EQ(content(), before + tabletLine);
 }
 
 TEST_F(DevicesCommandTest, RevokeByFingerprintRemovesThatKeyAmongTwoOfOneName) {
     write(tabletLine + "\n" + "ssh-ed25519 " + Keys::ed25519 + " nuvexa:iPad\n");
     const auto ambiguous = run({"revoke", "iPad", "--yes"});
-    EXPECT_EQ(ambiguous.exitCode, Cli::devicesRefusedExit);
+    EXPECT_EQ(ambiguous.exitCode, Cli::Exit::refused);
     EXPECT_NE(ambiguous.output.find(Keys::rsaFingerprint), std::string::npos) << "the matches are listed";
     EXPECT_NE(ambiguous.output.find(Keys::ed25519Fingerprint), std::string::npos);
     const auto result = run({"revoke", QString::fromStdString(Keys::rsaFingerprint), "--yes"});
-    EXPECT_EQ(result.exitCode, Cli::devicesDoneExit) << result.output;
+    EXPECT_EQ(result.exitCode, Cli::Exit::done) << result.output;
     EXPECT_EQ(content(), "ssh-ed25519 " + Keys::ed25519 + " nuvexa:iPad\n");
 }
 
 TEST_F(DevicesCommandTest, RevokeOfAnUnknownPhoneChangesNothing) {
     write(phoneLine + "\n");
     const auto result = run({"revoke", "iPad", "--yes"});
-    EXPECT_EQ(result.exitCode, Cli::devicesRefusedExit);
+    EXPECT_EQ(result.exitCode, Cli::Exit::refused);
     EXPECT_EQ(content(), phoneLine + "\n");
 }
 
 TEST_F(DevicesCommandTest, RevokeWithoutYesWhereItCannotAskRefuses) {
     write(phoneLine + "\n");
     const auto result = run({"revoke", "iPhone de Ana"});
-    EXPECT_EQ(result.exitCode, Cli::devicesRefusedExit);
+    EXPECT_EQ(result.exitCode, Cli::Exit::refused);
     EXPECT_NE(result.output.find("--yes"), std::string::npos);
     EXPECT_EQ(content(), phoneLine + "\n");
 }
@@ -184,7 +185,7 @@ TEST_F(DevicesCommandTest, RevokeThroughALinkChangesTheTargetAndKeepsTheLink) {
     std::ofstream(target, std::ios::binary) << phoneLine << "\n" << laptopLine << "\n";
     std::filesystem::create_symlink(target, m_keys);
     const auto result = run({"revoke", "iPhone de Ana", "--yes"});
-    EXPECT_EQ(result.exitCode, Cli::devicesDoneExit) << result.output;
+    EXPECT_EQ(result.exitCode, Cli::Exit::done) << result.output;
     EXPECT_TRUE(std::filesystem::is_symlink(m_keys));
     std::ifstream in(target, std::ios::binary);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()),
@@ -192,9 +193,9 @@ TEST_F(DevicesCommandTest, RevokeThroughALinkChangesTheTargetAndKeepsTheLink) {
 }
 
 TEST_F(DevicesCommandTest, UsageErrorsExitTwo) {
-    EXPECT_EQ(run({"revoke"}).exitCode, Cli::devicesUsageExit);
-    EXPECT_EQ(run({"devices", "extra"}).exitCode, Cli::devicesUsageExit);
-    EXPECT_EQ(run({"devices", "--bogus"}).exitCode, Cli::devicesUsageExit);
+    EXPECT_EQ(run({"revoke"}).exitCode, Cli::Exit::usage);
+    EXPECT_EQ(run({"devices", "extra"}).exitCode, Cli::Exit::usage);
+    EXPECT_EQ(run({"devices", "--bogus"}).exitCode, Cli::Exit::usage);
     const auto help = TestSupport::runProgram(cli, {"revoke", "--help"});
     EXPECT_EQ(help.exitCode, 0);
     EXPECT_NE(help.output.find("Exit status: 0 revoked, the phone's key is on no line of the file any more; "
@@ -207,7 +208,7 @@ TEST_F(DevicesCommandTest, UsageErrorsExitTwo) {
 TEST_F(DevicesCommandTest, RevokeWithYesChangesNothingWhileAnotherLineHoldsTheKeyAndNamesIt) {
     write(anaLine + "\n" + backupLine + "\n");
     const auto result = run({"revoke", "Ana", "--yes"});
-    EXPECT_EQ(result.exitCode, Cli::devicesRefusedExit);
+    EXPECT_EQ(result.exitCode, Cli::Exit::refused);
     EXPECT_NE(result.output.find("the key of Ana is also on these other lines of the file; nothing revoked:\n"
                                  "  line 2: restrict ssh-ed25519 … backup\n"),
               std::string::npos)
@@ -222,7 +223,7 @@ TEST_F(DevicesCommandTest, RevokeWithEveryLineRemovesEachLineHoldingTheKeyAndNoO
     const std::string optionsLine = "from=\"10.0.0.1\",no-pty ssh-ed25519 " + Keys::ed25519;
     write(laptopLine + "\n" + anaLine + "\n" + backupLine + "\r\n" + tabletLine + "\n" + optionsLine);
     const auto result = run({"revoke", "Ana", "--yes", "--every-line"});
-    EXPECT_EQ(result.exitCode, Cli::devicesDoneExit) << result.output;
+    EXPECT_EQ(result.exitCode, Cli::Exit::done) << result.output;
     EXPECT_EQ(result.output, "Revoked Ana: it can no longer log in.\n");
     EXPECT_EQ(content(), laptopLine + "\n" + tabletLine + "\n");
 }
@@ -251,12 +252,12 @@ TEST_F(DevicesCommandTest, OnATerminalTheOtherLinesAreNamedAndKeptUnlessTheAnswe
               std::string::npos)
         << kept.output;
     EXPECT_EQ(kept.output.find(lockedOut), std::string::npos) << kept.output;
-    EXPECT_EQ(kept.exitCode, Cli::devicesRefusedExit) << kept.output;
+    EXPECT_EQ(kept.exitCode, Cli::Exit::refused) << kept.output;
     EXPECT_EQ(content(), backupLine + "\n");
 
     write(anaLine + "\n" + backupLine + "\n");
     const auto removed = answer("y\\ny\\n");
-    EXPECT_EQ(removed.exitCode, Cli::devicesDoneExit) << removed.output;
+    EXPECT_EQ(removed.exitCode, Cli::Exit::done) << removed.output;
     EXPECT_NE(removed.output.find("Revoked Ana: it can no longer log in."), std::string::npos)
         << removed.output;
     EXPECT_EQ(content(), "");
@@ -267,7 +268,7 @@ TEST_F(DevicesCommandTest, InSpanishTheOtherLinesAreNamedInSpanish) {
     const auto result = TestSupport::runProgram(
         cli, {"revoke", "Ana", "--yes", "--authorized-keys", QString::fromStdString(m_keys.string())},
         TestSupport::generousMilliseconds, TestSupport::speaking("es_ES.UTF-8"));
-    EXPECT_EQ(result.exitCode, Cli::devicesRefusedExit);
+    EXPECT_EQ(result.exitCode, Cli::Exit::refused);
     EXPECT_EQ(
         result.output,
         "nuvexa-companion-cli revoke: la llave de Ana también está en estas otras líneas del archivo; no se "

@@ -1,4 +1,5 @@
 #include "cli/PairCommand.h"
+#include "cli/CommandLine.h"
 
 #include "server/support/CliSession.h"
 #include "server/support/PhoneClient.h"
@@ -95,10 +96,10 @@ TEST_F(PairCommandTest, HelpNamesTheProgramNotThePathItWasStartedFrom) {
 }
 
 TEST_F(PairCommandTest, RefusesUnknownCommandsAndOptions) {
-    EXPECT_EQ(TestSupport::runProgram(cli, {}).exitCode, Cli::usageExit);
-    EXPECT_EQ(TestSupport::runProgram(cli, {"dance"}).exitCode, Cli::usageExit);
-    EXPECT_EQ(TestSupport::runProgram(cli, {"pair", "--frobnicate"}).exitCode, Cli::usageExit);
-    EXPECT_EQ(TestSupport::runProgram(cli, {"pair", "--port", "65536"}).exitCode, Cli::usageExit);
+    EXPECT_EQ(TestSupport::runProgram(cli, {}).exitCode, Cli::Exit::usage);
+    EXPECT_EQ(TestSupport::runProgram(cli, {"dance"}).exitCode, Cli::Exit::usage);
+    EXPECT_EQ(TestSupport::runProgram(cli, {"pair", "--frobnicate"}).exitCode, Cli::Exit::usage);
+    EXPECT_EQ(TestSupport::runProgram(cli, {"pair", "--port", "65536"}).exitCode, Cli::Exit::usage);
 }
 
 TEST_F(PairCommandTest, ShowsTheCodeAndPortThenExitsZeroWithTheKeyFingerprintOncePaired) {
@@ -120,7 +121,7 @@ TEST_F(PairCommandTest, ShowsTheCodeAndPortThenExitsZeroWithTheKeyFingerprintOnc
     const QByteArray response = TestSupport::exchange(
         port, TestSupport::pairingRequest(digits, TestSupport::sampleEd25519Key, "Ana's phone"));
     EXPECT_EQ(TestSupport::statusOf(response), 200);
-    EXPECT_EQ(session.waitForExit(), Cli::pairedExit);
+    EXPECT_EQ(session.waitForExit(), Cli::Exit::done);
     const auto& lines = session.lines();
     EXPECT_NE(std::find(lines.begin(), lines.end(), "Paired with Ana's phone."), lines.end());
     EXPECT_NE(std::find(lines.begin(), lines.end(),
@@ -149,7 +150,7 @@ TEST_F(PairCommandTest, WritesOneJsonObjectPerLineWithJson) {
     ASSERT_TRUE(paired.has_value());
     EXPECT_EQ(paired->value("device").toString(), "Phone");
     EXPECT_EQ(paired->value("fingerprint").toString(), TestSupport::sampleEd25519Fingerprint);
-    EXPECT_EQ(session.waitForExit(), Cli::pairedExit);
+    EXPECT_EQ(session.waitForExit(), Cli::Exit::done);
 
     std::vector<QString> types;
     for (const auto& line : session.lines()) {
@@ -174,7 +175,7 @@ TEST_F(PairCommandTest, ReportsTheAnnouncementAsNotVisibleWhenNoDaemonAnswers) {
     });
     EXPECT_TRUE(why.has_value());
     ::kill(static_cast<pid_t>(session.processId()), SIGINT);
-    EXPECT_EQ(session.waitForExit(), Cli::interruptedExit);
+    EXPECT_EQ(session.waitForExit(), Cli::Exit::interrupted);
     for (const auto& line : session.lines()) {
         EXPECT_EQ(line.find("\"announced\":true"), std::string::npos) << line;
     }
@@ -187,7 +188,7 @@ TEST_P(PairCommandSignalTest, StopsTheSessionCleanlyAndExits130) {
     const auto waiting = session.waitForJson("state", "waiting");
     ASSERT_TRUE(waiting.has_value()) << session.errors();
     ::kill(static_cast<pid_t>(session.processId()), GetParam());
-    EXPECT_EQ(session.waitForExit(), Cli::interruptedExit);
+    EXPECT_EQ(session.waitForExit(), Cli::Exit::interrupted);
     EXPECT_TRUE(file("log").ends_with("listener stopped\n"));
     QTcpSocket late;
     late.connectToHost(QHostAddress(QHostAddress::LocalHost),
@@ -202,7 +203,7 @@ INSTANTIATE_TEST_SUITE_P(Signals, PairCommandSignalTest, testing::Values(SIGINT,
 
 TEST_F(PairCommandTest, ExitsOneWhenTheSessionExpires) {
     CliSession session(cli, isolated({"--expiry", "0.2"}));
-    EXPECT_EQ(session.waitForExit(), Cli::notPairedExit);
+    EXPECT_EQ(session.waitForExit(), Cli::Exit::refused);
     EXPECT_TRUE(file("log").ends_with("listener stopped\n"));
 }
 
@@ -212,7 +213,7 @@ TEST_F(PairCommandTest, ExitsOneWhenNoPortCanBeOpened) {
     QStringList arguments = isolated();
     arguments.replace(arguments.indexOf("0"), QString::number(busy.serverPort()));
     CliSession session(cli, arguments);
-    EXPECT_EQ(session.waitForExit(), Cli::notPairedExit);
+    EXPECT_EQ(session.waitForExit(), Cli::Exit::refused);
     const auto& lines = session.lines();
     EXPECT_NE(std::find(lines.begin(), lines.end(), "Pairing failed: no free port"), lines.end());
 }
@@ -229,7 +230,7 @@ TEST_F(PairCommandTest, AMissingSshServerIsAWarningNotARefusal) {
     EXPECT_TRUE(warning->value("message").toString().startsWith("nothing answers on port 22"));
     EXPECT_TRUE(session.waitForJson("state", "waiting").has_value());
     ::kill(static_cast<pid_t>(session.processId()), SIGINT);
-    EXPECT_EQ(session.waitForExit(), Cli::interruptedExit);
+    EXPECT_EQ(session.waitForExit(), Cli::Exit::interrupted);
 }
 
 } // namespace
@@ -245,7 +246,7 @@ TEST_F(PairCommandTest, AKeyThatCannotBeWrittenEndsTheSessionWithWhatToDo) {
     const auto failed = session.waitForJson("state", "failed");
     ASSERT_TRUE(failed.has_value());
     EXPECT_TRUE(failed->value("message").toString().startsWith("could not write authorized_keys: "));
-    EXPECT_EQ(session.waitForExit(), Cli::notPairedExit);
+    EXPECT_EQ(session.waitForExit(), Cli::Exit::refused);
 }
 
 TEST_F(PairCommandTest, AKeyThatCannotBeWrittenTellsAPersonToFixItAndStartAgain) {
@@ -261,7 +262,7 @@ TEST_F(PairCommandTest, AKeyThatCannotBeWrittenTellsAPersonToFixItAndStartAgain)
     digits.erase(3, 1);
     TestSupport::exchange(static_cast<quint16>(std::stoi(portLine->substr(6))),
                           TestSupport::pairingRequest(digits, TestSupport::sampleEd25519Key, "Ana's phone"));
-    EXPECT_EQ(session.waitForExit(), Cli::notPairedExit);
+    EXPECT_EQ(session.waitForExit(), Cli::Exit::refused);
     const auto& lines = session.lines();
     EXPECT_NE(std::find_if(lines.begin(), lines.end(),
                            [](const std::string& line) {
@@ -278,7 +279,7 @@ namespace {
 TEST_F(PairCommandTest, ASpanishUserGetsSpanishEvenWhenTheirLanguagesFallBackToEnglish) {
     for (const auto& environment : {speaking("es_ES.UTF-8"), speaking("es_AR.UTF-8", "es_AR:en")}) {
         const auto pair = TestSupport::runProgram(cli, {"pair", "--port", "abc"}, 60000, environment);
-        EXPECT_EQ(pair.exitCode, Cli::usageExit);
+        EXPECT_EQ(pair.exitCode, Cli::Exit::usage);
         EXPECT_EQ(pair.output, "nuvexa-companion-cli pair: --port necesita un número de 0 a 65535\n");
         const auto status = TestSupport::runProgram(cli, {"status", "extra"}, 60000, environment);
         EXPECT_EQ(status.output, "nuvexa-companion-cli status: argumento inesperado extra\n"
@@ -305,7 +306,7 @@ TEST_F(PairCommandTest, OnLinuxNeitherLanguageNamesAnotherSystem) {
     for (const auto& language : cases) {
         const auto session =
             TestSupport::runProgram(cli, isolated({"--expiry", "1"}), 60000, language.environment);
-        EXPECT_EQ(session.exitCode, Cli::notPairedExit) << session.output;
+        EXPECT_EQ(session.exitCode, Cli::Exit::refused) << session.output;
         const auto status = TestSupport::runProgram(cli, {"status"}, 60000, language.environment);
         std::vector<std::string> lines = linesOf(session.output);
         const auto statusLines = linesOf(status.output);
@@ -351,7 +352,7 @@ TEST_F(PairCommandTest, AnotherAccountLockingTheKeyFolderDoesNotKeepThePhoneOut)
     ASSERT_TRUE(waiting.has_value()) << session.errors();
     const QByteArray response = pairWith(*waiting);
     EXPECT_EQ(TestSupport::statusOf(response), 200);
-    EXPECT_EQ(session.waitForExit(), Cli::pairedExit);
+    EXPECT_EQ(session.waitForExit(), Cli::Exit::done);
     std::ifstream keys(folder / "authorized_keys");
     const std::string written((std::istreambuf_iterator<char>(keys)), std::istreambuf_iterator<char>());
     EXPECT_NE(written.find("nuvexa:Ana's phone"), std::string::npos);
@@ -396,7 +397,7 @@ TEST_F(PairCommandTest, ALogFileOfAnotherAccountGetsNoCodeAndTheUserIsWarnedInTh
         QStringList arguments = isolated({"--expiry", "1"});
         arguments[arguments.indexOf("--log-file") + 1] = logPath;
         const auto session = TestSupport::runProgram(cli, arguments, 60000, language.environment);
-        EXPECT_EQ(session.exitCode, Cli::notPairedExit) << session.output;
+        EXPECT_EQ(session.exitCode, Cli::Exit::refused) << session.output;
         const auto lines = linesOf(session.output);
         EXPECT_EQ(std::count(lines.begin(), lines.end(), language.warning), 1) << session.output;
         const QRegularExpressionMatch code =

@@ -2,6 +2,7 @@
 #include "Companion/CompanionModel.h"
 #include "Companion/Translations.h"
 #include "Companion/linux/LinuxSystemActions.h"
+#include "cli/CommandLine.h"
 
 #include "support/Executable.h"
 #include "support/FakeSystemActions.h"
@@ -21,6 +22,15 @@ using TestSupport::writeScript;
 
 namespace {
 
+/// The table and the JSON of what `model` has found.
+QString tableOf(const Companion::CompanionModel& model) {
+    return Cli::statusTable(model.checks(), model.readiness());
+}
+
+QJsonObject jsonOf(const Companion::CompanionModel& model) {
+    return Cli::statusJson(model.checks(), model.readiness());
+}
+
 class StatusCommandTest : public ::testing::Test {
 protected:
     StatusCommandTest()
@@ -39,7 +49,7 @@ protected:
 TEST_F(StatusCommandTest, TheTableShowsEachCheckAsThePanelDoes) {
     m_actions->setRemoteLoginOn(true);
     writeScript(m_tools / "tmux", "exit 0");
-    const auto table = Cli::statusTable(*model());
+    const auto table = tableOf(*model());
     const auto tmux = QString::fromStdString((m_tools / "tmux").string());
     EXPECT_EQ(table.toStdString(),
               QStringLiteral("Inicio de sesión remoto (SSH)  ✓ activado\n"
@@ -55,13 +65,13 @@ TEST_F(StatusCommandTest, TheTableShowsEachCheckAsThePanelDoes) {
 TEST_F(StatusCommandTest, TheRelayRowFollowsTheRelayState) {
     writeScript(m_tools / "drozak",
                 "echo '{\"connected\": false, \"state_detail\": \"Necesita iniciar sesión\"}'");
-    EXPECT_TRUE(Cli::statusTable(*model()).contains(
+    EXPECT_TRUE(tableOf(*model()).contains(
         QStringLiteral("Drozak                         ✗ Necesita iniciar sesión\n")));
     writeScript(m_tools / "drozak", "echo '{\"connected\": false, \"state_detail\": \"\"}'");
-    EXPECT_TRUE(Cli::statusTable(*model()).contains(QStringLiteral("✗ instalado, sin conexión\n")));
+    EXPECT_TRUE(tableOf(*model()).contains(QStringLiteral("✗ instalado, sin conexión\n")));
     writeScript(m_tools / "drozak",
                 "echo '{\"connected\": true, \"ip\": \"100.101.2.3\", \"relay_connected\": true}'");
-    const auto table = Cli::statusTable(*model());
+    const auto table = tableOf(*model());
     EXPECT_TRUE(table.contains(QStringLiteral("✓ conectado · 100.101.2.3 · por relé\n")));
     EXPECT_TRUE(table.contains(QStringLiteral("Dirección de malla               100.101.2.3\n")));
 }
@@ -69,31 +79,36 @@ TEST_F(StatusCommandTest, TheRelayRowFollowsTheRelayState) {
 TEST_F(StatusCommandTest, TheJsonHoldsTheSameReadinessInOneObject) {
     m_actions->setAddresses({"192.168.1.5", "100.70.1.2"});
     writeScript(m_tools / "drozak", "echo '{\"connected\": true, \"ip\": \"\"}'");
-    const auto json = Cli::statusJson(*model());
+    const auto json = jsonOf(*model());
     const auto drozak = QString::fromStdString((m_tools / "drozak").string());
-    const auto expected = QJsonDocument::fromJson(QStringLiteral(R"({
+    const auto expected = QJsonDocument::fromJson(QStringLiteral(R"json({
         "ready": false, "remoteLogin": false, "moshPath": null, "tmuxPath": null, "drozakPath": "%1",
         "drozakStatus": {"connected": true, "state": null, "state_detail": null, "ip": "",
                          "relay_connected": null, "update_available": null},
         "addresses": ["studio.local", "192.168.1.5", "100.70.1.2"],
-        "meshAddress": "100.70.1.2", "hasMeshAddress": true})")
+        "meshAddress": "100.70.1.2", "hasMeshAddress": true,
+        "checks": [
+            {"key": "sshServer", "ok": false, "title": "Inicio de sesión remoto (SSH)", "detail": "desactivado"},
+            {"key": "moshServer", "ok": false, "title": "mosh-server", "detail": "no instalado"},
+            {"key": "tmux", "ok": false, "title": "tmux", "detail": "no instalado"},
+            {"key": "drozak", "ok": true, "title": "Drozak", "detail": "conectado · 100.70.1.2"}]})json")
                                                       .arg(drozak)
                                                       .toUtf8());
     EXPECT_EQ(QJsonDocument(json).toJson().toStdString(), expected.toJson().toStdString());
 }
 
 TEST_F(StatusCommandTest, ReadyExactlyWhenTheSshServerIsOn) {
-    EXPECT_EQ(Cli::statusExit(*model()), Cli::notReadyExit);
+    EXPECT_EQ(Cli::statusExit(model()->readiness()), Cli::Exit::refused);
     m_actions->setRemoteLoginOn(true);
     auto ready = model();
-    EXPECT_EQ(Cli::statusExit(*ready), Cli::readyExit);
-    EXPECT_EQ(Cli::statusJson(*ready).value(QStringLiteral("ready")).toBool(), true);
+    EXPECT_EQ(Cli::statusExit(ready->readiness()), Cli::Exit::done);
+    EXPECT_EQ(jsonOf(*ready).value(QStringLiteral("ready")).toBool(), true);
 }
 
 TEST_F(StatusCommandTest, HelpAndUsageErrorsNeedNoModel) {
-    EXPECT_EQ(Cli::runStatus({QStringLiteral("--help")}), Cli::readyExit);
-    EXPECT_EQ(Cli::runStatus({QStringLiteral("--bogus")}), Cli::statusUsageExit);
-    EXPECT_EQ(Cli::runStatus({QStringLiteral("extra")}), Cli::statusUsageExit);
+    EXPECT_EQ(Cli::runStatus(Companion::Host::system(), {QStringLiteral("--help")}), Cli::Exit::done);
+    EXPECT_EQ(Cli::runStatus(Companion::Host::system(), {QStringLiteral("--bogus")}), Cli::Exit::usage);
+    EXPECT_EQ(Cli::runStatus(Companion::Host::system(), {QStringLiteral("extra")}), Cli::Exit::usage);
 }
 
 TEST_F(StatusCommandTest, OnLinuxTheTableNamesNoOtherSystemInSpanishOrEnglish) {
@@ -108,10 +123,10 @@ TEST_F(StatusCommandTest, OnLinuxTheTableNamesNoOtherSystemInSpanishOrEnglish) {
         std::make_shared<Companion::QtProcessRunner>(), std::move(options));
     const auto model = TestSupport::refreshedModel(actions, m_tools.path());
 
-    const QString spanish = Cli::statusTable(*model);
+    const QString spanish = tableOf(*model);
     ASSERT_TRUE(Companion::Translations::install(*QCoreApplication::instance(),
                                                  QLocale(QLocale::English, QLocale::UnitedStates)));
-    const QString english = Cli::statusTable(*model);
+    const QString english = tableOf(*model);
     Companion::Translations::install(*QCoreApplication::instance(), QLocale::c());
 
     EXPECT_TRUE(spanish.startsWith(QStringLiteral("Servidor SSH        ✗ desactivado\n")))

@@ -16,6 +16,7 @@
 #include "support/FakeSystemActions.h"
 #include "support/Files.h"
 #include "support/LogindService.h"
+#include "support/ModelParts.h"
 #include "support/PrivateSessionBus.h"
 #include "support/SampleKeys.h"
 #include "support/TemporaryDirectory.h"
@@ -49,27 +50,27 @@ protected:
         m_actions->setAddresses({"192.168.1.5"});
     }
 
-    CompanionModel::Environment environment() {
-        CompanionModel::Environment environment;
-        environment.systemActions = m_actions;
-        environment.searchPaths = std::vector<std::string>{m_tools.path().string()};
-        environment.hostName = [this] { return m_hostName; };
-        environment.userName = [] { return std::string("ana"); };
-        environment.computerName = [] { return std::string("Estudio de Ana"); };
-        environment.openUrl = [this](const std::string& url) {
+    TestSupport::ModelParts environment() {
+        TestSupport::ModelParts environment;
+        environment.host.systemActions = m_actions;
+        environment.host.searchPaths = std::vector<std::string>{m_tools.path().string()};
+        environment.host.hostName = [this] { return m_hostName; };
+        environment.host.userName = [] { return std::string("ana"); };
+        environment.host.computerName = [] { return std::string("Estudio de Ana"); };
+        environment.host.openUrl = [this](const std::string& url) {
             m_openedUrls.push_back(url);
             return true;
         };
-        environment.authorizedKeys = m_home / "authorized_keys";
-        environment.serverOptions.logFile = m_home / "companion.log";
-        environment.notifier.runner = std::make_shared<TestSupport::FakeProcessRunner>();
-        environment.notifier.notifications = std::make_shared<TestSupport::FakeNotificationCentre>();
+        environment.host.authorizedKeys = m_home / "authorized_keys";
+        environment.settings.server.logFile = m_home / "companion.log";
+        environment.settings.notifier.runner = std::make_shared<TestSupport::FakeProcessRunner>();
+        environment.settings.notifier.notifications = std::make_shared<TestSupport::FakeNotificationCentre>();
         return environment;
     }
 
     /// A model whose first refresh has completed.
-    std::unique_ptr<CompanionModel> refreshedModel(CompanionModel::Environment environment) {
-        auto model = std::make_unique<CompanionModel>(std::move(environment));
+    std::unique_ptr<CompanionModel> refreshedModel(TestSupport::ModelParts environment) {
+        auto model = TestSupport::makeModel(std::move(environment));
         EXPECT_TRUE(waitForRefresh(*model));
         return model;
     }
@@ -120,7 +121,8 @@ TEST_F(CompanionModelTest, CreationPublishesNothingAtOnceThenRefreshesEveryField
     m_actions->setAddresses({"100.70.1.2", "192.168.1.5"});
     writeScript(m_tools / "mosh-server", "exit 0");
     writeScript(m_tools / "tmux", "exit 0");
-    CompanionModel model(environment());
+    const auto owner = TestSupport::makeModel(environment());
+    CompanionModel& model = *owner;
     // Everything outside the process is read off the main thread: nothing is known yet.
     EXPECT_FALSE(model.remoteLogin());
     EXPECT_EQ(model.moshPath(), std::nullopt);
@@ -143,7 +145,8 @@ TEST_F(CompanionModelTest, RefreshPublishesTheFieldsInTheirOrder) {
     writeScript(m_tools / "mosh-server", "exit 0");
     writeScript(m_tools / "tmux", "exit 0");
     installDrozak(R"({"connected": true, "ip": "100.64.0.9"})");
-    CompanionModel model(environment());
+    const auto owner = TestSupport::makeModel(environment());
+    CompanionModel& model = *owner;
     std::vector<std::string> order;
     QObject::connect(&model, &CompanionModel::remoteLoginChanged, [&] { order.emplace_back("remoteLogin"); });
     QObject::connect(&model, &CompanionModel::moshPathChanged, [&] { order.emplace_back("moshPath"); });
@@ -170,7 +173,7 @@ TEST_F(CompanionModelTest, AnUnchangedFieldAnnouncesNothing) {
 TEST_F(CompanionModelTest, ARefreshWaitingForASlowRelayToolDoesNotBlockTheCaller) {
     auto runner = std::make_shared<TestSupport::FakeProcessRunner>();
     auto withRunner = environment();
-    withRunner.systemActions = std::make_shared<FakeSystemActions>(runner);
+    withRunner.host.systemActions = std::make_shared<FakeSystemActions>(runner);
     auto model = refreshedModel(std::move(withRunner));
     writeScript(m_tools / "drozak", "exit 0");
     // The relay tool answers only once the test lets it, which it does after `refresh` has returned.
@@ -238,7 +241,7 @@ TEST_F(CompanionModelTest, OnMacOSInstallingTypesTheBrewCommandIntoTerminal) {
     auto runner = std::make_shared<TestSupport::FakeProcessRunner>();
     writeScript(m_tools / "brew", "exit 0");
     auto withMac = environment();
-    withMac.systemActions = std::make_shared<Companion::MacSystemActions>(
+    withMac.host.systemActions = std::make_shared<Companion::MacSystemActions>(
         runner, Companion::MacSystemActions::Options{{}, std::vector<std::string>{m_tools.path().string()}});
     auto model = refreshedModel(std::move(withMac));
     model->installWithHomebrew();
@@ -251,7 +254,7 @@ TEST_F(CompanionModelTest, OnMacOSInstallingTypesTheBrewCommandIntoTerminal) {
 TEST_F(CompanionModelTest, OnMacOSWithoutHomebrewTheMessageSaysWhereToGetItAndNothingRuns) {
     auto runner = std::make_shared<TestSupport::FakeProcessRunner>();
     auto withMac = environment();
-    withMac.systemActions = std::make_shared<Companion::MacSystemActions>(
+    withMac.host.systemActions = std::make_shared<Companion::MacSystemActions>(
         runner, Companion::MacSystemActions::Options{{}, std::vector<std::string>{m_tools.path().string()}});
     auto model = refreshedModel(std::move(withMac));
     const auto runsBefore = runner->runs().size();
@@ -268,7 +271,7 @@ TEST_F(CompanionModelTest, OnLinuxWithoutHomebrewInstallingTypesTheDistributions
     options.isExecutable = [executables](const std::string& path) { return executables.contains(path); };
     options.environment = [](const std::string&) { return std::optional<std::string>(); };
     auto withLinux = environment();
-    withLinux.systemActions = std::make_shared<Companion::LinuxSystemActions>(runner, options);
+    withLinux.host.systemActions = std::make_shared<Companion::LinuxSystemActions>(runner, options);
     writeScript(m_tools / "mosh-server", "exit 0");
     auto model = refreshedModel(std::move(withLinux));
     model->installWithHomebrew();
@@ -388,7 +391,7 @@ TEST_F(CompanionModelTest, ARelayToolWithoutStatusCountsAsInstalledWithoutStatus
 
 TEST_F(CompanionModelTest, TheIdentityAlwaysReportsPort22EvenWithRemoteLoginOff) {
     auto withTools = environment();
-    withTools.isExecutable = [](const std::string& path) { return path == "/usr/bin/tmux"; };
+    withTools.host.isExecutable = [](const std::string& path) { return path == "/usr/bin/tmux"; };
     auto model = refreshedModel(std::move(withTools));
     ASSERT_FALSE(model->remoteLogin());
     const auto identity = model->identity();
@@ -402,7 +405,7 @@ TEST_F(CompanionModelTest, TheIdentityAlwaysReportsPort22EvenWithRemoteLoginOff)
 
 TEST_F(CompanionModelTest, TheIdentityNamesTheHostWhenTheComputerHasNoName) {
     auto unnamed = environment();
-    unnamed.computerName = [] { return std::string(); };
+    unnamed.host.computerName = [] { return std::string(); };
     auto model = refreshedModel(std::move(unnamed));
     EXPECT_EQ(model->identity().name, "Studio");
 }
@@ -460,7 +463,7 @@ TEST_F(CompanionModelTest, SetLastErrorAnnouncesOnlyChanges) {
 TEST_F(CompanionModelTest, TheModelCanGoWhileARelayToolIsStillAnswering) {
     const auto started = m_home / "started";
     writeScript(m_tools / "drozak", ": > '" + started.string() + "'\nexec /bin/sleep 60");
-    auto model = std::make_unique<CompanionModel>(environment());
+    auto model = TestSupport::makeModel(environment());
     ASSERT_TRUE(QTest::qWaitFor([&] { return std::filesystem::exists(started); }, generousWait));
     // Returns at the status query's own deadline (the runner's tests prove that deadline holds), not
     // when the tool would have answered; a hang here is caught by the test's own time limit.
@@ -512,9 +515,9 @@ TEST_F(CompanionModelTest, AFullyQualifiedHostNameIsNamedEverywhereAsAvahiAnnoun
     m_hostName = "box.example.org";
     auto announcers = std::make_shared<std::vector<std::shared_ptr<TestSupport::FakeAnnouncer::Record>>>();
     auto withAnnouncer = environment();
-    withAnnouncer.computerName = [] { return std::string(); };
-    withAnnouncer.serverOptions.ports = {0};
-    withAnnouncer.serverOptions.announcer = TestSupport::FakeAnnouncer::factory(announcers);
+    withAnnouncer.host.computerName = [] { return std::string(); };
+    withAnnouncer.settings.server.ports = {0};
+    withAnnouncer.settings.server.announcer = TestSupport::FakeAnnouncer::factory(announcers);
     auto model = refreshedModel(std::move(withAnnouncer));
     EXPECT_EQ(model->addresses(), (std::vector<std::string>{"box.local", "192.168.1.5"}));
     const auto identity = model->identity();
@@ -545,11 +548,11 @@ Companion::KeyDoctor::Report refusedReport() {
 
 TEST_F(CompanionModelTest, APairingIsFollowedByTheKeyCheckAndANewSessionForgetsIt) {
     auto environment = this->environment();
-    environment.serverOptions.ports = {0};
-    environment.serverOptions.announcer = nullptr;
+    environment.settings.server.ports = {0};
+    environment.settings.server.announcer = nullptr;
     std::atomic<int> checks = 0;
     std::string checkedKey;
-    environment.checkKey = [&](const CompanionCore::PairedDevice& device) {
+    environment.settings.checkKey = [&](const CompanionCore::PairedDevice& device) {
         checkedKey = device.blob;
         ++checks;
         return refusedReport();
@@ -601,15 +604,15 @@ TEST(CompanionModelQuitTest, QuittingNeverWaitsForAPendingAdministratorDialog) {
     auto actions = std::make_shared<Companion::LinuxSystemActions>(
         std::make_shared<Companion::QtProcessRunner>(), std::move(options));
 
-    CompanionModel::Environment environment;
-    environment.systemActions = actions;
-    environment.searchPaths = std::vector<std::string>{bin.path().string()};
-    environment.hostName = [] { return std::string("estudio"); };
-    environment.authorizedKeys = bin / "authorized_keys";
-    environment.serverOptions.logFile = bin / "companion.log";
-    environment.notifier.runner = std::make_shared<TestSupport::FakeProcessRunner>();
-    environment.notifier.notifications = std::make_shared<TestSupport::FakeNotificationCentre>();
-    auto model = std::make_unique<CompanionModel>(std::move(environment));
+    TestSupport::ModelParts environment;
+    environment.host.systemActions = actions;
+    environment.host.searchPaths = std::vector<std::string>{bin.path().string()};
+    environment.host.hostName = [] { return std::string("estudio"); };
+    environment.host.authorizedKeys = bin / "authorized_keys";
+    environment.settings.server.logFile = bin / "companion.log";
+    environment.settings.notifier.runner = std::make_shared<TestSupport::FakeProcessRunner>();
+    environment.settings.notifier.notifications = std::make_shared<TestSupport::FakeNotificationCentre>();
+    auto model = TestSupport::makeModel(std::move(environment));
     model->enableRemoteLogin();
     ASSERT_TRUE(TestSupport::pollUntil([&] { return std::filesystem::exists(asked); }));
 
@@ -666,21 +669,21 @@ TEST_F(CompanionModelTest, TurningTheSshServerOnWhileItsDialogIsOpenAsksOnce) {
     options.socketTables = std::vector<std::filesystem::path>{bin / "tcp"};
     options.unitDirectories = std::vector<std::filesystem::path>{bin.path()};
     auto environment = this->environment();
-    environment.systemActions = std::make_shared<Companion::LinuxSystemActions>(
+    environment.host.systemActions = std::make_shared<Companion::LinuxSystemActions>(
         std::make_shared<Companion::QtProcessRunner>(), std::move(options));
     auto model = refreshedModel(std::move(environment));
 
     model->enableRemoteLogin();
     model->enableRemoteLogin();
     EXPECT_TRUE(model->remoteLoginPending());
-    const auto checks = Companion::Readiness::checks(*model);
+    const auto checks = model->checks();
     EXPECT_TRUE(checks.front().busy);
     ASSERT_TRUE(TestSupport::pollUntil([&] { return std::filesystem::exists(asked); }));
     TestSupport::writeFile(answer, "");
     ASSERT_TRUE(QTest::qWaitFor([&] { return !model->remoteLoginPending(); }, generousWait));
     EXPECT_TRUE(refreshAndWait(*model));
     EXPECT_EQ(TestSupport::readFile(asked), "x\n");
-    EXPECT_FALSE(Companion::Readiness::checks(*model).front().busy);
+    EXPECT_FALSE(model->checks().front().busy);
 }
 
 } // namespace

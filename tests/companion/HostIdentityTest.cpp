@@ -1,4 +1,5 @@
 #include "Companion/HostIdentity.h"
+#include "Companion/Host.h"
 
 #include "support/FakeProcessRunner.h"
 #include "support/TemporaryDirectory.h"
@@ -81,20 +82,21 @@ TEST(HostIdentityTest, WithoutAPrettyNameTheHeaderShowsTheFirstLabelOfTheHostNam
     if (std::ifstream(std::filesystem::path("/etc/machine-info")).good()) {
         GTEST_SKIP() << "this machine has /etc/machine-info, whose pretty name would win";
     }
-    EXPECT_EQ(HostIdentity::computerName("box.example.org"), "box");
+    TestSupport::FakeProcessRunner runner;
+    EXPECT_EQ(HostIdentity::computerName("box.example.org", runner), "box");
 }
 
 TEST(HostIdentityTest, TheUserIsTheEffectiveUsersLoginName) {
     const passwd* entry = ::getpwuid(::geteuid());
     ASSERT_NE(entry, nullptr);
     EXPECT_EQ(HostIdentity::userName(), entry->pw_name);
-    EXPECT_EQ(HostIdentity::identity().user, entry->pw_name);
+    EXPECT_EQ(Companion::Host::system().identity().user, entry->pw_name);
 }
 
 TEST(HostIdentityTest, TheSystemRecordStartsWithTheLocalHostName) {
-    const auto identity = HostIdentity::identity();
+    const auto identity = Companion::Host::system().identity();
     ASSERT_FALSE(identity.hosts.empty());
-    EXPECT_EQ(identity.hosts.front(), HostIdentity::localHostName());
+    EXPECT_EQ(identity.hosts.front(), HostIdentity::announcedHostName(HostIdentity::hostName()));
     EXPECT_FALSE(identity.name.empty());
 }
 

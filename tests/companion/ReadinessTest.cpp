@@ -14,6 +14,8 @@ using TestSupport::writeScript;
 
 namespace {
 
+using Item = ReadinessCheck::Item;
+
 class ReadinessTest : public ::testing::Test {
 protected:
     ReadinessTest()
@@ -21,7 +23,7 @@ protected:
 
     std::vector<ReadinessCheck> checks() {
         m_model = TestSupport::refreshedModel(m_actions, m_tools.path());
-        return Companion::Readiness::checks(*m_model);
+        return m_model->checks();
     }
 
     QString toolPath(const char* name) const { return QString::fromStdString((m_tools / name).string()); }
@@ -34,15 +36,16 @@ protected:
 } // namespace
 
 TEST_F(ReadinessTest, ANewComputerNeedsEveryRepair) {
-    EXPECT_EQ(
-        checks(),
-        (std::vector<ReadinessCheck>{
-            {false, "Inicio de sesión remoto (SSH)", "desactivado", "Activar…", Action::enableRemoteLogin},
-            {false, "mosh-server", "no instalado", "Instalar con Homebrew", Action::installTools},
-            {false, "tmux", "no instalado", "Instalar con Homebrew", Action::installTools},
-            {false, "Drozak", "no instalado · fuera de casa hace falta", "Descargar Drozak",
-             Action::connectDrozak},
-        }));
+    EXPECT_EQ(checks(),
+              (std::vector<ReadinessCheck>{
+                  {Item::sshServer, false, "Inicio de sesión remoto (SSH)", "desactivado", "Activar…",
+                   Action::enableRemoteLogin},
+                  {Item::moshServer, false, "mosh-server", "no instalado", "Instalar con Homebrew",
+                   Action::installTools},
+                  {Item::tmux, false, "tmux", "no instalado", "Instalar con Homebrew", Action::installTools},
+                  {Item::drozak, false, "Drozak", "no instalado · fuera de casa hace falta",
+                   "Descargar Drozak", Action::connectDrozak},
+              }));
 }
 
 TEST_F(ReadinessTest, AReadyComputerOffersNoRepair) {
@@ -50,21 +53,22 @@ TEST_F(ReadinessTest, AReadyComputerOffersNoRepair) {
     writeScript(m_tools / "mosh-server", "exit 0");
     writeScript(m_tools / "tmux", "exit 0");
     writeScript(m_tools / "drozak", "echo '{\"connected\": true, \"ip\": \"100.101.2.3\"}'");
-    EXPECT_EQ(
-        checks(),
-        (std::vector<ReadinessCheck>{
-            {true, "Inicio de sesión remoto (SSH)", "activado", std::nullopt, Action::enableRemoteLogin},
-            {true, "mosh-server", toolPath("mosh-server"), std::nullopt, Action::installTools},
-            {true, "tmux", toolPath("tmux"), std::nullopt, Action::installTools},
-            {true, "Drozak", "conectado · 100.101.2.3", std::nullopt, Action::connectDrozak},
-        }));
+    EXPECT_EQ(checks(), (std::vector<ReadinessCheck>{
+                            {Item::sshServer, true, "Inicio de sesión remoto (SSH)", "activado", std::nullopt,
+                             Action::enableRemoteLogin},
+                            {Item::moshServer, true, "mosh-server", toolPath("mosh-server"), std::nullopt,
+                             Action::installTools},
+                            {Item::tmux, true, "tmux", toolPath("tmux"), std::nullopt, Action::installTools},
+                            {Item::drozak, true, "Drozak", "conectado · 100.101.2.3", std::nullopt,
+                             Action::connectDrozak},
+                        }));
 }
 
 TEST_F(ReadinessTest, TheRelayRowSaysWhyItIsNotConnected) {
     writeScript(m_tools / "drozak",
                 "echo '{\"connected\": false, \"state_detail\": \"Necesita iniciar sesión\"}'");
-    EXPECT_EQ(checks().back(), (ReadinessCheck{false, "Drozak", "Necesita iniciar sesión", "Conectar",
-                                               Action::connectDrozak}));
+    EXPECT_EQ(checks().back(), (ReadinessCheck{Item::drozak, false, "Drozak", "Necesita iniciar sesión",
+                                               "Conectar", Action::connectDrozak}));
     writeScript(m_tools / "drozak", "echo '{\"connected\": false}'");
     EXPECT_EQ(checks().back().detail, "instalado, sin conexión");
 }
@@ -80,15 +84,15 @@ TEST_F(ReadinessTest, OnLinuxWithoutAnSshServerTheRowOffersToInstallItInATermina
     m_actions->setSshServerInstalled(false);
     m_actions->setInstallCommand("sudo apt install");
     const auto row = checks().front();
-    EXPECT_EQ(row, (ReadinessCheck{false, "Servidor SSH", "no instalado", "Instalar con apt",
+    EXPECT_EQ(row, (ReadinessCheck{Item::sshServer, false, "Servidor SSH", "no instalado", "Instalar con apt",
                                    Action::installSshServer}));
-    Companion::Readiness::perform(*m_model, row.action);
+    m_model->perform(row.action);
     EXPECT_EQ(m_actions->terminalCommands(), std::vector<std::string>{"sudo apt install openssh-server"});
     EXPECT_TRUE(m_actions->remoteLoginRequests().empty());
 }
 
 TEST_F(ReadinessTest, OnLinuxAnInstalledServerThatIsOffOffersToTurnItOn) {
     m_actions->setWording(Companion::Wording::linuxSystem);
-    EXPECT_EQ(checks().front(),
-              (ReadinessCheck{false, "Servidor SSH", "desactivado", "Activar…", Action::enableRemoteLogin}));
+    EXPECT_EQ(checks().front(), (ReadinessCheck{Item::sshServer, false, "Servidor SSH", "desactivado",
+                                                "Activar…", Action::enableRemoteLogin}));
 }

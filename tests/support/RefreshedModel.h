@@ -5,6 +5,7 @@
 #include "support/FakeNotificationCentre.h"
 #include "support/FakeProcessRunner.h"
 #include "support/FakeSystemActions.h"
+#include "support/ModelParts.h"
 #include "support/Patience.h"
 
 #include <QSignalSpy>
@@ -20,15 +21,15 @@ namespace TestSupport {
 /// key and log files), once its first refresh has published every field.
 inline std::unique_ptr<Companion::CompanionModel>
 refreshedModel(std::shared_ptr<Companion::SystemActions> actions, const std::filesystem::path& tools) {
-    Companion::CompanionModel::Environment environment;
-    environment.systemActions = std::move(actions);
-    environment.searchPaths = std::vector<std::string>{tools.string()};
-    environment.hostName = [] { return std::string("studio"); };
-    environment.authorizedKeys = tools / "authorized_keys";
-    environment.serverOptions.logFile = tools / "companion.log";
-    environment.notifier.runner = std::make_shared<FakeProcessRunner>();
-    environment.notifier.notifications = std::make_shared<FakeNotificationCentre>();
-    auto model = std::make_unique<Companion::CompanionModel>(std::move(environment));
+    TestSupport::ModelParts environment;
+    environment.host.systemActions = std::move(actions);
+    environment.host.searchPaths = std::vector<std::string>{tools.string()};
+    environment.host.hostName = [] { return std::string("studio"); };
+    environment.host.authorizedKeys = tools / "authorized_keys";
+    environment.settings.server.logFile = tools / "companion.log";
+    environment.settings.notifier.runner = std::make_shared<FakeProcessRunner>();
+    environment.settings.notifier.notifications = std::make_shared<FakeNotificationCentre>();
+    auto model = TestSupport::makeModel(std::move(environment));
     QSignalSpy refreshed(model.get(), &Companion::CompanionModel::refreshed);
     EXPECT_TRUE(refreshed.wait(generousMilliseconds));
     return model;

@@ -45,50 +45,39 @@ std::shared_ptr<Companion::SystemActions> PanelWorld::linuxActions() {
     return std::make_shared<Companion::LinuxSystemActions>(actionsRunner, std::move(options));
 }
 
-Companion::CompanionModel::Environment PanelWorld::environment() {
-    Companion::CompanionModel::Environment environment;
-    environment.systemActions = platformActions ? platformActions : actions;
-    environment.isExecutable = [files = executables](const std::string& path) {
+TestSupport::ModelParts PanelWorld::environment() {
+    TestSupport::ModelParts environment;
+    environment.host.systemActions = platformActions ? platformActions : actions;
+    environment.host.isExecutable = [files = executables](const std::string& path) {
         return files->contains(path);
     };
-    environment.searchPaths = std::vector<std::string>{longPrefix, systemBin};
-    environment.hostName = [] { return std::string(host); };
-    environment.userName = [] { return std::string(user); };
-    environment.computerName = [] { return std::string(computer); };
-    environment.authorizedKeys = home.path() / ".ssh" / "authorized_keys";
-    environment.serverOptions.ports = ports;
-    environment.serverOptions.listenAddress = QHostAddress::LocalHost;
-    environment.serverOptions.logFile = logFile.empty() ? home.path() / "nuvexa-companion.log" : logFile;
-    environment.serverOptions.announcer = [this] {
+    environment.host.searchPaths = std::vector<std::string>{longPrefix, systemBin};
+    environment.host.hostName = [] { return std::string(host); };
+    environment.host.userName = [] { return std::string(user); };
+    environment.host.computerName = [] { return std::string(computer); };
+    environment.host.authorizedKeys = home.path() / ".ssh" / "authorized_keys";
+    environment.settings.server.ports = ports;
+    environment.settings.server.listenAddress = QHostAddress::LocalHost;
+    environment.settings.server.logFile = logFile.empty() ? home.path() / "nuvexa-companion.log" : logFile;
+    environment.settings.server.announcer = [this] {
         auto record = std::make_shared<FakeAnnouncer::Record>();
         announcers.push_back(record);
         return std::make_unique<FakeAnnouncer>(record);
     };
-    environment.notifier.clock = clock.function();
-    environment.notifier.locateTmux = [files = executables]() -> std::optional<std::string> {
+    environment.settings.notifier.clock = clock.function();
+    environment.settings.notifier.locateTmux = [files = executables]() -> std::optional<std::string> {
         const std::string tmux = std::string(systemBin) + "/tmux";
         return files->contains(tmux) ? std::optional<std::string>(tmux) : std::nullopt;
     };
-    environment.notifier.pollInterval = std::chrono::milliseconds(1);
-    environment.notifier.runner = tmuxRunner;
-    environment.notifier.notifications = notifications;
-    environment.checkKey = keyCheck;
+    environment.settings.notifier.pollInterval = std::chrono::milliseconds(1);
+    environment.settings.notifier.runner = tmuxRunner;
+    environment.settings.notifier.notifications = notifications;
+    environment.settings.checkKey = keyCheck;
     return environment;
 }
 
 CompanionApp::ContentView::Options PanelWorld::panelOptions() {
     CompanionApp::ContentView::Options options;
-    options.locate = [files = executables](std::string_view name) -> std::optional<std::string> {
-        for (const char* directory : {longPrefix, systemBin}) {
-            const std::string path = std::string(directory) + "/" + std::string(name);
-            if (files->contains(path)) {
-                return path;
-            }
-        }
-        return std::nullopt;
-    };
-    options.computerName = [] { return std::string(computer); };
-    options.userName = [] { return std::string(user); };
     options.openUrl = [this](const QUrl& url) {
         openedFiles.push_back(url);
         return true;
@@ -107,7 +96,7 @@ CompanionApp::ContentView::Options PanelWorld::panelOptions() {
 }
 
 void PanelWorld::build() {
-    m_model = std::make_unique<Companion::CompanionModel>(environment());
+    m_model = TestSupport::makeModel(environment());
     // Published results are queued to this thread, so no refresh can be missed before this spy.
     m_refreshes = std::make_unique<QSignalSpy>(m_model.get(), &Companion::CompanionModel::refreshed);
     m_polls = std::make_unique<QSignalSpy>(&m_model->tmuxNotifier(), &Companion::TmuxNotifier::polled);

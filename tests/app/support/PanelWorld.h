@@ -8,6 +8,7 @@
 #include "support/FakeNotificationCentre.h"
 #include "support/FakeProcessRunner.h"
 #include "support/FakeSystemActions.h"
+#include "support/ModelParts.h"
 #include "support/Patience.h"
 #include "support/TemporaryDirectory.h"
 
@@ -110,7 +111,7 @@ public:
     std::shared_ptr<Companion::SystemActions> linuxActions();
 
     /// The fake surroundings of a model, for a test that builds its own.
-    Companion::CompanionModel::Environment environment();
+    TestSupport::ModelParts environment();
     /// The fake surroundings of a panel, recording what it opens and whether it quits.
     CompanionApp::ContentView::Options panelOptions();
 

@@ -108,8 +108,9 @@ protected:
         s_world = std::make_unique<PanelWorld>();
         // The pictures show the panel as a Linux user sees it.
         s_world->platformActions = s_world->linuxActions();
-        s_app = std::make_unique<CompanionApp::MenuBarApp>(CompanionApp::MenuBarApp::Options{
-            s_world->environment(), s_world->panelOptions(), [] { return s_now; }});
+        s_app = std::make_unique<CompanionApp::MenuBarApp>(
+            CompanionApp::MenuBarApp::Options{s_world->environment().host, s_world->environment().settings,
+                                              s_world->panelOptions(), [] { return s_now; }});
     }
 
     static void TearDownTestSuite() {

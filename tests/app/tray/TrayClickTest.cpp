@@ -46,8 +46,8 @@ protected:
     // and a click aimed at a new icon during that would land elsewhere.
     static void SetUpTestSuite() {
         s_world = std::make_unique<PanelWorld>();
-        s_app = std::make_unique<CompanionApp::MenuBarApp>(
-            CompanionApp::MenuBarApp::Options{s_world->environment(), s_world->panelOptions()});
+        s_app = std::make_unique<CompanionApp::MenuBarApp>(CompanionApp::MenuBarApp::Options{
+            s_world->environment().host, s_world->environment().settings, s_world->panelOptions()});
     }
 
     static void TearDownTestSuite() {
