@@ -307,7 +307,11 @@ void CompanionModel::publish(std::function<void(CompanionModel&)> change) {
 }
 
 void CompanionModel::setFacts(ReadinessFacts facts) {
+    if (facts == m_facts) {
+        return;
+    }
     ReadinessFacts before = std::exchange(m_facts, std::move(facts));
+    emit readinessChanged();
     if (m_facts.remoteLogin != before.remoteLogin) {
         emit remoteLoginChanged(m_facts.remoteLogin);
     }

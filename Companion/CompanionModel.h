@@ -153,6 +153,8 @@ public:
     CompanionCore::PairingHandler::Identity identity() const { return m_host.identity(); }
 
 signals:
+    /// Some fact of `readiness` changed; the field's own signal follows.
+    void readinessChanged();
     void remoteLoginChanged(bool on);
     void sshServerInstalledChanged(bool installed);
     /// `remoteLoginPending` or `drozakConnectPending` changed.

@@ -6,10 +6,7 @@
 namespace Companion {
 
 Host Host::system() {
-    Host host;
-    host.runner = std::make_shared<QtProcessRunner>();
-    host.systemActions = makeSystemActions(host.runner);
-    return std::move(host).completed();
+    return Host{}.completed();
 }
 
 Host Host::completed() && {

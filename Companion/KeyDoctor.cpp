@@ -2,9 +2,9 @@
 
 #include "Companion/HostIdentity.h"
 #include "Companion/LocalizedFormat.h"
+#include "Companion/PairedPhones.h"
 #include "Companion/SystemActions.h"
 #include "Companion/Text.h"
-#include "CompanionCore/AuthorizedKeys.h"
 #include "CompanionCore/KeyFileSession.h"
 #include "CompanionCore/PairedDevices.h"
 #include "CompanionCore/server/AnnouncementProbe.h"
@@ -177,8 +177,8 @@ Report examine(const Options& options, const std::optional<CompanionCore::Paired
 
 std::vector<Report> examineAll(const Options& options, ProcessRunner& runner) {
     // A file that cannot be read lists no phone; the diagnosis of each report names why.
-    const auto content = CompanionCore::AuthorizedKeys::read(options.authorizedKeys);
-    const auto listing = CompanionCore::PairedDevices::list(content ? *content : std::string());
+    const auto read = PairedPhones(options.authorizedKeys).list();
+    const auto listing = read ? *read : CompanionCore::PairedDevices::Listing{};
     // The server's settings and the host checks (a DNS-SD probe among them) are asked once for all keys.
     const auto host = hostFindings(options, runner);
     std::vector<Report> reports;

@@ -31,8 +31,20 @@ struct ReadinessCheck {
 
     bool operator==(const ReadinessCheck&) const = default;
 
-    /// "sshServer", "moshServer", "tmux", "drozak".
-    static std::string_view key(Item item);
+    /// The item's stable key in machine-readable output.
+    static constexpr std::string_view key(Item item) {
+        switch (item) {
+        case Item::sshServer:
+            return "sshServer";
+        case Item::moshServer:
+            return "moshServer";
+        case Item::tmux:
+            return "tmux";
+        case Item::drozak:
+            return "drozak";
+        }
+        return {};
+    }
 };
 
 } // namespace Companion

@@ -193,14 +193,8 @@ QFrame* ContentView::divider() {
 
 void ContentView::connectObserved() {
     const auto rerender = [this] { render(); };
-    connect(&m_model, &Companion::CompanionModel::remoteLoginChanged, this, rerender);
-    connect(&m_model, &Companion::CompanionModel::sshServerInstalledChanged, this, rerender);
+    connect(&m_model, &Companion::CompanionModel::readinessChanged, this, rerender);
     connect(&m_model, &Companion::CompanionModel::pendingChanged, this, rerender);
-    connect(&m_model, &Companion::CompanionModel::moshPathChanged, this, rerender);
-    connect(&m_model, &Companion::CompanionModel::tmuxPathChanged, this, rerender);
-    connect(&m_model, &Companion::CompanionModel::addressesChanged, this, rerender);
-    connect(&m_model, &Companion::CompanionModel::drozakPathChanged, this, rerender);
-    connect(&m_model, &Companion::CompanionModel::drozakStatusChanged, this, rerender);
     connect(&m_model, &Companion::CompanionModel::lastErrorChanged, this, rerender);
     connect(&m_model, &Companion::CompanionModel::pairedPhonesChanged, this, rerender);
     auto& pairing = m_model.pairing();
