@@ -2,7 +2,7 @@
 
 #include "Companion/CompanionModel.h"
 #include "Companion/LocalizedFormat.h"
-#include "Companion/Text.h"
+#include "Companion/PlatformWords.h"
 
 #include <QCoreApplication>
 
@@ -12,54 +12,36 @@ namespace {
 
 using Action = ReadinessCheck::Action;
 
-constexpr Text::TranslationContext translate{"Readiness"};
+/// This file's texts, in the catalogue's "Readiness" context.
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(Readiness)
+};
 
 QString fromStd(const std::string& text) {
     return QString::fromStdString(text);
 }
 
-QString sshServerTitle(Wording wording) {
-    switch (wording) {
-    case Wording::macos:
-        return translate("Inicio de sesión remoto (SSH)");
-    case Wording::linuxSystem:
-        return translate("Servidor SSH");
-    }
-    return {};
-}
-
 QString installTitle(const SystemActions& actions) {
-    switch (actions.wording()) {
-    case Wording::macos:
-        return translate("Instalar con Homebrew");
-    case Wording::linuxSystem:
-        if (const auto manager = actions.packageManagerName()) {
-            //: the package manager: apt, dnf, pacman, zypper
-            return LocalizedFormat::fill(translate("Instalar con %@"), {fromStd(*manager)});
-        }
-        // The button then says which package managers it looked for.
-        return translate("Instalar…");
-    }
-    return {};
+    return PlatformWords::installTitle(actions.wording(), actions.packageManagerName());
 }
 
 ReadinessCheck remoteLoginCheck(const CompanionModel& model) {
     const bool on = model.remoteLogin();
     if (!on && !model.sshServerInstalled()) {
-        return {false, sshServerTitle(model.systemActions().wording()), translate("no instalado"),
-                installTitle(model.systemActions()), Action::installSshServer};
+        return {false, PlatformWords::sshServerTitle(model.systemActions().wording()),
+                Texts::tr("no instalado"), installTitle(model.systemActions()), Action::installSshServer};
     }
     return {on,
-            sshServerTitle(model.systemActions().wording()),
-            on ? translate("activado") : translate("desactivado"),
-            on ? std::nullopt : std::optional(translate("Activar…")),
+            PlatformWords::sshServerTitle(model.systemActions().wording()),
+            on ? Texts::tr("activado") : Texts::tr("desactivado"),
+            on ? std::nullopt : std::optional(Texts::tr("Activar…")),
             Action::enableRemoteLogin,
             model.remoteLoginPending()};
 }
 
 ReadinessCheck toolCheck(const CompanionModel& model, const char* name,
                          const std::optional<std::string>& path) {
-    return {path.has_value(), QString::fromLatin1(name), path ? fromStd(*path) : translate("no instalado"),
+    return {path.has_value(), QString::fromLatin1(name), path ? fromStd(*path) : Texts::tr("no instalado"),
             path ? std::nullopt : std::optional(installTitle(model.systemActions())), Action::installTools};
 }
 
@@ -69,17 +51,18 @@ ReadinessCheck drozakCheck(const CompanionModel& model) {
     const auto& status = model.drozakStatus();
     if (mesh) {
         check.ok = true;
-        check.detail = LocalizedFormat::fill(translate("conectado · %@"), {fromStd(*mesh)});
+        //: mesh address
+        check.detail = LocalizedFormat::fill(Texts::tr("conectado · %@"), {fromStd(*mesh)});
         if (status && status->relayConnected.value_or(false)) {
-            check.detail += translate(" · por relé");
+            check.detail += Texts::tr(" · por relé");
         }
     } else if (!model.drozakPath()) {
-        check.detail = translate("no instalado · fuera de casa hace falta");
-        check.actionTitle = translate("Descargar Drozak");
+        check.detail = Texts::tr("no instalado · fuera de casa hace falta");
+        check.actionTitle = Texts::tr("Descargar Drozak");
     } else {
         const bool hasDetail = status && status->stateDetail && !status->stateDetail->empty();
-        check.detail = hasDetail ? fromStd(*status->stateDetail) : translate("instalado, sin conexión");
-        check.actionTitle = translate("Conectar");
+        check.detail = hasDetail ? fromStd(*status->stateDetail) : Texts::tr("instalado, sin conexión");
+        check.actionTitle = Texts::tr("Conectar");
         check.busy = model.drozakConnectPending();
     }
     return check;

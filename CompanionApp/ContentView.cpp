@@ -10,6 +10,7 @@
 
 #include "Companion/CompanionModel.h"
 #include "Companion/HostIdentity.h"
+#include "Companion/PlatformWords.h"
 #include "Companion/Readiness.h"
 #include "CompanionCore/Tools.h"
 #include "CompanionCore/server/EventLog.h"
@@ -317,18 +318,7 @@ void ContentView::renderHeader() {
     }
     m_addresses->setVisible(!addresses.empty());
 
-    switch (m_model.systemActions().wording()) {
-    case Companion::Wording::macos:
-        m_homeOnlyNote->setText(
-            tr("Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en el Mac y en "
-               "el iPhone; entonces aparecerá aquí la dirección de malla."));
-        break;
-    case Companion::Wording::linuxSystem:
-        m_homeOnlyNote->setText(
-            tr("Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en este ordenador y "
-               "en el iPhone; entonces aparecerá aquí la dirección de malla."));
-        break;
-    }
+    m_homeOnlyNote->setText(Companion::PlatformWords::homeOnlyNote(m_model.systemActions().wording()));
     m_homeOnlyNote->setVisible(!m_model.hasMeshAddress());
 }
 
@@ -342,14 +332,7 @@ void ContentView::renderChecks() {
              [this, action = check.action] { Companion::Readiness::perform(m_model, action); }, check.busy});
     }
 
-    switch (m_model.systemActions().wording()) {
-    case Companion::Wording::macos:
-        m_keepAwakeSwitch->setText(tr("Mantener el Mac despierto"));
-        break;
-    case Companion::Wording::linuxSystem:
-        m_keepAwakeSwitch->setText(tr("Mantener el ordenador despierto"));
-        break;
-    }
+    m_keepAwakeSwitch->setText(Companion::PlatformWords::keepAwakeTitle(m_model.systemActions().wording()));
     {
         const QSignalBlocker blocker(m_keepAwakeSwitch);
         m_keepAwakeSwitch->setChecked(m_model.keepAwake().enabled());

@@ -4,11 +4,11 @@
 
 #include "Companion/HostIdentity.h"
 #include "Companion/LocalizedFormat.h"
-#include "Companion/Text.h"
 #include "CompanionCore/AuthorizedKeys.h"
 #include "CompanionCore/PairedDevices.h"
 
 #include <QCommandLineParser>
+#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -27,11 +27,14 @@ namespace {
 using CompanionCore::PairedDevice;
 namespace PairedDevices = CompanionCore::PairedDevices;
 
-constexpr Companion::Text::TranslationContext translate{"DevicesCommand"};
+/// This file's texts, in the catalogue's "DevicesCommand" context.
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(DevicesCommand)
+};
 
 /// A translated format with its placeholders filled, for the terminal.
-std::string filled(const char* format, const QStringList& arguments) {
-    return Companion::LocalizedFormat::fill(translate(format), arguments).toStdString();
+std::string filled(const QString& format, const QStringList& arguments) {
+    return Companion::LocalizedFormat::fill(format, arguments).toStdString();
 }
 
 QString text(const std::string& value) {
@@ -59,16 +62,25 @@ std::filesystem::path keysFile(const QCommandLineParser& parser) {
                : Companion::HostIdentity::authorizedKeysFile();
 }
 
-/// "iPhone de Ana  ED25519  SHA256:…  línea 3  (anterior)"
-std::string describe(const PairedDevice& device) {
+/// "línea 3", in the run's language.
+QString lineLabel(int number) {
+    return Companion::LocalizedFormat::fill(Texts::tr("línea %d"), {QString::number(number)});
+}
+
+/// "SHA256:…  línea 3  (anterior)": what follows a phone's name and key type.
+QString keyDetails(const PairedDevice& device) {
     const auto fingerprint = PairedDevices::fingerprintOf(device);
-    std::string line = device.name + "  " + device.keyType + "  " +
-                       (fingerprint ? *fingerprint : translate("(llave inutilizable)").toStdString()) + "  " +
-                       filled("línea %d", {QString::number(device.lineNumber)});
+    QString details = (fingerprint ? text(*fingerprint) : Texts::tr("(llave inutilizable)")) + "  " +
+                      lineLabel(device.lineNumber);
     if (device.older) {
-        line += "  " + translate("(anterior)").toStdString();
+        details += "  " + Texts::tr("(anterior)");
     }
-    return line;
+    return details;
+}
+
+/// "iPhone de Ana  ED25519  SHA256:…  línea 3  (anterior)"; the name as the file has it, byte for byte.
+std::string describe(const PairedDevice& device) {
+    return device.name + "  " + device.keyType + "  " + keyDetails(device).toStdString();
 }
 
 /// Parses the command's own options; a usage message (and nothing) when they are wrong.
@@ -93,13 +105,13 @@ bool confirmed(const std::string& question) {
         return false;
     }
     //: the answers that mean yes to the [s/N] question, separated by commas
-    const QStringList yes = translate("s,sí,si").split(u',');
+    const QStringList yes = Texts::tr("s,sí,si").split(u',');
     return yes.contains(QString::fromStdString(answer).trimmed().toLower());
 }
 
 /// "línea 2: restrict ssh-ed25519 … backup"
 std::string describe(const CompanionCore::KeyLine& line) {
-    return filled("línea %d", {QString::number(line.lineNumber)}) + ": " + line.excerpt;
+    return lineLabel(line.lineNumber).toStdString() + ": " + line.excerpt;
 }
 
 } // namespace
@@ -117,7 +129,8 @@ int runDevices(const QStringList& arguments) {
         return devicesDoneExit;
     }
     if (!parser.positionalArguments().isEmpty()) {
-        return complain("devices", filled("argumento inesperado %@", {parser.positionalArguments().first()}),
+        return complain("devices",
+                        filled(Texts::tr("argumento inesperado %@"), {parser.positionalArguments().first()}),
                         devicesUsageExit);
     }
     const auto content = CompanionCore::AuthorizedKeys::read(keysFile(parser));
@@ -144,13 +157,14 @@ int runDevices(const QStringList& arguments) {
         return devicesDoneExit;
     }
     if (listing.devices.empty()) {
-        say(translate("No hay ningún teléfono emparejado.").toStdString());
+        say(Texts::tr("No hay ningún teléfono emparejado.").toStdString());
     }
     for (const auto& device : listing.devices) {
         say(describe(device));
     }
     if (listing.otherKeys > 0) {
-        say(filled(listing.otherKeys == 1 ? "%d llave más en el archivo." : "%d llaves más en el archivo.",
+        say(filled(listing.otherKeys == 1 ? Texts::tr("%d llave más en el archivo.")
+                                          : Texts::tr("%d llaves más en el archivo."),
                    {QString::number(listing.otherKeys)}));
     }
     return devicesDoneExit;
@@ -179,7 +193,7 @@ int runRevoke(const QStringList& arguments) {
         return devicesDoneExit;
     }
     if (parser.positionalArguments().size() != 1) {
-        return complain("revoke", translate("nombra un teléfono, por su nombre o su huella").toStdString(),
+        return complain("revoke", Texts::tr("nombra un teléfono, por su nombre o su huella").toStdString(),
                         devicesUsageExit);
     }
     const std::string query = parser.positionalArguments().first().toStdString();
@@ -192,13 +206,14 @@ int runRevoke(const QStringList& arguments) {
         const std::string& before = *content;
         const auto found = PairedDevices::matching(PairedDevices::list(before), query);
         if (found.empty()) {
-            return complain(
-                "revoke", filled("ningún teléfono emparejado se llama %@ ni tiene esa huella", {text(query)}),
-                devicesRefusedExit);
+            return complain("revoke",
+                            filled(Texts::tr("ningún teléfono emparejado se llama %@ ni tiene esa huella"),
+                                   {text(query)}),
+                            devicesRefusedExit);
         }
         if (found.size() > 1) {
             complain("revoke",
-                     filled("%@ nombra %d llaves; revoca una por su huella:",
+                     filled(Texts::tr("%@ nombra %d llaves; revoca una por su huella:"),
                             {text(query), QString::number(found.size())}),
                      devicesRefusedExit);
             for (const auto& device : found) {
@@ -213,28 +228,30 @@ int runRevoke(const QStringList& arguments) {
         if (!others.empty() && !everyLine && parser.isSet(yes)) {
             // Removing only the phone's line would leave it able to log in, and would take away the
             // name a second run with --every-line needs: a script gets all or nothing.
-            complain("revoke",
-                     filled("la llave de %@ también está en estas otras líneas del archivo; no se ha "
-                            "revocado nada:",
-                            {text(device.name)}),
-                     devicesRefusedExit);
+            complain(
+                "revoke",
+                filled(Texts::tr("la llave de %@ también está en estas otras líneas del archivo; no se ha "
+                                 "revocado nada:"),
+                       {text(device.name)}),
+                devicesRefusedExit);
             for (const auto& line : others) {
                 std::fprintf(stderr, "  %s\n", describe(line).c_str());
             }
-            return complain(
-                "revoke",
-                filled("añade --every-line para quitarlas también y revocar %@", {text(device.name)}),
-                devicesRefusedExit);
+            return complain("revoke",
+                            filled(Texts::tr("añade --every-line para quitarlas también y revocar %@"),
+                                   {text(device.name)}),
+                            devicesRefusedExit);
         }
         if (!parser.isSet(yes)) {
             if (::isatty(STDIN_FILENO) == 0) {
-                return complain("revoke",
-                                filled("no hay terminal donde preguntar; añade --yes para revocar %@",
-                                       {text(device.name)}),
-                                devicesRefusedExit);
+                return complain(
+                    "revoke",
+                    filled(Texts::tr("no hay terminal donde preguntar; añade --yes para revocar %@"),
+                           {text(device.name)}),
+                    devicesRefusedExit);
             }
             if (!others.empty()) {
-                say(filled("La llave de %@ también está en estas otras líneas del archivo:",
+                say(filled(Texts::tr("La llave de %@ también está en estas otras líneas del archivo:"),
                            {text(device.name)}));
                 for (const auto& line : others) {
                     say("  " + describe(line));
@@ -242,23 +259,24 @@ int runRevoke(const QStringList& arguments) {
             }
             std::string question;
             if (others.empty()) {
-                question = filled("¿Revocar %@ (%@)? Ya no podrá iniciar sesión. [s/N] ",
+                question = filled(Texts::tr("¿Revocar %@ (%@)? Ya no podrá iniciar sesión. [s/N] "),
                                   {text(device.name), fingerprint});
             } else if (everyLine) {
-                question = filled("¿Revocar %@ (%@) y quitar también esas líneas? Ya no podrá iniciar "
-                                  "sesión. [s/N] ",
-                                  {text(device.name), fingerprint});
+                question =
+                    filled(Texts::tr("¿Revocar %@ (%@) y quitar también esas líneas? Ya no podrá iniciar "
+                                     "sesión. [s/N] "),
+                           {text(device.name), fingerprint});
             } else {
-                question = filled("¿Revocar %@ (%@)? [s/N] ", {text(device.name), fingerprint});
+                question = filled(Texts::tr("¿Revocar %@ (%@)? [s/N] "), {text(device.name), fingerprint});
             }
             if (!confirmed(question)) {
-                say(translate("No se ha revocado nada.").toStdString());
+                say(Texts::tr("No se ha revocado nada.").toStdString());
                 return devicesRefusedExit;
             }
             if (!others.empty() && !everyLine) {
-                everyLine = confirmed(
-                    filled("¿Quitar también esas líneas? Si no, %@ podrá seguir iniciando sesión. [s/N] ",
-                           {text(device.name)}));
+                everyLine = confirmed(filled(
+                    Texts::tr("¿Quitar también esas líneas? Si no, %@ podrá seguir iniciando sesión. [s/N] "),
+                    {text(device.name)}));
             }
         }
         // The file may change between the question and the edit: what is left is judged on the text
@@ -271,16 +289,17 @@ int runRevoke(const QStringList& arguments) {
         });
         const auto left = PairedDevices::linesHolding(after, device.keyType, device.blob);
         if (!left.empty()) {
-            complain("revoke",
-                     filled("%@ aún puede iniciar sesión: su llave sigue en estas líneas del archivo:",
-                            {text(device.name)}),
-                     devicesRefusedExit);
+            complain(
+                "revoke",
+                filled(Texts::tr("%@ aún puede iniciar sesión: su llave sigue en estas líneas del archivo:"),
+                       {text(device.name)}),
+                devicesRefusedExit);
             for (const auto& line : left) {
                 std::fprintf(stderr, "  %s\n", describe(line).c_str());
             }
             return devicesRefusedExit;
         }
-        say(filled("%@ revocado: ya no puede iniciar sesión.", {text(device.name)}));
+        say(filled(Texts::tr("%@ revocado: ya no puede iniciar sesión."), {text(device.name)}));
         return devicesDoneExit;
     } catch (const std::system_error& error) {
         return complain("revoke", error.what(), devicesRefusedExit);

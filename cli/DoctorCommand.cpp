@@ -4,10 +4,11 @@
 
 #include "Companion/LocalizedFormat.h"
 #include "Companion/QtProcessRunner.h"
-#include "Companion/Text.h"
+#include "Companion/SystemActions.h"
 #include "CompanionCore/PairedDevices.h"
 
 #include <QCommandLineParser>
+#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -22,7 +23,10 @@ using Companion::KeyDoctor::Report;
 using CompanionCore::Obstacle;
 using CompanionCore::KeyCheck::Verdict;
 
-constexpr Companion::Text::TranslationContext translate{"DoctorCommand"};
+/// This file's texts, in the catalogue's "DoctorCommand" context.
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(DoctorCommand)
+};
 
 QString text(const std::string& value) {
     return QString::fromStdString(value);
@@ -99,11 +103,11 @@ QString causeDetail(Obstacle obstacle, const Report& report) {
 /// "Name (SHA256:…)", or a note that no phone is paired, or that the paired phones cannot be known.
 QString subjectLine(const Report& report) {
     if (!report.device && report.result.keyFileFailure) {
-        return translate("No se puede saber qué teléfonos están emparejados: comprobado lo que no necesita "
+        return Texts::tr("No se puede saber qué teléfonos están emparejados: comprobado lo que no necesita "
                          "llave.");
     }
     if (!report.device) {
-        return translate("No hay ningún teléfono emparejado: comprobado lo que no necesita llave.");
+        return Texts::tr("No hay ningún teléfono emparejado: comprobado lo que no necesita llave.");
     }
     const auto fingerprint = CompanionCore::PairedDevices::fingerprintOf(*report.device);
     return text(report.device->name) + QStringLiteral(" (") +
@@ -111,11 +115,11 @@ QString subjectLine(const Report& report) {
 }
 
 /// With no key the server is only reached, so "La llave funciona" would claim too much.
-QString verdictLine(const Report& report) {
+QString verdictLine(const Report& report, Companion::Wording wording) {
     if (!report.device && report.result.works()) {
-        return translate("El servidor SSH responde.");
+        return Texts::tr("El servidor SSH responde.");
     }
-    return Companion::KeyDoctor::verdict(report.result);
+    return Companion::KeyDoctor::verdict(report.result, wording);
 }
 
 bool allWork(const std::vector<Report>& reports) {
@@ -130,14 +134,14 @@ void write(const QString& output) {
 
 } // namespace
 
-QString doctorText(const std::vector<Report>& reports) {
+QString doctorText(const std::vector<Report>& reports, Companion::Wording wording) {
     QString output;
     for (const auto& report : reports) {
         output += subjectLine(report) + QStringLiteral("\n");
-        for (const auto& line : verdictLine(report).split(QLatin1Char('\n'))) {
+        for (const auto& line : verdictLine(report, wording).split(QLatin1Char('\n'))) {
             output += QStringLiteral("  ") + line + QStringLiteral("\n");
         }
-        if (const auto notes = Companion::KeyDoctor::notes(report.result); !notes.isEmpty()) {
+        if (const auto notes = Companion::KeyDoctor::notes(report.result, wording); !notes.isEmpty()) {
             for (const auto& line : notes.split(QLatin1Char('\n'))) {
                 output += QStringLiteral("  ") + line + QStringLiteral("\n");
             }
@@ -158,7 +162,7 @@ QString doctorText(const std::vector<Report>& reports) {
     return output;
 }
 
-QJsonObject doctorJson(const std::vector<Report>& reports) {
+QJsonObject doctorJson(const std::vector<Report>& reports, Companion::Wording wording) {
     QJsonArray keys;
     for (const auto& report : reports) {
         QJsonArray addresses;
@@ -169,10 +173,11 @@ QJsonObject doctorJson(const std::vector<Report>& reports) {
         }
         QJsonArray causes;
         for (const auto obstacle : report.result.obstacles) {
-            causes.append(QJsonObject{{"cause", obstacleName(obstacle)},
-                                      {"keepsPhoneOut", CompanionCore::keepsPhoneOut(obstacle)},
-                                      {"text", Companion::KeyDoctor::describe(obstacle, report.result)},
-                                      {"detail", causeDetail(obstacle, report)}});
+            causes.append(
+                QJsonObject{{"cause", obstacleName(obstacle)},
+                            {"keepsPhoneOut", CompanionCore::keepsPhoneOut(obstacle)},
+                            {"text", Companion::KeyDoctor::describe(obstacle, report.result, wording)},
+                            {"detail", causeDetail(obstacle, report)}});
         }
         const auto fingerprint =
             report.device ? CompanionCore::PairedDevices::fingerprintOf(*report.device) : std::nullopt;
@@ -181,7 +186,7 @@ QJsonObject doctorJson(const std::vector<Report>& reports) {
             {"device", report.device ? QJsonValue(text(report.device->name)) : QJsonValue(QJsonValue::Null)},
             {"fingerprint", fingerprint ? QJsonValue(text(*fingerprint)) : QJsonValue(QJsonValue::Null)},
             {"works", report.result.works()},
-            {"verdict", verdictLine(report)},
+            {"verdict", verdictLine(report, wording)},
             {"hostKey", hostKey ? QJsonValue(*hostKey) : QJsonValue(QJsonValue::Null)},
             {"addresses", addresses},
             {"causes", causes},
@@ -210,7 +215,7 @@ int runDoctor(const QStringList& arguments) {
         const QString problem =
             parser.positionalArguments().isEmpty()
                 ? parser.errorText()
-                : Companion::LocalizedFormat::fill(translate("argumento inesperado %@"),
+                : Companion::LocalizedFormat::fill(Texts::tr("argumento inesperado %@"),
                                                    {parser.positionalArguments().first()});
         std::fprintf(stderr, "nuvexa-companion-cli doctor: %s\n", qPrintable(problem));
         return doctorUsageExit;
@@ -232,7 +237,7 @@ int runDoctor(const QStringList& arguments) {
         options.port = parser.value(port).toInt(&number);
         if (!number || options.port <= 0 || options.port > 65535) {
             std::fprintf(stderr, "nuvexa-companion-cli doctor: %s\n",
-                         qPrintable(Companion::LocalizedFormat::fill(translate("no es un puerto: %@"),
+                         qPrintable(Companion::LocalizedFormat::fill(Texts::tr("no es un puerto: %@"),
                                                                      {parser.value(port)})));
             return doctorUsageExit;
         }
@@ -248,11 +253,12 @@ int runDoctor(const QStringList& arguments) {
     }
     Companion::QtProcessRunner runner;
     const auto reports = Companion::KeyDoctor::examineAll(options, runner);
+    const auto wording = Companion::makeSystemActions()->wording();
     if (parser.isSet(json)) {
-        write(QString::fromUtf8(QJsonDocument(doctorJson(reports)).toJson(QJsonDocument::Compact)) +
+        write(QString::fromUtf8(QJsonDocument(doctorJson(reports, wording)).toJson(QJsonDocument::Compact)) +
               QStringLiteral("\n"));
     } else {
-        write(doctorText(reports));
+        write(doctorText(reports, wording));
     }
     return allWork(reports) ? doctorFineExit : doctorProblemExit;
 }

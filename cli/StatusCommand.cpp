@@ -3,7 +3,6 @@
 #include "Companion/CompanionModel.h"
 #include "Companion/LocalizedFormat.h"
 #include "Companion/Readiness.h"
-#include "Companion/Text.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -22,10 +21,13 @@ namespace {
 /// Blanks between the label column and the marks.
 constexpr int columnGap = 2;
 
-constexpr Companion::Text::TranslationContext translate{"StatusCommand"};
+/// This file's texts, in the catalogue's "StatusCommand" context.
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(StatusCommand)
+};
 
 QString usage() {
-    return translate("Uso: nuvexa-companion-cli status [--json]") + QStringLiteral("\n");
+    return Texts::tr("Uso: nuvexa-companion-cli status [--json]") + QStringLiteral("\n");
 }
 
 QString text(const std::string& value) {
@@ -68,9 +70,9 @@ QString statusTable(const Companion::CompanionModel& model) {
     for (const auto& check : Companion::Readiness::checks(model)) {
         rows.push_back(checkRow(check));
     }
-    rows.push_back(Row{translate("Direcciones"), std::nullopt, addresses.join(QStringLiteral(", "))});
+    rows.push_back(Row{Texts::tr("Direcciones"), std::nullopt, addresses.join(QStringLiteral(", "))});
     rows.push_back(
-        Row{translate("Dirección de malla"), std::nullopt, mesh ? text(*mesh) : translate("ninguna")});
+        Row{Texts::tr("Dirección de malla"), std::nullopt, mesh ? text(*mesh) : Texts::tr("ninguna")});
     qsizetype width = 0;
     for (const auto& row : rows) {
         width = std::max(width, row.label.size());
@@ -130,7 +132,7 @@ int runStatus(const QStringList& arguments) {
         const QString problem =
             parser.positionalArguments().isEmpty()
                 ? parser.errorText()
-                : Companion::LocalizedFormat::fill(translate("argumento inesperado %@"),
+                : Companion::LocalizedFormat::fill(Texts::tr("argumento inesperado %@"),
                                                    {parser.positionalArguments().first()});
         write(QStringLiteral("nuvexa-companion-cli status: %1\n").arg(problem) + usage(), stderr);
         return statusUsageExit;
