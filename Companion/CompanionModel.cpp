@@ -5,6 +5,7 @@
 #include "Companion/Text.h"
 #include "CompanionCore/PairedDevices.h"
 
+#include <QCoreApplication>
 #include <QString>
 #include <QStringList>
 
@@ -15,7 +16,10 @@ namespace Companion {
 
 namespace {
 
-constexpr Text::TranslationContext translate{"CompanionModel"};
+/// This file's texts, in the catalogue's "CompanionModel" context.
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(CompanionModel)
+};
 
 /// What the red line says while `holding` still lets `phone` in; nothing once no line does.
 std::optional<std::string> stillLetIn(const CompanionCore::PairedDevice& phone,
@@ -26,7 +30,7 @@ std::optional<std::string> stillLetIn(const CompanionCore::PairedDevice& phone,
     const QString name = QString::fromStdString(phone.name);
     if (holding.size() == 1) {
         return LocalizedFormat::fill(
-                   translate("«%@» aún puede iniciar sesión: su llave sigue en la línea %d."),
+                   Texts::tr("«%@» aún puede iniciar sesión: su llave sigue en la línea %d."),
                    {name, QString::number(holding.front().lineNumber)})
             .toStdString();
     }
@@ -34,7 +38,7 @@ std::optional<std::string> stillLetIn(const CompanionCore::PairedDevice& phone,
     for (const auto& line : holding) {
         numbers << QString::number(line.lineNumber);
     }
-    return LocalizedFormat::fill(translate("«%@» aún puede iniciar sesión: su llave sigue en las líneas %@."),
+    return LocalizedFormat::fill(Texts::tr("«%@» aún puede iniciar sesión: su llave sigue en las líneas %@."),
                                  {name, numbers.join(QStringLiteral(", "))})
         .toStdString();
 }
@@ -109,11 +113,12 @@ void CompanionModel::followPairing() {
         return;
     }
     setKeyCheck(KeyCheckState{KeyCheckState::Stage::checking, {}, std::nullopt});
-    enqueue([this, check = m_settings.checkKey, device = listing.devices.front()](std::stop_token) {
+    enqueue([this, check = m_settings.checkKey, device = listing.devices.front(),
+             wording = m_host.systemActions->wording()](std::stop_token) {
         const auto report = check(device);
         KeyCheckState state{report.result.works() ? KeyCheckState::Stage::works
                                                   : KeyCheckState::Stage::refused,
-                            KeyDoctor::verdict(report.result), KeyDoctor::hostKey(report.result)};
+                            KeyDoctor::verdict(report.result, wording), KeyDoctor::hostKey(report.result)};
         publish([state = std::move(state)](CompanionModel& model) {
             // A new session may have begun meanwhile; its section shows no old verdict.
             if (model.m_keyCheck) {

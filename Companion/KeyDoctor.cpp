@@ -3,12 +3,13 @@
 #include "Companion/HostIdentity.h"
 #include "Companion/LocalizedFormat.h"
 #include "Companion/PairedPhones.h"
+#include "Companion/PlatformWords.h"
 #include "Companion/SystemActions.h"
-#include "Companion/Text.h"
 #include "CompanionCore/KeyFileSession.h"
 #include "CompanionCore/PairedDevices.h"
 #include "CompanionCore/server/AnnouncementProbe.h"
 
+#include <QCoreApplication>
 #include <QStringList>
 #include <QTemporaryDir>
 
@@ -24,7 +25,10 @@ namespace {
 
 using CompanionCore::Obstacle;
 
-constexpr Text::TranslationContext translate{"KeyDoctor"};
+/// This file's texts, in the catalogue's "KeyDoctor" context.
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(KeyDoctor)
+};
 
 /// Large enough for the user entries of any ordinary system.
 constexpr std::size_t entryBufferSize = 16384;
@@ -193,76 +197,85 @@ std::vector<Report> examineAll(const Options& options, ProcessRunner& runner) {
     return reports;
 }
 
-QString describe(Obstacle obstacle) {
+namespace {
+
+QString unreadableKeyFile() {
+    return Texts::tr("No puedes leer ~/.ssh/authorized_keys: hazlo legible para ti con chmod 600 "
+                     "~/.ssh/authorized_keys");
+}
+
+QString irregularKeyFile() {
+    return Texts::tr("~/.ssh/authorized_keys no es un archivo normal: debe serlo; apártalo (mv "
+                     "~/.ssh/authorized_keys ~/.ssh/authorized_keys.aparte) y vuelve a emparejar el "
+                     "teléfono");
+}
+
+QString oversizedKeyFile() {
+    //: the largest key file read, in MiB
+    return LocalizedFormat::fill(
+        Texts::tr("~/.ssh/authorized_keys ocupa más de %d MiB: ningún archivo de llaves escrito a mano es "
+                  "tan grande; mira qué lo ha llenado y deja en él solo tus llaves"),
+        {QString::number(CompanionCore::KeyFileSession::maximumSize / bytesPerMebibyte)});
+}
+
+} // namespace
+
+QString describe(Obstacle obstacle, Wording wording) {
     switch (obstacle) {
     case Obstacle::noSshServer:
-        return translate(
-            "No responde ningún servidor SSH: actívalo (en Linux, instala y arranca openssh-server).");
+        return PlatformWords::noSshServer(wording);
     case Obstacle::addressUnreachable:
-        return translate("Esta dirección no responde: un cortafuegos o la red bloquea el puerto SSH.");
+        return Texts::tr("Esta dirección no responde: un cortafuegos o la red bloquea el puerto SSH.");
     case Obstacle::listensOnLoopbackOnly:
-        return translate(
+        return Texts::tr(
             "El servidor SSH solo escucha en este ordenador: quita ListenAddress de sshd_config o "
             "añade la dirección de casa (como administrador).");
     case Obstacle::publicKeysDisabled:
-        return translate(
+        return Texts::tr(
             "El servidor SSH no acepta llaves (PubkeyAuthentication no): pon PubkeyAuthentication "
             "yes en sshd_config (como administrador).");
     case Obstacle::userNotAllowed:
-        return translate("Tu usuario no está en AllowUsers: añádelo en sshd_config (como administrador).");
+        return Texts::tr("Tu usuario no está en AllowUsers: añádelo en sshd_config (como administrador).");
     case Obstacle::groupNotAllowed:
-        return translate(
+        return Texts::tr(
             "Tu usuario no está en ningún grupo de AllowGroups: añádelo a uno o cambia sshd_config "
             "(como administrador).");
     case Obstacle::userDenied:
-        return translate("Tu usuario está en DenyUsers: quítalo de sshd_config (como administrador).");
+        return Texts::tr("Tu usuario está en DenyUsers: quítalo de sshd_config (como administrador).");
     case Obstacle::groupDenied:
-        return translate(
+        return Texts::tr(
             "Un grupo de tu usuario está en DenyGroups: cámbialo en sshd_config (como administrador).");
     case Obstacle::keyFileElsewhere:
-        return translate("El servidor SSH lee las llaves de otro archivo (AuthorizedKeysFile): incluye "
+        return Texts::tr("El servidor SSH lee las llaves de otro archivo (AuthorizedKeysFile): incluye "
                          ".ssh/authorized_keys en sshd_config (como administrador).");
     case Obstacle::homeModes:
-        return translate("Otros pueden escribir en tu carpeta personal y StrictModes la rechaza: ejecuta "
+        return Texts::tr("Otros pueden escribir en tu carpeta personal y StrictModes la rechaza: ejecuta "
                          "chmod go-w ~");
     case Obstacle::sshFolderModes:
-        return translate("Otros pueden escribir en ~/.ssh o no es tuya: ejecuta chmod 700 ~/.ssh");
+        return Texts::tr("Otros pueden escribir en ~/.ssh o no es tuya: ejecuta chmod 700 ~/.ssh");
     case Obstacle::keyFileModes:
-        return translate("Otros pueden escribir en ~/.ssh/authorized_keys o no es tuyo: ejecuta chmod 600 "
+        return Texts::tr("Otros pueden escribir en ~/.ssh/authorized_keys o no es tuyo: ejecuta chmod 600 "
                          "~/.ssh/authorized_keys");
     case Obstacle::keyFileUnreadable:
-        return translate("No puedes leer ~/.ssh/authorized_keys: hazlo legible para ti con chmod 600 "
-                         "~/.ssh/authorized_keys");
+        return unreadableKeyFile();
     case Obstacle::keyFileNotRegular:
-        return translate("~/.ssh/authorized_keys no es un archivo normal: debe serlo; apártalo (mv "
-                         "~/.ssh/authorized_keys ~/.ssh/authorized_keys.aparte) y vuelve a emparejar el "
-                         "teléfono");
+        return irregularKeyFile();
     case Obstacle::keyFileTooLarge:
-        return LocalizedFormat::fill(
-            translate(
-                "~/.ssh/authorized_keys ocupa más de %d MiB: ningún archivo de llaves escrito a mano es "
-                "tan grande; mira qué lo ha llenado y deja en él solo tus llaves"),
-            {QString::number(CompanionCore::KeyFileSession::maximumSize / bytesPerMebibyte)});
+        return oversizedKeyFile();
     case Obstacle::remoteLoginAccess:
-        return translate("La sesión remota está limitada a otros usuarios: permite el tuyo en Ajustes del "
+        return Texts::tr("La sesión remota está limitada a otros usuarios: permite el tuyo en Ajustes del "
                          "Sistema > General > Compartir > Sesión remota.");
     case Obstacle::firewallBlocksSsh:
-        return translate("Un cortafuegos bloquea el puerto 22 (SSH): permítelo (como administrador).");
+        return Texts::tr("Un cortafuegos bloquea el puerto 22 (SSH): permítelo (como administrador).");
     case Obstacle::firewallBlocksPairing:
-        return translate("Un cortafuegos bloquea los puertos de emparejamiento 52901–52904: permítelos (como "
+        return Texts::tr("Un cortafuegos bloquea los puertos de emparejamiento 52901–52904: permítelos (como "
                          "administrador).");
     case Obstacle::noDnsSdDaemon:
-        return translate("No funciona ningún servicio DNS-SD: el teléfono no encontrará este ordenador "
-                         "por sí solo; en Linux, instala y arranca avahi-daemon.");
+        return PlatformWords::noDnsSdDaemon(wording);
     case Obstacle::announcementNotSeen:
-        return translate(
-            "El servicio DNS-SD no muestra lo que este ordenador anuncia: el teléfono no lo encontrará por "
-            "sí solo; en Linux, revisa allow-interfaces y disable-publishing en "
-            "/etc/avahi/avahi-daemon.conf (como administrador).");
+        return PlatformWords::announcementNotSeen(wording);
     case Obstacle::refusedForAnotherReason:
-        return translate(
-            "El servidor SSH rechaza la llave por otro motivo: mira su registro (journalctl -u ssh "
-            "o /var/log/auth.log).");
+        return PlatformWords::refusedForAnotherReason(wording);
     }
     return {};
 }
@@ -273,64 +286,65 @@ QString describe(const CompanionCore::KeyFileFailure& failure) {
         // A refused permission is what the remedy fixes; any other error only the system can name.
         if (failure.error == std::errc::permission_denied ||
             failure.error == std::errc::operation_not_permitted) {
-            return describe(Obstacle::keyFileUnreadable);
+            return unreadableKeyFile();
         }
+        //: the system's own message, such as "Not a directory"
         return LocalizedFormat::fill(
-            translate(
+            Texts::tr(
                 "No se puede leer ~/.ssh/authorized_keys (%@): arregla eso en el archivo o en la carpeta "
                 "~/.ssh"),
             {QString::fromStdString(failure.error.message())});
     case CompanionCore::KeyFileFailure::Kind::notRegularFile:
-        return describe(Obstacle::keyFileNotRegular);
+        return irregularKeyFile();
     case CompanionCore::KeyFileFailure::Kind::tooLarge:
-        return describe(Obstacle::keyFileTooLarge);
+        return oversizedKeyFile();
     }
-    return describe(Obstacle::keyFileUnreadable);
+    return unreadableKeyFile();
 }
 
-QString describe(Obstacle obstacle, const CompanionCore::KeyDiagnosis::Result& result) {
+QString describe(Obstacle obstacle, const CompanionCore::KeyDiagnosis::Result& result, Wording wording) {
     if (const auto failure = result.failureBehind(obstacle)) {
         return describe(*failure);
     }
-    return describe(obstacle);
+    return describe(obstacle, wording);
 }
 
 QString describe(CompanionCore::KeyCheck::Verdict verdict) {
     switch (verdict) {
     case CompanionCore::KeyCheck::Verdict::accepted:
-        return translate("aceptada");
+        return Texts::tr("aceptada");
     case CompanionCore::KeyCheck::Verdict::refused:
-        return translate("rechazada");
+        return Texts::tr("rechazada");
     case CompanionCore::KeyCheck::Verdict::noServer:
-        return translate("ningún servidor SSH");
+        return Texts::tr("ningún servidor SSH");
     case CompanionCore::KeyCheck::Verdict::unreachable:
-        return translate("inalcanzable");
+        return Texts::tr("inalcanzable");
     }
     return {};
 }
 
 QString hostKeyLine(const QString& fingerprint) {
-    return LocalizedFormat::fill(translate("Huella del servidor SSH: %@"), {fingerprint});
+    return LocalizedFormat::fill(Texts::tr("Huella del servidor SSH: %@"), {fingerprint});
 }
 
-QString verdict(const CompanionCore::KeyDiagnosis::Result& result) {
+QString verdict(const CompanionCore::KeyDiagnosis::Result& result, Wording wording) {
     if (result.works()) {
-        return translate("La llave funciona: comprobado con el servidor SSH");
+        return Texts::tr("La llave funciona: comprobado con el servidor SSH");
     }
     QStringList reasons;
     for (const auto obstacle : result.obstacles) {
         if (CompanionCore::keepsPhoneOut(obstacle)) {
-            reasons.append(describe(obstacle, result));
+            reasons.append(describe(obstacle, result, wording));
         }
     }
     return reasons.join(QStringLiteral("\n"));
 }
 
-QString notes(const CompanionCore::KeyDiagnosis::Result& result) {
+QString notes(const CompanionCore::KeyDiagnosis::Result& result, Wording wording) {
     QStringList found;
     for (const auto obstacle : result.obstacles) {
         if (!CompanionCore::keepsPhoneOut(obstacle)) {
-            found.append(describe(obstacle, result));
+            found.append(describe(obstacle, result, wording));
         }
     }
     return found.join(QStringLiteral("\n"));

@@ -2,6 +2,7 @@
 
 #include "Companion/Host.h"
 #include "Companion/ProcessRunner.h"
+#include "Companion/Wording.h"
 #include "CompanionCore/KeyDiagnosis.h"
 #include "CompanionCore/PairedDevice.h"
 #include "CompanionCore/SshdSettings.h"
@@ -74,19 +75,21 @@ Report examine(const Options& options, const std::optional<CompanionCore::Paired
 std::vector<Report> examineAll(const Options& options, ProcessRunner& runner);
 
 /// "La llave funciona: comprobado con el servidor SSH", or each reason that keeps the phone out with
-/// its remedy, one a line.
-QString verdict(const CompanionCore::KeyDiagnosis::Result& result);
+/// its remedy in the words of `wording`'s system, one a line.
+QString verdict(const CompanionCore::KeyDiagnosis::Result& result, Wording wording);
 
 /// The findings that do not keep a paired phone out (they hinder pairing or finding the computer),
-/// one a line; empty when there are none.
-QString notes(const CompanionCore::KeyDiagnosis::Result& result);
+/// one a line, in the words of `wording`'s system; empty when there are none.
+QString notes(const CompanionCore::KeyDiagnosis::Result& result, Wording wording);
 
-/// The cause and what to do about it, translated.
-QString describe(CompanionCore::Obstacle obstacle);
+/// The cause and what to do about it on `wording`'s system, translated.
+QString describe(CompanionCore::Obstacle obstacle, Wording wording);
 
-/// The cause and what to do about it, translated, with what `result` knows of it: a key file that
-/// cannot be read is named with the system's own words when they say more than the remedy.
-QString describe(CompanionCore::Obstacle obstacle, const CompanionCore::KeyDiagnosis::Result& result);
+/// The cause and what to do about it on `wording`'s system, translated, with what `result` knows of
+/// it: a key file that cannot be read is named with the system's own words when they say more than
+/// the remedy.
+QString describe(CompanionCore::Obstacle obstacle, const CompanionCore::KeyDiagnosis::Result& result,
+                 Wording wording);
 
 /// What keeps the key file from being read and what to do about it, translated.
 QString describe(const CompanionCore::KeyFileFailure& failure);

@@ -1,7 +1,7 @@
 #include "Companion/Readiness.h"
 
 #include "Companion/LocalizedFormat.h"
-#include "Companion/Text.h"
+#include "Companion/PlatformWords.h"
 
 #include <QCoreApplication>
 
@@ -12,35 +12,17 @@ namespace {
 using Action = ReadinessCheck::Action;
 using Item = ReadinessCheck::Item;
 
-constexpr Text::TranslationContext translate{"Readiness"};
+/// This file's texts, in the catalogue's "Readiness" context.
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(Readiness)
+};
 
 QString fromStd(const std::string& text) {
     return QString::fromStdString(text);
 }
 
-QString sshServerTitle(Wording wording) {
-    switch (wording) {
-    case Wording::macos:
-        return translate("Inicio de sesión remoto (SSH)");
-    case Wording::linuxSystem:
-        return translate("Servidor SSH");
-    }
-    return {};
-}
-
 QString installTitle(const SystemActions& actions) {
-    switch (actions.wording()) {
-    case Wording::macos:
-        return translate("Instalar con Homebrew");
-    case Wording::linuxSystem:
-        if (const auto manager = actions.packageManagerName()) {
-            //: the package manager: apt, dnf, pacman, zypper
-            return LocalizedFormat::fill(translate("Instalar con %@"), {fromStd(*manager)});
-        }
-        // The button then says which package managers it looked for.
-        return translate("Instalar…");
-    }
-    return {};
+    return PlatformWords::installTitle(actions.wording(), actions.packageManagerName());
 }
 
 ReadinessCheck remoteLoginCheck(const ReadinessFacts& facts, const Pending& pending,
@@ -49,16 +31,16 @@ ReadinessCheck remoteLoginCheck(const ReadinessFacts& facts, const Pending& pend
     if (!on && !facts.sshServerInstalled) {
         return {Item::sshServer,
                 false,
-                sshServerTitle(actions.wording()),
-                translate("no instalado"),
+                PlatformWords::sshServerTitle(actions.wording()),
+                Texts::tr("no instalado"),
                 installTitle(actions),
                 Action::installSshServer};
     }
     return {Item::sshServer,
             on,
-            sshServerTitle(actions.wording()),
-            on ? translate("activado") : translate("desactivado"),
-            on ? std::nullopt : std::optional(translate("Activar…")),
+            PlatformWords::sshServerTitle(actions.wording()),
+            on ? Texts::tr("activado") : Texts::tr("desactivado"),
+            on ? std::nullopt : std::optional(Texts::tr("Activar…")),
             Action::enableRemoteLogin,
             pending.remoteLogin};
 }
@@ -68,7 +50,7 @@ ReadinessCheck toolCheck(Item item, const SystemActions& actions, const char* na
     return {item,
             path.has_value(),
             QString::fromLatin1(name),
-            path ? fromStd(*path) : translate("no instalado"),
+            path ? fromStd(*path) : Texts::tr("no instalado"),
             path ? std::nullopt : std::optional(installTitle(actions)),
             Action::installTools};
 }
@@ -80,17 +62,18 @@ ReadinessCheck drozakCheck(const ReadinessFacts& facts, const Pending& pending) 
     const auto& status = facts.drozakStatus;
     if (mesh) {
         check.ok = true;
-        check.detail = LocalizedFormat::fill(translate("conectado · %@"), {fromStd(*mesh)});
+        //: mesh address
+        check.detail = LocalizedFormat::fill(Texts::tr("conectado · %@"), {fromStd(*mesh)});
         if (status && status->relayConnected.value_or(false)) {
-            check.detail += translate(" · por relé");
+            check.detail += Texts::tr(" · por relé");
         }
     } else if (!facts.drozakPath) {
-        check.detail = translate("no instalado · fuera de casa hace falta");
-        check.actionTitle = translate("Descargar Drozak");
+        check.detail = Texts::tr("no instalado · fuera de casa hace falta");
+        check.actionTitle = Texts::tr("Descargar Drozak");
     } else {
         const bool hasDetail = status && status->stateDetail && !status->stateDetail->empty();
-        check.detail = hasDetail ? fromStd(*status->stateDetail) : translate("instalado, sin conexión");
-        check.actionTitle = translate("Conectar");
+        check.detail = hasDetail ? fromStd(*status->stateDetail) : Texts::tr("instalado, sin conexión");
+        check.actionTitle = Texts::tr("Conectar");
         check.busy = pending.drozakConnect;
     }
     return check;

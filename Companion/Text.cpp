@@ -1,12 +1,8 @@
 #include "Companion/Text.h"
 
-#include <QCoreApplication>
+#include <QString>
 
 namespace Companion::Text {
-
-QString TranslationContext::operator()(const char* text) const {
-    return QCoreApplication::translate(name, text);
-}
 
 std::string trimmed(std::string_view text) {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())).trimmed().toStdString();

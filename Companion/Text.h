@@ -1,20 +1,11 @@
 #pragma once
 
-#include <QString>
-
 #include <string>
 #include <string_view>
 #include <vector>
 
 /// The small text operations the companion layer shares.
 namespace Companion::Text {
-
-/// Translates the Spanish keys of one translation context: `constexpr TranslationContext
-/// translate{"SystemActions"};` then `translate("…")`.
-struct TranslationContext {
-    const char* name;
-    QString operator()(const char* text) const;
-};
 
 /// `text` without white space at either end.
 std::string trimmed(std::string_view text);

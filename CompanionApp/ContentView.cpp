@@ -9,6 +9,7 @@
 #include "CompanionApp/WatchRow.h"
 
 #include "Companion/CompanionModel.h"
+#include "Companion/PlatformWords.h"
 #include "CompanionCore/Tools.h"
 #include "CompanionCore/server/EventLog.h"
 
@@ -300,18 +301,7 @@ void ContentView::renderHeader() {
     }
     m_addresses->setVisible(!addresses.empty());
 
-    switch (m_model.systemActions().wording()) {
-    case Companion::Wording::macos:
-        m_homeOnlyNote->setText(
-            tr("Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en el Mac y en "
-               "el iPhone; entonces aparecerá aquí la dirección de malla."));
-        break;
-    case Companion::Wording::linuxSystem:
-        m_homeOnlyNote->setText(
-            tr("Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en este ordenador y "
-               "en el iPhone; entonces aparecerá aquí la dirección de malla."));
-        break;
-    }
+    m_homeOnlyNote->setText(Companion::PlatformWords::homeOnlyNote(m_model.systemActions().wording()));
     m_homeOnlyNote->setVisible(!m_model.hasMeshAddress());
 }
 
@@ -344,14 +334,7 @@ void ContentView::renderChecks() {
                                     [this, action = check.action] { m_model.perform(action); }, check.busy});
     }
 
-    switch (m_model.systemActions().wording()) {
-    case Companion::Wording::macos:
-        m_keepAwakeSwitch->setText(tr("Mantener el Mac despierto"));
-        break;
-    case Companion::Wording::linuxSystem:
-        m_keepAwakeSwitch->setText(tr("Mantener el ordenador despierto"));
-        break;
-    }
+    m_keepAwakeSwitch->setText(Companion::PlatformWords::keepAwakeTitle(m_model.systemActions().wording()));
     {
         const QSignalBlocker blocker(m_keepAwakeSwitch);
         m_keepAwakeSwitch->setChecked(m_model.keepAwake().enabled());

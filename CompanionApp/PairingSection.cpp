@@ -1,6 +1,7 @@
 #include "CompanionApp/PairingSection.h"
 
 #include "Companion/KeyDoctor.h"
+#include "Companion/PlatformWords.h"
 #include "CompanionApp/BusyIndicator.h"
 #include "CompanionApp/PanelStyle.h"
 #include "CompanionApp/StatusSymbol.h"
@@ -135,16 +136,6 @@ void PairingSection::buildPairedView() {
     connect(m_pairAnotherButton, &QPushButton::clicked, this, &PairingSection::startRequested);
 }
 
-QString PairingSection::announcedText() const {
-    switch (m_wording) {
-    case Companion::Wording::macos:
-        return tr("Visible en la red local (Bonjour)");
-    case Companion::Wording::linuxSystem:
-        return tr("Visible en la red local (Avahi)");
-    }
-    return tr("Visible en la red local (Bonjour)");
-}
-
 void PairingSection::render(const CompanionCore::PairingServer::State& state, bool announced,
                             bool remoteLogin) {
     bool showStart = false;
@@ -170,19 +161,7 @@ void PairingSection::render(const CompanionCore::PairingServer::State& state, bo
     m_startButton->setText(tr("Emparejar con el iPhone"));
     // Pairing is offered only once the SSH server is on; its check row offers the way to turn it on.
     m_startButton->setEnabled(remoteLogin);
-    switch (m_wording) {
-    case Companion::Wording::macos:
-        m_explanation->setText(
-            tr("En nuvexa, toca «Buscar un Mac en la red», elige este Mac y escribe el código. Tu "
-               "llave del iPhone quedará instalada aquí."));
-        break;
-    case Companion::Wording::linuxSystem:
-        // «Buscar un Mac en la red» is the phone's own button, named as the phone shows it.
-        m_explanation->setText(
-            tr("En nuvexa, toca «Buscar un Mac en la red», elige este ordenador y escribe el código. Tu "
-               "llave del iPhone quedará instalada aquí."));
-        break;
-    }
+    m_explanation->setText(Companion::PlatformWords::pairingExplanation(m_wording));
     m_failure->setText(QString::fromStdString(state.message));
     m_failure->setVisible(state.kind == Kind::failed);
 
@@ -195,7 +174,8 @@ void PairingSection::render(const CompanionCore::PairingServer::State& state, bo
     m_announcementSymbol->setSymbol(announced ? StatusSymbol::Symbol::radioWaves
                                               : StatusSymbol::Symbol::hourglass,
                                     PanelStyle::colour(announcementTone, palette()));
-    m_announcement->setText(announced ? announcedText() : tr("Anunciando en la red local…"));
+    m_announcement->setText(announced ? Companion::PlatformWords::sessionVisible(m_wording)
+                                      : tr("Anunciando en la red local…"));
     PanelStyle::setTone(*m_announcement, announcementTone);
     m_cancelButton->setText(tr("Cancelar"));
 

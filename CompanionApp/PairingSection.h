@@ -77,8 +77,6 @@ private:
     void buildStartView();
     void buildCodeView();
     void buildPairedView();
-    /// The announcement line once visible, naming what announces: Bonjour on macOS, Avahi on Linux.
-    QString announcedText() const;
 
     QWidget* m_startView;
     QPushButton* m_startButton;

@@ -1,7 +1,6 @@
 #include "cli/CommandLine.h"
 
 #include "Companion/LocalizedFormat.h"
-#include "Companion/Text.h"
 
 #include <cstdio>
 
@@ -9,7 +8,10 @@ namespace Cli {
 
 namespace {
 
-constexpr Companion::Text::TranslationContext translate{"CommandLine"};
+/// This file's texts, in the catalogue's "CommandLine" context.
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(CommandLine)
+};
 
 const QString program = QStringLiteral("nuvexa-companion-cli");
 
@@ -46,7 +48,7 @@ std::optional<int> CommandLine::parse(const QStringList& arguments, qsizetype po
         return Exit::done;
     }
     if (m_parser.positionalArguments().size() > positionals) {
-        return usageError(Companion::LocalizedFormat::fill(translate("argumento inesperado %@"),
+        return usageError(Companion::LocalizedFormat::fill(Texts::tr("argumento inesperado %@"),
                                                            {m_parser.positionalArguments().at(positionals)}));
     }
     return std::nullopt;

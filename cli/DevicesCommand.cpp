@@ -5,9 +5,9 @@
 #include "Companion/Host.h"
 #include "Companion/LocalizedFormat.h"
 #include "Companion/PairedPhones.h"
-#include "Companion/Text.h"
 #include "CompanionCore/PairedDevices.h"
 
+#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -26,11 +26,14 @@ namespace {
 using CompanionCore::PairedDevice;
 namespace PairedDevices = CompanionCore::PairedDevices;
 
-constexpr Companion::Text::TranslationContext translate{"DevicesCommand"};
+/// This file's texts, in the catalogue's "DevicesCommand" context.
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(DevicesCommand)
+};
 
 /// A translated format with its placeholders filled, for the terminal.
-std::string filled(const char* format, const QStringList& arguments) {
-    return Companion::LocalizedFormat::fill(translate(format), arguments).toStdString();
+std::string filled(const QString& format, const QStringList& arguments) {
+    return Companion::LocalizedFormat::fill(format, arguments).toStdString();
 }
 
 QString text(const std::string& value) {
@@ -54,16 +57,25 @@ QCommandLineOption keysOption() {
     return QCommandLineOption("authorized-keys", "Read <file> instead of ~/.ssh/authorized_keys.", "file");
 }
 
-/// "iPhone de Ana  ED25519  SHA256:…  línea 3  (anterior)"
-std::string describe(const PairedDevice& device) {
+/// "línea 3", in the run's language.
+QString lineLabel(int number) {
+    return Companion::LocalizedFormat::fill(Texts::tr("línea %d"), {QString::number(number)});
+}
+
+/// "SHA256:…  línea 3  (anterior)": what follows a phone's name and key type.
+QString keyDetails(const PairedDevice& device) {
     const auto fingerprint = Companion::PairedPhones::fingerprint(device);
-    std::string line = device.name + "  " + device.keyType + "  " +
-                       (fingerprint ? *fingerprint : translate("(llave inutilizable)").toStdString()) + "  " +
-                       filled("línea %d", {QString::number(device.lineNumber)});
+    QString details = (fingerprint ? text(*fingerprint) : Texts::tr("(llave inutilizable)")) + "  " +
+                      lineLabel(device.lineNumber);
     if (device.older) {
-        line += "  " + translate("(anterior)").toStdString();
+        details += "  " + Texts::tr("(anterior)");
     }
-    return line;
+    return details;
+}
+
+/// "iPhone de Ana  ED25519  SHA256:…  línea 3  (anterior)"; the name as the file has it, byte for byte.
+std::string describe(const PairedDevice& device) {
+    return device.name + "  " + device.keyType + "  " + keyDetails(device).toStdString();
 }
 
 /// Asks `question` on the terminal; only a yes in the prompt's language is a yes, so an empty answer
@@ -76,13 +88,13 @@ bool confirmed(const std::string& question) {
         return false;
     }
     //: the answers that mean yes to the [s/N] question, separated by commas
-    const QStringList yes = translate("s,sí,si").split(u',');
+    const QStringList yes = Texts::tr("s,sí,si").split(u',');
     return yes.contains(QString::fromStdString(answer).trimmed().toLower());
 }
 
 /// "línea 2: restrict ssh-ed25519 … backup"
 std::string describe(const CompanionCore::KeyLine& line) {
-    return filled("línea %d", {QString::number(line.lineNumber)}) + ": " + line.excerpt;
+    return lineLabel(line.lineNumber).toStdString() + ": " + line.excerpt;
 }
 
 } // namespace
@@ -119,13 +131,14 @@ int runDevices(const Companion::Host& host, const QStringList& arguments) {
         return Exit::done;
     }
     if (listing.devices.empty()) {
-        say(translate("No hay ningún teléfono emparejado.").toStdString());
+        say(Texts::tr("No hay ningún teléfono emparejado.").toStdString());
     }
     for (const auto& device : listing.devices) {
         say(describe(device));
     }
     if (listing.otherKeys > 0) {
-        say(filled(listing.otherKeys == 1 ? "%d llave más en el archivo." : "%d llaves más en el archivo.",
+        say(filled(listing.otherKeys == 1 ? Texts::tr("%d llave más en el archivo.")
+                                          : Texts::tr("%d llaves más en el archivo."),
                    {QString::number(listing.otherKeys)}));
     }
     return Exit::done;
@@ -150,7 +163,7 @@ int runRevoke(const Companion::Host& host, const QStringList& arguments) {
         return *ended;
     }
     if (commandLine.positionalArguments().size() != 1) {
-        return commandLine.usageError(translate("nombra un teléfono, por su nombre o su huella"));
+        return commandLine.usageError(Texts::tr("nombra un teléfono, por su nombre o su huella"));
     }
     const std::string query = commandLine.positionalArguments().first().toStdString();
     const Companion::PairedPhones phones(keysFile(commandLine, keys, host));
@@ -164,11 +177,11 @@ int runRevoke(const Companion::Host& host, const QStringList& arguments) {
         }
         const auto& found = *read;
         if (found.empty()) {
-            return refuse(
-                filled("ningún teléfono emparejado se llama %@ ni tiene esa huella", {text(query)}));
+            return refuse(filled(Texts::tr("ningún teléfono emparejado se llama %@ ni tiene esa huella"),
+                                 {text(query)}));
         }
         if (found.size() > 1) {
-            refuse(filled("%@ nombra %d llaves; revoca una por su huella:",
+            refuse(filled(Texts::tr("%@ nombra %d llaves; revoca una por su huella:"),
                           {text(query), QString::number(found.size())}));
             for (const auto& device : found) {
                 std::fprintf(stderr, "  %s\n", describe(device).c_str());
@@ -187,22 +200,23 @@ int runRevoke(const Companion::Host& host, const QStringList& arguments) {
         if (!others.empty() && !everyLine && commandLine.isSet(yes)) {
             // Removing only the phone's line would leave it able to log in, and would take away the
             // name a second run with --every-line needs: a script gets all or nothing.
-            refuse(filled("la llave de %@ también está en estas otras líneas del archivo; no se ha "
-                          "revocado nada:",
+            refuse(filled(Texts::tr("la llave de %@ también está en estas otras líneas del archivo; no se ha "
+                                    "revocado nada:"),
                           {text(device.name)}));
             for (const auto& line : others) {
                 std::fprintf(stderr, "  %s\n", describe(line).c_str());
             }
-            return refuse(
-                filled("añade --every-line para quitarlas también y revocar %@", {text(device.name)}));
+            return refuse(filled(Texts::tr("añade --every-line para quitarlas también y revocar %@"),
+                                 {text(device.name)}));
         }
         if (!commandLine.isSet(yes)) {
             if (::isatty(STDIN_FILENO) == 0) {
-                return refuse(filled("no hay terminal donde preguntar; añade --yes para revocar %@",
-                                     {text(device.name)}));
+                return refuse(
+                    filled(Texts::tr("no hay terminal donde preguntar; añade --yes para revocar %@"),
+                           {text(device.name)}));
             }
             if (!others.empty()) {
-                say(filled("La llave de %@ también está en estas otras líneas del archivo:",
+                say(filled(Texts::tr("La llave de %@ también está en estas otras líneas del archivo:"),
                            {text(device.name)}));
                 for (const auto& line : others) {
                     say("  " + describe(line));
@@ -210,36 +224,38 @@ int runRevoke(const Companion::Host& host, const QStringList& arguments) {
             }
             std::string question;
             if (others.empty()) {
-                question = filled("¿Revocar %@ (%@)? Ya no podrá iniciar sesión. [s/N] ",
+                question = filled(Texts::tr("¿Revocar %@ (%@)? Ya no podrá iniciar sesión. [s/N] "),
                                   {text(device.name), fingerprint});
             } else if (everyLine) {
-                question = filled("¿Revocar %@ (%@) y quitar también esas líneas? Ya no podrá iniciar "
-                                  "sesión. [s/N] ",
-                                  {text(device.name), fingerprint});
+                question =
+                    filled(Texts::tr("¿Revocar %@ (%@) y quitar también esas líneas? Ya no podrá iniciar "
+                                     "sesión. [s/N] "),
+                           {text(device.name), fingerprint});
             } else {
-                question = filled("¿Revocar %@ (%@)? [s/N] ", {text(device.name), fingerprint});
+                question = filled(Texts::tr("¿Revocar %@ (%@)? [s/N] "), {text(device.name), fingerprint});
             }
             if (!confirmed(question)) {
-                say(translate("No se ha revocado nada.").toStdString());
+                say(Texts::tr("No se ha revocado nada.").toStdString());
                 return Exit::refused;
             }
             if (!others.empty() && !everyLine) {
-                everyLine = confirmed(
-                    filled("¿Quitar también esas líneas? Si no, %@ podrá seguir iniciando sesión. [s/N] ",
-                           {text(device.name)}));
+                everyLine = confirmed(filled(
+                    Texts::tr("¿Quitar también esas líneas? Si no, %@ podrá seguir iniciando sesión. [s/N] "),
+                    {text(device.name)}));
             }
         }
         const auto left = phones.revoke(device, everyLine ? Companion::RevokeScope::everyLine
                                                           : Companion::RevokeScope::phoneLines);
         if (!left.empty()) {
-            refuse(filled("%@ aún puede iniciar sesión: su llave sigue en estas líneas del archivo:",
-                          {text(device.name)}));
+            refuse(
+                filled(Texts::tr("%@ aún puede iniciar sesión: su llave sigue en estas líneas del archivo:"),
+                       {text(device.name)}));
             for (const auto& line : left) {
                 std::fprintf(stderr, "  %s\n", describe(line).c_str());
             }
             return Exit::refused;
         }
-        say(filled("%@ revocado: ya no puede iniciar sesión.", {text(device.name)}));
+        say(filled(Texts::tr("%@ revocado: ya no puede iniciar sesión."), {text(device.name)}));
         return Exit::done;
     } catch (const std::system_error& error) {
         return refuse(error.what());

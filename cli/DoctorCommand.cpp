@@ -3,9 +3,9 @@
 #include "cli/CommandLine.h"
 
 #include "Companion/LocalizedFormat.h"
-#include "Companion/Text.h"
 #include "CompanionCore/PairedDevices.h"
 
+#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -20,7 +20,10 @@ using Companion::KeyDoctor::Report;
 using CompanionCore::Obstacle;
 using CompanionCore::KeyCheck::Verdict;
 
-constexpr Companion::Text::TranslationContext translate{"DoctorCommand"};
+/// This file's texts, in the catalogue's "DoctorCommand" context.
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(DoctorCommand)
+};
 
 QString text(const std::string& value) {
     return QString::fromStdString(value);
@@ -97,11 +100,11 @@ QString causeDetail(Obstacle obstacle, const Report& report) {
 /// "Name (SHA256:…)", or a note that no phone is paired, or that the paired phones cannot be known.
 QString subjectLine(const Report& report) {
     if (!report.device && report.result.keyFileFailure) {
-        return translate("No se puede saber qué teléfonos están emparejados: comprobado lo que no necesita "
+        return Texts::tr("No se puede saber qué teléfonos están emparejados: comprobado lo que no necesita "
                          "llave.");
     }
     if (!report.device) {
-        return translate("No hay ningún teléfono emparejado: comprobado lo que no necesita llave.");
+        return Texts::tr("No hay ningún teléfono emparejado: comprobado lo que no necesita llave.");
     }
     const auto fingerprint = CompanionCore::PairedDevices::fingerprintOf(*report.device);
     return text(report.device->name) + QStringLiteral(" (") +
@@ -109,11 +112,11 @@ QString subjectLine(const Report& report) {
 }
 
 /// With no key the server is only reached, so "La llave funciona" would claim too much.
-QString verdictLine(const Report& report) {
+QString verdictLine(const Report& report, Companion::Wording wording) {
     if (!report.device && report.result.works()) {
-        return translate("El servidor SSH responde.");
+        return Texts::tr("El servidor SSH responde.");
     }
-    return Companion::KeyDoctor::verdict(report.result);
+    return Companion::KeyDoctor::verdict(report.result, wording);
 }
 
 bool allWork(const std::vector<Report>& reports) {
@@ -128,14 +131,14 @@ void write(const QString& output) {
 
 } // namespace
 
-QString doctorText(const std::vector<Report>& reports) {
+QString doctorText(const std::vector<Report>& reports, Companion::Wording wording) {
     QString output;
     for (const auto& report : reports) {
         output += subjectLine(report) + QStringLiteral("\n");
-        for (const auto& line : verdictLine(report).split(QLatin1Char('\n'))) {
+        for (const auto& line : verdictLine(report, wording).split(QLatin1Char('\n'))) {
             output += QStringLiteral("  ") + line + QStringLiteral("\n");
         }
-        if (const auto notes = Companion::KeyDoctor::notes(report.result); !notes.isEmpty()) {
+        if (const auto notes = Companion::KeyDoctor::notes(report.result, wording); !notes.isEmpty()) {
             for (const auto& line : notes.split(QLatin1Char('\n'))) {
                 output += QStringLiteral("  ") + line + QStringLiteral("\n");
             }
@@ -156,7 +159,7 @@ QString doctorText(const std::vector<Report>& reports) {
     return output;
 }
 
-QJsonObject doctorJson(const std::vector<Report>& reports) {
+QJsonObject doctorJson(const std::vector<Report>& reports, Companion::Wording wording) {
     QJsonArray keys;
     for (const auto& report : reports) {
         QJsonArray addresses;
@@ -167,10 +170,11 @@ QJsonObject doctorJson(const std::vector<Report>& reports) {
         }
         QJsonArray causes;
         for (const auto obstacle : report.result.obstacles) {
-            causes.append(QJsonObject{{"cause", obstacleName(obstacle)},
-                                      {"keepsPhoneOut", CompanionCore::keepsPhoneOut(obstacle)},
-                                      {"text", Companion::KeyDoctor::describe(obstacle, report.result)},
-                                      {"detail", causeDetail(obstacle, report)}});
+            causes.append(
+                QJsonObject{{"cause", obstacleName(obstacle)},
+                            {"keepsPhoneOut", CompanionCore::keepsPhoneOut(obstacle)},
+                            {"text", Companion::KeyDoctor::describe(obstacle, report.result, wording)},
+                            {"detail", causeDetail(obstacle, report)}});
         }
         const auto fingerprint =
             report.device ? CompanionCore::PairedDevices::fingerprintOf(*report.device) : std::nullopt;
@@ -179,7 +183,7 @@ QJsonObject doctorJson(const std::vector<Report>& reports) {
             {"device", report.device ? QJsonValue(text(report.device->name)) : QJsonValue(QJsonValue::Null)},
             {"fingerprint", fingerprint ? QJsonValue(text(*fingerprint)) : QJsonValue(QJsonValue::Null)},
             {"works", report.result.works()},
-            {"verdict", verdictLine(report)},
+            {"verdict", verdictLine(report, wording)},
             {"hostKey", hostKey ? QJsonValue(*hostKey) : QJsonValue(QJsonValue::Null)},
             {"addresses", addresses},
             {"causes", causes},
@@ -216,7 +220,7 @@ int runDoctor(const Companion::Host& host, const QStringList& arguments) {
         bool number = false;
         options.port = commandLine.value(port).toInt(&number);
         if (!number || options.port <= 0 || options.port > 65535) {
-            return commandLine.usageError(Companion::LocalizedFormat::fill(translate("no es un puerto: %@"),
+            return commandLine.usageError(Companion::LocalizedFormat::fill(Texts::tr("no es un puerto: %@"),
                                                                            {commandLine.value(port)}));
         }
     }
@@ -231,10 +235,11 @@ int runDoctor(const Companion::Host& host, const QStringList& arguments) {
     }
     const auto reports = Companion::KeyDoctor::examineAll(options, *host.runner);
     if (commandLine.isSet(json)) {
-        write(QString::fromUtf8(QJsonDocument(doctorJson(reports)).toJson(QJsonDocument::Compact)) +
+        write(QString::fromUtf8(QJsonDocument(doctorJson(reports, host.systemActions->wording()))
+                                    .toJson(QJsonDocument::Compact)) +
               QStringLiteral("\n"));
     } else {
-        write(doctorText(reports));
+        write(doctorText(reports, host.systemActions->wording()));
     }
     return allWork(reports) ? Exit::done : Exit::refused;
 }

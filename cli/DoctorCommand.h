@@ -16,12 +16,13 @@ namespace Cli {
 /// those after "doctor".
 int runDoctor(const Companion::Host& host, const QStringList& arguments);
 
-/// The reports as text: per key, the verdict, the answer of each address and the host key.
-QString doctorText(const std::vector<Companion::KeyDoctor::Report>& reports);
+/// The reports as text: per key, the verdict, the answer of each address and the host key; the
+/// remedies in the words of `wording`'s system.
+QString doctorText(const std::vector<Companion::KeyDoctor::Report>& reports, Companion::Wording wording);
 
 /// The same as one JSON object: "works" and "keys", each with "device", "fingerprint", "works",
 /// "verdict", "hostKey", "addresses" (host and verdict) and "causes" (each with its name, whether it
 /// keeps a phone out, its text and the system's words for it, such as the key file's error).
-QJsonObject doctorJson(const std::vector<Companion::KeyDoctor::Report>& reports);
+QJsonObject doctorJson(const std::vector<Companion::KeyDoctor::Report>& reports, Companion::Wording wording);
 
 } // namespace Cli

@@ -2,13 +2,14 @@
 
 #include "Companion/KeyDoctor.h"
 #include "Companion/LocalizedFormat.h"
-#include "Companion/Text.h"
+#include "Companion/PlatformWords.h"
 #include "CompanionCore/PairedDevices.h"
 #include "CompanionCore/server/PairingServer.h"
 #include "cli/CommandLine.h"
 #include "cli/KeyFingerprint.h"
 #include "cli/SignalNotifier.h"
 
+#include <QCoreApplication>
 #include <QEventLoop>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -26,11 +27,14 @@ namespace {
 
 using CompanionCore::PairingServer;
 
-constexpr Companion::Text::TranslationContext translate{"PairCommand"};
+/// This file's texts, in the catalogue's "PairCommand" context.
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(PairCommand)
+};
 
 /// A translated format with its placeholders filled, for the terminal.
-std::string filled(const char* format, const QStringList& arguments) {
-    return Companion::LocalizedFormat::fill(translate(format), arguments).toStdString();
+std::string filled(const QString& format, const QStringList& arguments) {
+    return Companion::LocalizedFormat::fill(format, arguments).toStdString();
 }
 
 /// "123456" as people read it: "123 456".
@@ -54,7 +58,7 @@ public:
         if (m_json) {
             object({{"type", "warning"}, {"message", text(message)}});
         } else {
-            std::fprintf(stderr, "%s\n", filled("aviso: %@", {text(message)}).c_str());
+            std::fprintf(stderr, "%s\n", filled(Texts::tr("aviso: %@"), {text(message)}).c_str());
             std::fflush(stderr);
         }
     }
@@ -71,10 +75,9 @@ public:
         if (m_json) {
             object({{"type", "announced"}, {"announced", visible}});
         } else {
-            say(visible ? announcement(translate("Bonjour: visible en la red local"),
-                                       translate("Avahi: visible en la red local"))
-                        : announcement(translate("Bonjour: no visible en la red local"),
-                                       translate("Avahi: no visible en la red local")));
+            say((visible ? Companion::PlatformWords::announcerVisible(m_wording)
+                         : Companion::PlatformWords::announcerNotVisible(m_wording))
+                    .toStdString());
         }
     }
 
@@ -90,13 +93,12 @@ public:
                         {"announced", server.announced()}});
             } else {
                 say("");
-                say(filled("Código de emparejamiento: %@", {text(spacedCode(state.digits))}));
-                say(filled("Puerto: %d", {QString::number(state.port)}));
-                say(server.announced() ? announcement(translate("Bonjour: visible en la red local"),
-                                                      translate("Avahi: visible en la red local"))
-                                       : announcement(translate("Bonjour: aún no visible en la red local"),
-                                                      translate("Avahi: aún no visible en la red local")));
-                say(translate("Escribe el código en la app nuvexa del teléfono.").toStdString());
+                say(filled(Texts::tr("Código de emparejamiento: %@"), {text(spacedCode(state.digits))}));
+                say(filled(Texts::tr("Puerto: %d"), {QString::number(state.port)}));
+                say((server.announced() ? Companion::PlatformWords::announcerVisible(m_wording)
+                                        : Companion::PlatformWords::announcerNotYetVisible(m_wording))
+                        .toStdString());
+                say(Texts::tr("Escribe el código en la app nuvexa del teléfono.").toStdString());
                 say("");
             }
             return;
@@ -107,7 +109,7 @@ public:
             if (m_json) {
                 object({{"type", "state"}, {"state", "failed"}, {"message", text(state.message)}});
             } else {
-                say(filled("El emparejamiento ha fallado: %@", {text(state.message)}));
+                say(filled(Texts::tr("El emparejamiento ha fallado: %@"), {text(state.message)}));
             }
             return;
         case PairingServer::State::Kind::idle:
@@ -130,8 +132,8 @@ public:
             object({{"type", "state"}, {"state", "failed"}, {"message", text(message)}});
             return;
         }
-        say(filled("El emparejamiento ha fallado: %@", {text(message)}));
-        say(translate("El código ya está gastado. Arregla lo que dice el mensaje (el archivo de llaves o su "
+        say(filled(Texts::tr("El emparejamiento ha fallado: %@"), {text(message)}));
+        say(Texts::tr("El código ya está gastado. Arregla lo que dice el mensaje (el archivo de llaves o su "
                       "carpeta) y vuelve a ejecutar nuvexa-companion-cli pair para obtener un código nuevo.")
                 .toStdString());
     }
@@ -144,7 +146,7 @@ public:
 
     /// What the SSH server said of the key just installed.
     void keyCheck(const CompanionCore::KeyDiagnosis::Result& result) const {
-        const QString verdict = Companion::KeyDoctor::verdict(result);
+        const QString verdict = Companion::KeyDoctor::verdict(result, m_wording);
         const auto hostKey = Companion::KeyDoctor::hostKey(result);
         if (m_json) {
             object({{"type", "keyCheck"},
@@ -154,7 +156,7 @@ public:
             return;
         }
         say(verdict.toStdString());
-        if (const auto notes = Companion::KeyDoctor::notes(result); !notes.isEmpty()) {
+        if (const auto notes = Companion::KeyDoctor::notes(result, m_wording); !notes.isEmpty()) {
             say(notes.toStdString());
         }
         if (hostKey) {
@@ -174,9 +176,9 @@ private:
             object(json);
             return;
         }
-        say(filled("Emparejado con %@.", {text(device)}));
+        say(filled(Texts::tr("Emparejado con %@."), {text(device)}));
         if (key) {
-            say(filled("Llave instalada: %@", {text(key->text())}));
+            say(filled(Texts::tr("Llave instalada: %@"), {text(key->text())}));
         }
     }
 
@@ -188,17 +190,6 @@ private:
 
     static void object(const QJsonObject& json) {
         say(QJsonDocument(json).toJson(QJsonDocument::Compact).toStdString());
-    }
-
-    /// The announcement's line, named after what announces it: Bonjour on macOS, Avahi on Linux.
-    std::string announcement(const QString& bonjour, const QString& avahi) const {
-        switch (m_wording) {
-        case Companion::Wording::macos:
-            return bonjour.toStdString();
-        case Companion::Wording::linuxSystem:
-            return avahi.toStdString();
-        }
-        return bonjour.toStdString();
     }
 
     bool m_json;
@@ -278,7 +269,7 @@ std::variant<PairSettings, int> parseArguments(const Companion::Host& host, cons
     if (parser.isSet(port)) {
         const auto ports = portsFrom(parser.values(port));
         if (!ports) {
-            return parser.usageError(translate("--port necesita un número de 0 a 65535"));
+            return parser.usageError(Texts::tr("--port necesita un número de 0 a 65535"));
         }
         settings.server.ports = *ports;
     }
@@ -286,7 +277,7 @@ std::variant<PairSettings, int> parseArguments(const Companion::Host& host, cons
         bool ok = false;
         const double seconds = parser.value(expiry).toDouble(&ok);
         if (!ok || !(seconds > 0) || seconds > 86400) {
-            return parser.usageError(translate("--expiry necesita un número de segundos"));
+            return parser.usageError(Texts::tr("--expiry necesita un número de segundos"));
         }
         settings.server.expiry = std::chrono::milliseconds(static_cast<long long>(std::ceil(seconds * 1000)));
     }
@@ -326,16 +317,16 @@ QString logRefusalText(CompanionCore::EventLog::Refusal refusal) {
     using Refusal = CompanionCore::EventLog::Refusal;
     switch (refusal) {
     case Refusal::symbolicLink:
-        return translate("no se escribe ningún registro: %@ es un enlace simbólico; elige otro archivo");
+        return Texts::tr("no se escribe ningún registro: %@ es un enlace simbólico; elige otro archivo");
     case Refusal::notRegularFile:
-        return translate("no se escribe ningún registro: %@ no es un archivo normal; elige otro archivo");
+        return Texts::tr("no se escribe ningún registro: %@ no es un archivo normal; elige otro archivo");
     case Refusal::otherOwner:
-        return translate("no se escribe ningún registro: %@ es de otra cuenta; elige otro archivo");
+        return Texts::tr("no se escribe ningún registro: %@ es de otra cuenta; elige otro archivo");
     case Refusal::otherNames:
-        return translate(
+        return Texts::tr(
             "no se escribe ningún registro: %@ tiene otro nombre (un enlace duro); elige otro archivo");
     case Refusal::unprotectable:
-        return translate(
+        return Texts::tr(
             "no se escribe ningún registro: otros pueden leer %@ y no se pueden cambiar sus permisos");
     }
     return {};
@@ -385,7 +376,7 @@ int runSession(PairingServer& server, const Report& report) {
             QTimer::singleShot(0, &loop, [&] {
                 if (server.state().kind == PairingServer::State::Kind::idle) {
                     finish(Exit::refused,
-                           translate("La sesión de emparejamiento ha terminado sin ningún teléfono.")
+                           Texts::tr("La sesión de emparejamiento ha terminado sin ningún teléfono.")
                                .toStdString());
                 }
             });
@@ -401,7 +392,7 @@ int runSession(PairingServer& server, const Report& report) {
         server.stop();
     });
     QObject::connect(&interruptions, &SignalNotifier::received, &loop, [&] {
-        finish(Exit::interrupted, translate("Emparejamiento cancelado.").toStdString());
+        finish(Exit::interrupted, Texts::tr("Emparejamiento cancelado.").toStdString());
         server.stop();
     });
 
@@ -424,7 +415,7 @@ int runPair(const Companion::Host& host, const QStringList& arguments) {
     // The same test as the readiness row, so the two front ends never disagree.
     if (!host.systemActions->remoteLoginEnabled()) {
         report.warning(
-            translate("nada responde en el puerto 22 de este ordenador: el teléfono puede "
+            Texts::tr("nada responde en el puerto 22 de este ordenador: el teléfono puede "
                       "emparejarse, pero no podrá iniciar sesión hasta que funcione un servidor SSH")
                 .toStdString());
     }

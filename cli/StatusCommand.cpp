@@ -2,9 +2,9 @@
 
 #include "Companion/Host.h"
 #include "Companion/Readiness.h"
-#include "Companion/Text.h"
 #include "cli/CommandLine.h"
 
+#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -19,7 +19,10 @@ namespace {
 /// Blanks between the label column and the marks.
 constexpr int columnGap = 2;
 
-constexpr Companion::Text::TranslationContext translate{"StatusCommand"};
+/// This file's texts, in the catalogue's "StatusCommand" context.
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(StatusCommand)
+};
 
 QString text(const std::string& value) {
     return QString::fromStdString(value);
@@ -62,9 +65,9 @@ QString statusTable(const std::vector<Companion::ReadinessCheck>& checks,
     for (const auto& check : checks) {
         rows.push_back(checkRow(check));
     }
-    rows.push_back(Row{translate("Direcciones"), std::nullopt, addresses.join(QStringLiteral(", "))});
+    rows.push_back(Row{Texts::tr("Direcciones"), std::nullopt, addresses.join(QStringLiteral(", "))});
     rows.push_back(
-        Row{translate("Dirección de malla"), std::nullopt, mesh ? text(*mesh) : translate("ninguna")});
+        Row{Texts::tr("Dirección de malla"), std::nullopt, mesh ? text(*mesh) : Texts::tr("ninguna")});
     qsizetype width = 0;
     for (const auto& row : rows) {
         width = std::max(width, row.label.size());
@@ -130,7 +133,7 @@ int runStatus(const Companion::Host& host, const QStringList& arguments) {
     const QCommandLineOption json(QStringLiteral("json"),
                                   QStringLiteral("Write one JSON object instead of text."));
     commandLine.addOptions({json});
-    commandLine.setUsageLine(translate("Uso: nuvexa-companion-cli status [--json]"));
+    commandLine.setUsageLine(Texts::tr("Uso: nuvexa-companion-cli status [--json]"));
     if (const auto ended = commandLine.parse(arguments)) {
         return *ended;
     }

@@ -1,6 +1,5 @@
 #include "Companion/Host.h"
 #include "Companion/LocalizedFormat.h"
-#include "Companion/Text.h"
 #include "Companion/Translations.h"
 #include "cli/CommandLine.h"
 #include "cli/DevicesCommand.h"
@@ -18,7 +17,10 @@
 
 namespace {
 
-constexpr Companion::Text::TranslationContext translate{"Main"};
+/// This file's texts, in the catalogue's "Main" context.
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(Main)
+};
 
 /// What a command answers when it ends on a failure it did not foresee.
 constexpr int unforeseenFailureExit = 1;
@@ -87,7 +89,7 @@ int main(int argc, char* argv[]) {
         return found->second(host, arguments);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "nuvexa-companion-cli %s: %s\n", qPrintable(command),
-                     qPrintable(Companion::LocalizedFormat::fill(translate("error inesperado: %@"),
+                     qPrintable(Companion::LocalizedFormat::fill(Texts::tr("error inesperado: %@"),
                                                                  {QString::fromLocal8Bit(error.what())})));
         return unforeseenFailureExit;
     }

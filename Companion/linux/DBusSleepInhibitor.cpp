@@ -1,7 +1,6 @@
 #include "Companion/linux/DBusSleepInhibitor.h"
 
-#include "Companion/Text.h"
-
+#include <QCoreApplication>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
@@ -12,15 +11,17 @@ namespace Companion {
 
 namespace {
 
-constexpr Text::TranslationContext translate{"KeepAwake"};
+/// This file's texts, in the catalogue's "KeepAwake" context.
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(KeepAwake)
+};
 
 /// The portal asks which window the request is for; the companion's panel is none it knows.
 const QString noParentWindow;
 
-std::string nobodyHolds() {
-    return translate(
-               "No puedo mantener el ordenador despierto: ni el portal del escritorio ni logind responden.")
-        .toStdString();
+QString nobodyHolds() {
+    return Texts::tr(
+        "No puedo mantener el ordenador despierto: ni el portal del escritorio ni logind responden.");
 }
 
 } // namespace
@@ -66,7 +67,7 @@ void DBusSleepInhibitor::hold(Done done) {
 void DBusSleepInhibitor::holdWithLogind(Done done) {
     auto bus = m_systemBus();
     if (!bus.isConnected()) {
-        done(nobodyHolds());
+        done(nobodyHolds().toStdString());
         return;
     }
     auto message =
@@ -80,7 +81,7 @@ void DBusSleepInhibitor::holdWithLogind(Done done) {
                 finished->deleteLater();
                 const QDBusPendingReply<QDBusUnixFileDescriptor> reply = *finished;
                 if (reply.isError() || !reply.value().isValid()) {
-                    done(nobodyHolds());
+                    done(nobodyHolds().toStdString());
                     return;
                 }
                 m_logindLock = reply.value();

@@ -53,7 +53,10 @@ const std::vector<DesktopTerminals>& desktopTerminals() {
     return table;
 }
 
-constexpr Text::TranslationContext translate{"SystemActions"};
+/// This file's texts, in the catalogue's "SystemActions" context.
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(SystemActions)
+};
 
 std::vector<std::string> split(std::string_view text, char separator) {
     std::vector<std::string> pieces;
@@ -187,13 +190,13 @@ std::optional<std::string> LinuxSystemActions::sshUnit() const {
 std::optional<std::string> LinuxSystemActions::setRemoteLogin(bool on, std::stop_token stop) {
     const auto unit = sshUnit();
     if (!unit) {
-        return translate("No encuentro el servidor SSH. Instala el servidor OpenSSH y vuelve a pulsar.")
+        return Texts::tr("No encuentro el servidor SSH. Instala el servidor OpenSSH y vuelve a pulsar.")
             .toStdString();
     }
     const auto pkexec = locate("pkexec");
     const auto systemctl = locate("systemctl");
     if (!pkexec || !systemctl) {
-        return translate("No encuentro pkexec y systemctl para pedir permiso de administrador.")
+        return Texts::tr("No encuentro pkexec y systemctl para pedir permiso de administrador.")
             .toStdString();
     }
     const std::vector<std::string> change{*systemctl, on ? "enable" : "disable", "--now", *unit};
@@ -212,7 +215,7 @@ std::optional<std::string> LinuxSystemActions::setRemoteLogin(bool on, std::stop
     const auto output = Text::trimmed(result.output);
     if (output.find(noAgentMessage) != std::string::npos) {
         return LocalizedFormat::fill(
-                   translate("Ningún agente de polkit puede pedir la contraseña de "
+                   Texts::tr("Ningún agente de polkit puede pedir la contraseña de "
                              "administrador en este escritorio. Escribe «%@» en una "
                              "terminal."),
                    {QString::fromStdString("sudo " +
@@ -223,7 +226,7 @@ std::optional<std::string> LinuxSystemActions::setRemoteLogin(bool on, std::stop
     if (!output.empty()) {
         return output;
     }
-    return translate("No se ha podido cambiar el servidor SSH (código %1).")
+    return Texts::tr("No se ha podido cambiar el servidor SSH (código %1).")
         .arg(result.exitCode)
         .toStdString();
 }
@@ -316,12 +319,12 @@ std::optional<std::string> LinuxSystemActions::openTerminal(const std::string& c
     }
     const QString shown = QString::fromStdString(command);
     if (copied) {
-        return LocalizedFormat::fill(translate("No he podido abrir una terminal. He copiado «%@»: pégalo en "
+        return LocalizedFormat::fill(Texts::tr("No he podido abrir una terminal. He copiado «%@»: pégalo en "
                                                "una terminal y pulsa Intro."),
                                      {shown})
             .toStdString();
     }
-    return LocalizedFormat::fill(translate("No he podido abrir una terminal ni copiar la orden. Escribe «%@» "
+    return LocalizedFormat::fill(Texts::tr("No he podido abrir una terminal ni copiar la orden. Escribe «%@» "
                                            "en una terminal y pulsa Intro."),
                                  {shown})
         .toStdString();
@@ -362,14 +365,14 @@ std::optional<std::string> LinuxSystemActions::installCommandLine(const std::vec
 }
 
 std::string LinuxSystemActions::packageManagerMissingMessage() const {
-    return translate(
+    return Texts::tr(
                "No encuentro apt, dnf, pacman ni zypper. Instala mosh y tmux con el gestor de paquetes de tu "
                "sistema y vuelve a pulsar.")
         .toStdString();
 }
 
 std::unique_ptr<SleepInhibitor> LinuxSystemActions::sleepInhibitor() {
-    const auto why = translate("Mantener el ordenador despierto para usarlo desde el iPhone").toStdString();
+    const auto why = Texts::tr("Mantener el ordenador despierto para usarlo desde el iPhone").toStdString();
     return std::make_unique<DBusSleepInhibitor>(m_options.sessionBus, m_options.systemBus, "nuvexa Companion",
                                                 why);
 }

@@ -12,7 +12,10 @@ namespace Companion {
 
 namespace {
 
-constexpr Text::TranslationContext translate{"SystemActions"};
+/// This file's texts, in the catalogue's "SystemActions" context.
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(SystemActions)
+};
 
 } // namespace
 
@@ -66,7 +69,7 @@ std::optional<std::string> MacSystemActions::setRemoteLogin(bool on, std::stop_t
     // Covers a cancelled password dialog: the system's own message is shown as it stands.
     auto message = scriptErrorMessage(result.output);
     if (message.empty()) {
-        message = translate("No se ha podido cambiar el inicio de sesión remoto.").toStdString();
+        message = Texts::tr("No se ha podido cambiar el inicio de sesión remoto.").toStdString();
     }
     return message;
 }
@@ -84,7 +87,7 @@ std::optional<std::string> MacSystemActions::openTerminal(const std::string& com
         runner().run(copy);
     }
     runner().run(ProcessCommand{"/usr/bin/open", {std::string(terminalApplication)}});
-    return LocalizedFormat::fill(translate("No puedo escribir en Terminal (permiso de Automatización). He "
+    return LocalizedFormat::fill(Texts::tr("No puedo escribir en Terminal (permiso de Automatización). He "
                                            "copiado «%@»: pégalo en Terminal y pulsa Intro."),
                                  {QString::fromStdString(command)})
         .toStdString();
@@ -105,7 +108,7 @@ std::optional<std::string> MacSystemActions::packageManagerName() const {
 }
 
 std::string MacSystemActions::packageManagerMissingMessage() const {
-    return translate("Homebrew no está instalado. Instálalo desde brew.sh y vuelve a pulsar.").toStdString();
+    return Texts::tr("Homebrew no está instalado. Instálalo desde brew.sh y vuelve a pulsar.").toStdString();
 }
 
 std::optional<ProcessCommand> MacSystemActions::keepAwakeCommand() {

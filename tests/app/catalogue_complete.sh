@@ -27,8 +27,9 @@ marked=$(grep -B2 -E 'type="(unfinished|vanished|obsolete)"' "$work/catalogue.ts
 if [ -n "$marked" ]; then
     echo "catalogue: these texts are missing from $catalogue, untranslated, or no longer used:"
     echo "$marked"
-    echo "catalogue: list new texts in CompanionApp/CompanionTexts.cpp when lupdate cannot see them, then"
-    echo "           run 'cmake --build --preset dev --target update_translations' and translate them"
+    echo "catalogue: mark each text where it is used (a class's tr(), or a file's Texts::tr() with"
+    echo "           Q_DECLARE_TR_FUNCTIONS), then run 'cmake --build --preset dev --target"
+    echo "           update_translations' and translate the new entries"
     exit 1
 fi
 echo "catalogue: complete"

@@ -15,8 +15,3 @@ TEST(TextTest, JoinedPutsTheSeparatorBetweenPiecesOnly) {
     EXPECT_EQ(Text::joined({"mosh"}, " "), "mosh");
     EXPECT_EQ(Text::joined({"sudo apt install", "mosh", "tmux"}, " "), "sudo apt install mosh tmux");
 }
-
-TEST(TextTest, AContextWithoutATranslationAnswersTheSpanishKey) {
-    constexpr Text::TranslationContext translate{"TextTest"};
-    EXPECT_EQ(translate("no instalado"), QStringLiteral("no instalado"));
-}

@@ -48,7 +48,7 @@ TEST(AnnouncementProbeFindingsTest, EachResultMeansWhatAPhoneMeets) {
               Obstacle::noDnsSdDaemon);
     // Not being found makes pairing harder; a phone already paired still logs in.
     EXPECT_FALSE(CompanionCore::keepsPhoneOut(Obstacle::announcementNotSeen));
-    EXPECT_TRUE(Companion::KeyDoctor::describe(Obstacle::announcementNotSeen)
+    EXPECT_TRUE(Companion::KeyDoctor::describe(Obstacle::announcementNotSeen, Companion::Wording::linuxSystem)
                     .contains(QStringLiteral("allow-interfaces")));
 }
 

@@ -16,6 +16,9 @@ using TestSupport::homeAddress;
 using TestSupport::testUser;
 namespace fs = std::filesystem;
 
+/// The peer is Linux's own sshd, so its remedies are said in Linux's words.
+constexpr auto linuxWords = Companion::Wording::linuxSystem;
+
 /// The key check and its causes: the verdict must agree with the real login.
 class KeyDoctorTest : public TestSupport::SshdScenarioTest {};
 
@@ -36,7 +39,7 @@ TEST_F(KeyDoctorTest, AWorkingSetupIsAcceptedWithTheServersHostKey) {
     EXPECT_TRUE(report.result.obstacles.empty());
     ASSERT_TRUE(report.result.hostKeyFingerprint.has_value());
     EXPECT_EQ(*report.result.hostKeyFingerprint, fingerprintOf(server->hostKeyPath()));
-    EXPECT_EQ(Companion::KeyDoctor::verdict(report.result),
+    EXPECT_EQ(Companion::KeyDoctor::verdict(report.result, linuxWords),
               QStringLiteral("La llave funciona: comprobado con el servidor SSH"));
 }
 
@@ -48,8 +51,9 @@ TEST_F(KeyDoctorTest, AllowUsersNamingSomeoneElseIsRefusedAndNamed) {
     EXPECT_EQ(report.result.answers.at(0).answer.verdict, Verdict::refused);
     EXPECT_FALSE(report.result.works());
     EXPECT_TRUE(names(report, Obstacle::userNotAllowed))
-        << Companion::KeyDoctor::verdict(report.result).toStdString();
-    EXPECT_TRUE(Companion::KeyDoctor::verdict(report.result).contains(QStringLiteral("AllowUsers")));
+        << Companion::KeyDoctor::verdict(report.result, linuxWords).toStdString();
+    EXPECT_TRUE(
+        Companion::KeyDoctor::verdict(report.result, linuxWords).contains(QStringLiteral("AllowUsers")));
     EXPECT_EQ(report.result.hostKeyFingerprint, fingerprintOf(server->hostKeyPath()));
 }
 
@@ -60,8 +64,8 @@ TEST_F(KeyDoctorTest, PublicKeysSwitchedOffAreRefusedAndNamed) {
     const auto report = examine(server->port(), server->configPath());
     EXPECT_EQ(report.result.answers.at(0).answer.verdict, Verdict::refused);
     EXPECT_TRUE(names(report, Obstacle::publicKeysDisabled));
-    EXPECT_TRUE(
-        Companion::KeyDoctor::verdict(report.result).contains(QStringLiteral("PubkeyAuthentication")));
+    EXPECT_TRUE(Companion::KeyDoctor::verdict(report.result, linuxWords)
+                    .contains(QStringLiteral("PubkeyAuthentication")));
 }
 
 TEST_F(KeyDoctorTest, AHomeWritableByOthersIsRefusedAndNamed) {
@@ -84,7 +88,8 @@ TEST_F(KeyDoctorTest, AKeyFileTheServerDoesNotReadIsRefusedAndNamed) {
     const auto report = examine(server->port(), server->configPath());
     EXPECT_EQ(report.result.answers.at(0).answer.verdict, Verdict::refused);
     EXPECT_EQ(report.result.obstacles, std::vector<Obstacle>{Obstacle::keyFileElsewhere});
-    EXPECT_TRUE(Companion::KeyDoctor::verdict(report.result).contains(QStringLiteral("AuthorizedKeysFile")));
+    EXPECT_TRUE(Companion::KeyDoctor::verdict(report.result, linuxWords)
+                    .contains(QStringLiteral("AuthorizedKeysFile")));
 }
 
 TEST_F(KeyDoctorTest, AFolderInPlaceOfTheKeyFileIsTheReasonTheServerRefuses) {
@@ -96,9 +101,9 @@ TEST_F(KeyDoctorTest, AFolderInPlaceOfTheKeyFileIsTheReasonTheServerRefuses) {
     const auto report = examine(server->port(), server->configPath());
     EXPECT_EQ(report.result.answers.at(0).answer.verdict, Verdict::refused);
     EXPECT_EQ(report.result.obstacles, std::vector<Obstacle>{Obstacle::keyFileNotRegular});
-    EXPECT_TRUE(Companion::KeyDoctor::verdict(report.result)
+    EXPECT_TRUE(Companion::KeyDoctor::verdict(report.result, linuxWords)
                     .startsWith(QStringLiteral("~/.ssh/authorized_keys no es un archivo normal")))
-        << Companion::KeyDoctor::verdict(report.result).toStdString();
+        << Companion::KeyDoctor::verdict(report.result, linuxWords).toStdString();
 }
 
 TEST_F(KeyDoctorTest, APlainFileInPlaceOfTheSshFolderIsNamedInTheSystemsWords) {
@@ -109,7 +114,7 @@ TEST_F(KeyDoctorTest, APlainFileInPlaceOfTheSshFolderIsNamedInTheSystemsWords) {
     ASSERT_FALSE(logsIn("127.0.0.1", server->port()));
     const auto report = examine(server->port(), server->configPath());
     EXPECT_EQ(report.result.obstacles, std::vector<Obstacle>{Obstacle::keyFileUnreadable});
-    EXPECT_EQ(Companion::KeyDoctor::verdict(report.result),
+    EXPECT_EQ(Companion::KeyDoctor::verdict(report.result, linuxWords),
               QStringLiteral("No se puede leer ~/.ssh/authorized_keys (Not a directory): arregla eso en el "
                              "archivo o en la carpeta ~/.ssh"));
 }

@@ -26,4 +26,16 @@ inline std::vector<std::string> foreignNames(const std::string& text) {
     return found;
 }
 
+/// The names of Linux's facilities in `text`, which a Mac user must not meet: Linux itself, Avahi
+/// and its settings, the OpenSSH package, the journal and the distributions' package managers.
+inline std::vector<std::string> linuxNames(const std::string& text) {
+    static const std::regex names(
+        R"(Linux|[Aa]vahi|openssh-server|journalctl|auth\.log|\bapt\b|\bdnf\b|pacman|zypper)");
+    std::vector<std::string> found;
+    for (std::sregex_iterator match(text.begin(), text.end(), names), end; match != end; ++match) {
+        found.push_back(match->str());
+    }
+    return found;
+}
+
 } // namespace TestSupport

@@ -25,14 +25,6 @@
         <translation>%@ · user %@</translation>
     </message>
     <message>
-        <source>Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en el Mac y en el iPhone; entonces aparecerá aquí la dirección de malla.</source>
-        <translation>Home addresses only. Away from home you need Drozak or Tailscale on the Mac and on the iPhone; the mesh address will then appear here.</translation>
-    </message>
-    <message>
-        <source>Mantener el Mac despierto</source>
-        <translation>Keep the Mac awake</translation>
-    </message>
-    <message>
         <source>Revocar…</source>
         <translation>Revoke…</translation>
     </message>
@@ -47,14 +39,6 @@
     <message>
         <source>Cancelar</source>
         <translation>Cancel</translation>
-    </message>
-    <message>
-        <source>Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en este ordenador y en el iPhone; entonces aparecerá aquí la dirección de malla.</source>
-        <translation>Home addresses only. Away from home you need Drozak or Tailscale on this computer and on the iPhone; the mesh address will then appear here.</translation>
-    </message>
-    <message>
-        <source>Mantener el ordenador despierto</source>
-        <translation>Keep the computer awake</translation>
     </message>
     <message>
         <source>¿Revocar «%@»? Su llave también está en otras líneas del archivo:
@@ -104,20 +88,12 @@ Unless you remove them, it can still log in to this computer.</translation>
         <translation>Pair with the iPhone</translation>
     </message>
     <message>
-        <source>En nuvexa, toca «Buscar un Mac en la red», elige este Mac y escribe el código. Tu llave del iPhone quedará instalada aquí.</source>
-        <translation>In nuvexa, tap “Find a Mac on the network”, choose this Mac and type the code. Your iPhone’s key will be installed here.</translation>
-    </message>
-    <message>
         <source>Código para el iPhone</source>
         <translation>Code for the iPhone</translation>
     </message>
     <message>
         <source>Esperando al iPhone en el puerto %d · caduca en %d min</source>
         <translation>Waiting for the iPhone on port %d · expires in %d min</translation>
-    </message>
-    <message>
-        <source>Visible en la red local (Bonjour)</source>
-        <translation>Visible on the local network (Bonjour)</translation>
     </message>
     <message>
         <source>Anunciando en la red local…</source>
@@ -138,14 +114,6 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>Emparejar otro</source>
         <translation>Pair another</translation>
-    </message>
-    <message>
-        <source>En nuvexa, toca «Buscar un Mac en la red», elige este ordenador y escribe el código. Tu llave del iPhone quedará instalada aquí.</source>
-        <translation>In nuvexa, tap “Find a Mac on the network”, choose this computer and type the code. Your iPhone’s key will be installed here.</translation>
-    </message>
-    <message>
-        <source>Visible en la red local (Avahi)</source>
-        <translation>Visible on the local network (Avahi)</translation>
     </message>
 </context>
 <context>
@@ -322,20 +290,8 @@ Unless you remove them, it can still log in to this computer.</translation>
         <translation>A firewall blocks the pairing ports 52901–52904: allow them (as administrator).</translation>
     </message>
     <message>
-        <source>No funciona ningún servicio DNS-SD: el teléfono no encontrará este ordenador por sí solo; en Linux, instala y arranca avahi-daemon.</source>
-        <translation>No DNS-SD service is running: the phone will not find this computer by itself; on Linux, install and start avahi-daemon.</translation>
-    </message>
-    <message>
-        <source>El servicio DNS-SD no muestra lo que este ordenador anuncia: el teléfono no lo encontrará por sí solo; en Linux, revisa allow-interfaces y disable-publishing en /etc/avahi/avahi-daemon.conf (como administrador).</source>
-        <translation>The DNS-SD service does not show what this computer announces: the phone will not find it by itself; on Linux, check allow-interfaces and disable-publishing in /etc/avahi/avahi-daemon.conf (as administrator).</translation>
-    </message>
-    <message>
         <source>La llave funciona: comprobado con el servidor SSH</source>
         <translation>The key works: checked with the SSH server</translation>
-    </message>
-    <message>
-        <source>No responde ningún servidor SSH: actívalo (en Linux, instala y arranca openssh-server).</source>
-        <translation>No SSH server is answering: turn it on (on Linux, install and start openssh-server).</translation>
     </message>
     <message>
         <source>Esta dirección no responde: un cortafuegos o la red bloquea el puerto SSH.</source>
@@ -400,10 +356,6 @@ Unless you remove them, it can still log in to this computer.</translation>
         <translation>~/.ssh/authorized_keys is larger than %d MiB: no keys file written by hand is that large; find out what filled it and leave only your keys in it</translation>
     </message>
     <message>
-        <source>El servidor SSH rechaza la llave por otro motivo: mira su registro (journalctl -u ssh o /var/log/auth.log).</source>
-        <translation>The SSH server refuses the key for another reason: see its log (journalctl -u ssh or /var/log/auth.log).</translation>
-    </message>
-    <message>
         <source>aceptada</source>
         <translation>accepted</translation>
     </message>
@@ -436,18 +388,6 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>aviso: %@</source>
         <translation>warning: %@</translation>
-    </message>
-    <message>
-        <source>Bonjour: visible en la red local</source>
-        <translation>Bonjour: visible on the local network</translation>
-    </message>
-    <message>
-        <source>Bonjour: no visible en la red local</source>
-        <translation>Bonjour: not visible on the local network</translation>
-    </message>
-    <message>
-        <source>Bonjour: aún no visible en la red local</source>
-        <translation>Bonjour: not visible on the local network (yet)</translation>
     </message>
     <message>
         <source>Código de emparejamiento: %@</source>
@@ -498,18 +438,6 @@ Unless you remove them, it can still log in to this computer.</translation>
         <translation>--expiry needs a number of seconds</translation>
     </message>
     <message>
-        <source>Avahi: visible en la red local</source>
-        <translation>Avahi: visible on the local network</translation>
-    </message>
-    <message>
-        <source>Avahi: no visible en la red local</source>
-        <translation>Avahi: not visible on the local network</translation>
-    </message>
-    <message>
-        <source>Avahi: aún no visible en la red local</source>
-        <translation>Avahi: not visible on the local network (yet)</translation>
-    </message>
-    <message>
         <source>no se escribe ningún registro: %@ es un enlace simbólico; elige otro archivo</source>
         <translation>no log is written: %@ is a symbolic link; choose another file</translation>
     </message>
@@ -531,18 +459,122 @@ Unless you remove them, it can still log in to this computer.</translation>
     </message>
 </context>
 <context>
-    <name>Readiness</name>
+    <name>PlatformWords</name>
     <message>
-        <source>no instalado</source>
-        <translation>not installed</translation>
+        <source>Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en el Mac y en el iPhone; entonces aparecerá aquí la dirección de malla.</source>
+        <translation>Home addresses only. Away from home you need Drozak or Tailscale on the Mac and on the iPhone; the mesh address will then appear here.</translation>
+    </message>
+    <message>
+        <source>Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en este ordenador y en el iPhone; entonces aparecerá aquí la dirección de malla.</source>
+        <translation>Home addresses only. Away from home you need Drozak or Tailscale on this computer and on the iPhone; the mesh address will then appear here.</translation>
+    </message>
+    <message>
+        <source>Mantener el Mac despierto</source>
+        <translation>Keep the Mac awake</translation>
+    </message>
+    <message>
+        <source>Mantener el ordenador despierto</source>
+        <translation>Keep the computer awake</translation>
+    </message>
+    <message>
+        <source>En nuvexa, toca «Buscar un Mac en la red», elige este Mac y escribe el código. Tu llave del iPhone quedará instalada aquí.</source>
+        <translation>In nuvexa, tap “Find a Mac on the network”, choose this Mac and type the code. Your iPhone’s key will be installed here.</translation>
+    </message>
+    <message>
+        <source>En nuvexa, toca «Buscar un Mac en la red», elige este ordenador y escribe el código. Tu llave del iPhone quedará instalada aquí.</source>
+        <translation>In nuvexa, tap “Find a Mac on the network”, choose this computer and type the code. Your iPhone’s key will be installed here.</translation>
+    </message>
+    <message>
+        <source>Visible en la red local (Bonjour)</source>
+        <translation>Visible on the local network (Bonjour)</translation>
+    </message>
+    <message>
+        <source>Visible en la red local (Avahi)</source>
+        <translation>Visible on the local network (Avahi)</translation>
+    </message>
+    <message>
+        <source>No responde ningún servidor SSH: actívalo (en Linux, instala y arranca openssh-server).</source>
+        <translation>No SSH server is answering: turn it on (on Linux, install and start openssh-server).</translation>
+    </message>
+    <message>
+        <source>No funciona ningún servicio DNS-SD: el teléfono no encontrará este ordenador por sí solo; en Linux, instala y arranca avahi-daemon.</source>
+        <translation>No DNS-SD service is running: the phone will not find this computer by itself; on Linux, install and start avahi-daemon.</translation>
+    </message>
+    <message>
+        <source>El servicio DNS-SD no muestra lo que este ordenador anuncia: el teléfono no lo encontrará por sí solo; en Linux, revisa allow-interfaces y disable-publishing en /etc/avahi/avahi-daemon.conf (como administrador).</source>
+        <translation>The DNS-SD service does not show what this computer announces: the phone will not find it by itself; on Linux, check allow-interfaces and disable-publishing in /etc/avahi/avahi-daemon.conf (as administrator).</translation>
+    </message>
+    <message>
+        <source>El servidor SSH rechaza la llave por otro motivo: mira su registro (journalctl -u ssh o /var/log/auth.log).</source>
+        <translation>The SSH server refuses the key for another reason: see its log (journalctl -u ssh or /var/log/auth.log).</translation>
+    </message>
+    <message>
+        <source>Bonjour: visible en la red local</source>
+        <translation>Bonjour: visible on the local network</translation>
+    </message>
+    <message>
+        <source>Bonjour: no visible en la red local</source>
+        <translation>Bonjour: not visible on the local network</translation>
+    </message>
+    <message>
+        <source>Bonjour: aún no visible en la red local</source>
+        <translation>Bonjour: not visible on the local network (yet)</translation>
+    </message>
+    <message>
+        <source>Avahi: visible en la red local</source>
+        <translation>Avahi: visible on the local network</translation>
+    </message>
+    <message>
+        <source>Avahi: no visible en la red local</source>
+        <translation>Avahi: not visible on the local network</translation>
+    </message>
+    <message>
+        <source>Avahi: aún no visible en la red local</source>
+        <translation>Avahi: not visible on the local network (yet)</translation>
+    </message>
+    <message>
+        <source>Inicio de sesión remoto (SSH)</source>
+        <translation>Remote Login (SSH)</translation>
+    </message>
+    <message>
+        <source>Servidor SSH</source>
+        <translation>SSH server</translation>
     </message>
     <message>
         <source>Instalar con Homebrew</source>
         <translation>Install with Homebrew</translation>
     </message>
     <message>
-        <source>Inicio de sesión remoto (SSH)</source>
-        <translation>Remote Login (SSH)</translation>
+        <source>Instalar con %@</source>
+        <extracomment>the package manager: apt, dnf, pacman, zypper</extracomment>
+        <translation>Install with %@</translation>
+    </message>
+    <message>
+        <source>Instalar…</source>
+        <translation>Install…</translation>
+    </message>
+    <message>
+        <source>No responde ningún servidor SSH: actívalo en Ajustes del Sistema &gt; General &gt; Compartir &gt; Sesión remota.</source>
+        <translation>No SSH server is answering: turn it on in System Settings &gt; General &gt; Sharing &gt; Remote Login.</translation>
+    </message>
+    <message>
+        <source>No funciona ningún servicio DNS-SD: el teléfono no encontrará este Mac por sí solo; reinicia el Mac.</source>
+        <translation>No DNS-SD service is running: the phone will not find this Mac by itself; restart the Mac.</translation>
+    </message>
+    <message>
+        <source>El servicio DNS-SD no muestra lo que este Mac anuncia: el teléfono no lo encontrará por sí solo; permite a nuvexa Companion usar la red local (Ajustes del Sistema &gt; Privacidad y seguridad &gt; Red local) y, si sigue igual, reinicia el Mac.</source>
+        <translation>The DNS-SD service does not show what this Mac announces: the phone will not find it by itself; allow nuvexa Companion to use the local network (System Settings &gt; Privacy &amp; Security &gt; Local Network) and, if nothing changes, restart the Mac.</translation>
+    </message>
+    <message>
+        <source>El servidor SSH rechaza la llave por otro motivo: mira su registro (log show --last 1h --predicate &apos;process BEGINSWITH &quot;sshd&quot;&apos;).</source>
+        <translation>The SSH server refuses the key for another reason: see its log (log show --last 1h --predicate &apos;process BEGINSWITH &quot;sshd&quot;&apos;).</translation>
+    </message>
+</context>
+<context>
+    <name>Readiness</name>
+    <message>
+        <source>no instalado</source>
+        <translation>not installed</translation>
     </message>
     <message>
         <source>activado</source>
@@ -580,19 +612,6 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>Conectar</source>
         <translation>Connect</translation>
-    </message>
-    <message>
-        <source>Servidor SSH</source>
-        <translation>SSH server</translation>
-    </message>
-    <message>
-        <source>Instalar con %@</source>
-        <extracomment>the package manager: apt, dnf, pacman, zypper</extracomment>
-        <translation>Install with %@</translation>
-    </message>
-    <message>
-        <source>Instalar…</source>
-        <translation>Install…</translation>
     </message>
 </context>
 <context>
