@@ -190,17 +190,14 @@ Listing list(std::string_view fileText) {
     return listing;
 }
 
-std::optional<std::string> fingerprintOf(const PairedDevice& device) {
-    return SshPublicKey::fingerprint(device.keyType, device.blob);
-}
-
 std::vector<PairedDevice> matching(const Listing& listing, std::string_view query) {
     constexpr std::string_view prefix = "SHA256:";
     const std::string fingerprint =
         query.starts_with(prefix) ? std::string(query) : std::string(prefix) + std::string(query);
     std::vector<PairedDevice> found;
     for (const auto& device : listing.devices) {
-        if (device.name == query || (!query.empty() && fingerprintOf(device) == fingerprint)) {
+        if (device.name == query ||
+            (!query.empty() && SshPublicKey::fingerprint(device.keyType, device.blob) == fingerprint)) {
             found.push_back(device);
         }
     }

@@ -4,7 +4,6 @@
 #include "CompanionCore/PairedDevice.h"
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,9 +32,6 @@ Listing list(std::string_view fileText);
 /// The phones `query` names: by name, exactly, or by key fingerprint as `ssh-keygen -l` prints it
 /// ("SHA256:…"; the prefix may be left out).
 std::vector<PairedDevice> matching(const Listing& listing, std::string_view query);
-
-/// The key's fingerprint ("SHA256:…"), or nothing for a key the SSH server could not use.
-std::optional<std::string> fingerprintOf(const PairedDevice& device);
 
 /// The most characters of a line's options, and of its comment, that a `KeyLine` excerpt shows.
 inline constexpr std::size_t maximumExcerptPart = 40;

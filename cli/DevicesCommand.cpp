@@ -7,6 +7,7 @@
 #include "Companion/Text.h"
 #include "CompanionCore/AuthorizedKeys.h"
 #include "CompanionCore/PairedDevices.h"
+#include "CompanionCore/SshPublicKey.h"
 
 #include <QCommandLineParser>
 #include <QJsonArray>
@@ -26,6 +27,7 @@ namespace {
 
 using CompanionCore::PairedDevice;
 namespace PairedDevices = CompanionCore::PairedDevices;
+namespace SshPublicKey = CompanionCore::SshPublicKey;
 
 constexpr Companion::Text::TranslationContext translate{"DevicesCommand"};
 
@@ -61,7 +63,7 @@ std::filesystem::path keysFile(const QCommandLineParser& parser) {
 
 /// "iPhone de Ana  ED25519  SHA256:…  línea 3  (anterior)"
 std::string describe(const PairedDevice& device) {
-    const auto fingerprint = PairedDevices::fingerprintOf(device);
+    const auto fingerprint = SshPublicKey::fingerprint(device.keyType, device.blob);
     std::string line = device.name + "  " + device.keyType + "  " +
                        (fingerprint ? *fingerprint : translate("(llave inutilizable)").toStdString()) + "  " +
                        filled("línea %d", {QString::number(device.lineNumber)});
@@ -128,7 +130,7 @@ int runDevices(const QStringList& arguments) {
     if (parser.isSet(json)) {
         QJsonArray devices;
         for (const auto& device : listing.devices) {
-            const auto fingerprint = PairedDevices::fingerprintOf(device);
+            const auto fingerprint = SshPublicKey::fingerprint(device.keyType, device.blob);
             devices.append(
                 QJsonObject{{"name", QString::fromStdString(device.name)},
                             {"type", QString::fromStdString(device.keyType)},
@@ -207,7 +209,8 @@ int runRevoke(const QStringList& arguments) {
             return devicesRefusedExit;
         }
         const PairedDevice& device = found.front();
-        const QString fingerprint = text(PairedDevices::fingerprintOf(device).value_or(device.keyType));
+        const QString fingerprint =
+            text(SshPublicKey::fingerprint(device.keyType, device.blob).value_or(device.keyType));
         const auto others = PairedDevices::otherLinesHolding(before, device.keyType, device.blob);
         bool everyLine = parser.isSet(everyLineOption);
         if (!others.empty() && !everyLine && parser.isSet(yes)) {

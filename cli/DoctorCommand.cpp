@@ -5,7 +5,7 @@
 #include "Companion/LocalizedFormat.h"
 #include "Companion/QtProcessRunner.h"
 #include "Companion/Text.h"
-#include "CompanionCore/PairedDevices.h"
+#include "CompanionCore/SshPublicKey.h"
 
 #include <QCommandLineParser>
 #include <QJsonArray>
@@ -105,7 +105,8 @@ QString subjectLine(const Report& report) {
     if (!report.device) {
         return translate("No hay ningún teléfono emparejado: comprobado lo que no necesita llave.");
     }
-    const auto fingerprint = CompanionCore::PairedDevices::fingerprintOf(*report.device);
+    const auto fingerprint =
+        CompanionCore::SshPublicKey::fingerprint(report.device->keyType, report.device->blob);
     return text(report.device->name) + QStringLiteral(" (") +
            text(fingerprint.value_or(report.device->keyType)) + QStringLiteral(")");
 }
@@ -175,7 +176,9 @@ QJsonObject doctorJson(const std::vector<Report>& reports) {
                                       {"detail", causeDetail(obstacle, report)}});
         }
         const auto fingerprint =
-            report.device ? CompanionCore::PairedDevices::fingerprintOf(*report.device) : std::nullopt;
+            report.device
+                ? CompanionCore::SshPublicKey::fingerprint(report.device->keyType, report.device->blob)
+                : std::nullopt;
         const auto hostKey = Companion::KeyDoctor::hostKey(report.result);
         keys.append(QJsonObject{
             {"device", report.device ? QJsonValue(text(report.device->name)) : QJsonValue(QJsonValue::Null)},
