@@ -67,7 +67,7 @@ Options systemOptions() {
     options.user = HostIdentity::userName();
     options.authorizedKeys = HostIdentity::authorizedKeysFile();
     options.home = options.authorizedKeys.parent_path().parent_path();
-    options.port = HostIdentity::sshPort;
+    options.port = CompanionCore::WellKnown::sshPort;
     options.hosts = HostIdentity::hosts();
     options.hostChecks = [user = options.user] {
         auto found = makeSystemActions()->accessObstacles(user);
@@ -114,7 +114,8 @@ serverSettings(ProcessRunner& runner, const std::string& user,
         }
     }
     arguments.insert(arguments.end(), {"-C", "user=" + user + ",host=localhost,addr=127.0.0.1"});
-    ProcessCommand command(std::string(sshdProgram), arguments, ProcessCommand::Output::capture);
+    ProcessCommand command(std::string(CompanionCore::WellKnown::sshdProgram), arguments,
+                           ProcessCommand::Output::capture);
     command.timeout = settingsBound;
     const auto result = runner.run(command);
     if (!result.succeeded()) {

@@ -12,9 +12,6 @@
 /// of our own that could disagree with what the SSH server reads.
 namespace CompanionCore::PairedDevices {
 
-/// What the comment of a paired phone's line starts with.
-inline constexpr std::string_view commentPrefix = "nuvexa:";
-
 struct Listing {
     /// The phones' lines, in file order.
     std::vector<PairedDevice> devices;
