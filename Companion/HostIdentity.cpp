@@ -1,6 +1,7 @@
 #include "Companion/HostIdentity.h"
 
 #include "CompanionCore/Addresses.h"
+#include "CompanionCore/WellKnown.h"
 #include "CompanionCore/server/LogLocation.h"
 
 #include <climits>
@@ -61,7 +62,7 @@ CompanionCore::PairingHandler::Identity identity(const std::string& user, const 
     CompanionCore::PairingHandler::Identity identity;
     identity.user = user;
     identity.name = computer.empty() ? announcedLabel(host) : computer;
-    identity.sshPort = sshPort;
+    identity.sshPort = CompanionCore::WellKnown::sshPort;
     identity.hosts = hosts(host, addresses);
     identity.mosh = CompanionCore::Tools::locate("mosh-server", isExecutable).has_value();
     identity.tmux = CompanionCore::Tools::locate("tmux", isExecutable).has_value();

@@ -12,9 +12,6 @@
 /// for people, the host names and addresses to try, and whether mosh and tmux are installed.
 namespace Companion::HostIdentity {
 
-/// The SSH port the phone is told; the server's configuration is not read.
-inline constexpr int sshPort = 22;
-
 /// The login name of the effective user.
 std::string userName();
 

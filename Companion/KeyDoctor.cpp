@@ -71,7 +71,7 @@ Options options(const Host& host) {
     options.user = host.userName();
     options.authorizedKeys = host.authorizedKeys;
     options.home = options.authorizedKeys.parent_path().parent_path();
-    options.port = HostIdentity::sshPort;
+    options.port = CompanionCore::WellKnown::sshPort;
     options.hosts = host.hosts(host.systemActions->ipv4Addresses());
     options.hostChecks = [actions = host.systemActions, user = options.user] {
         auto found = actions->accessObstacles(user);
@@ -118,7 +118,8 @@ serverSettings(ProcessRunner& runner, const std::string& user,
         }
     }
     arguments.insert(arguments.end(), {"-C", "user=" + user + ",host=localhost,addr=127.0.0.1"});
-    ProcessCommand command(std::string(sshdProgram), arguments, ProcessCommand::Output::capture);
+    ProcessCommand command(std::string(CompanionCore::WellKnown::sshdProgram), arguments,
+                           ProcessCommand::Output::capture);
     command.timeout = settingsBound;
     const auto result = runner.run(command);
     if (!result.succeeded()) {

@@ -6,6 +6,7 @@
 #include "CompanionCore/KeyDiagnosis.h"
 #include "CompanionCore/PairedDevice.h"
 #include "CompanionCore/SshdSettings.h"
+#include "CompanionCore/WellKnown.h"
 #include "CompanionCore/server/AnnouncementProbe.h"
 
 #include <QString>
@@ -21,8 +22,6 @@
 /// fix. It only reads: no server setting, mode or rule is changed.
 namespace Companion::KeyDoctor {
 
-/// The SSH server, run for its settings only.
-inline constexpr std::string_view sshdProgram = "/usr/sbin/sshd";
 /// Makes the throwaway host key `sshd -T` needs when the server's own are not readable.
 inline constexpr std::string_view keygenProgram = "/usr/bin/ssh-keygen";
 /// How long `sshd -T` may take.
@@ -32,7 +31,7 @@ struct Options {
     std::string user;
     std::filesystem::path home;
     std::filesystem::path authorizedKeys;
-    int port = 22;
+    int port = CompanionCore::WellKnown::sshPort;
     /// The identity's host list; its address literals are asked after loopback.
     std::vector<std::string> hosts;
     /// The server's configuration file; the server's own default when absent.

@@ -1,6 +1,7 @@
 #include "Companion/PairedPhones.h"
 
 #include "CompanionCore/AuthorizedKeys.h"
+#include "CompanionCore/SshPublicKey.h"
 
 namespace Companion {
 
@@ -57,7 +58,7 @@ std::vector<CompanionCore::KeyLine> PairedPhones::revoke(const CompanionCore::Pa
 }
 
 std::optional<std::string> PairedPhones::fingerprint(const CompanionCore::PairedDevice& phone) {
-    return PairedDevices::fingerprintOf(phone);
+    return CompanionCore::SshPublicKey::fingerprint(phone.keyType, phone.blob);
 }
 
 } // namespace Companion

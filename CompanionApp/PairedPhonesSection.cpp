@@ -1,7 +1,7 @@
 #include "CompanionApp/PairedPhonesSection.h"
 
 #include "CompanionApp/PanelStyle.h"
-#include "CompanionCore/PairedDevices.h"
+#include "CompanionCore/SshPublicKey.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -34,7 +34,7 @@ PairedPhonesSection::PairedPhonesSection(QWidget* parent)
 }
 
 QString PairedPhonesSection::shortFingerprint(const CompanionCore::PairedDevice& phone) {
-    const auto fingerprint = CompanionCore::PairedDevices::fingerprintOf(phone);
+    const auto fingerprint = CompanionCore::SshPublicKey::fingerprint(phone.keyType, phone.blob);
     if (!fingerprint) {
         return QString::fromStdString(phone.keyType);
     }

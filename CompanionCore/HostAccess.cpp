@@ -1,5 +1,7 @@
 #include "CompanionCore/HostAccess.h"
 
+#include "CompanionCore/WellKnown.h"
+
 #include <algorithm>
 #include <charconv>
 #include <sstream>
@@ -9,6 +11,9 @@
 namespace CompanionCore::HostAccess {
 
 namespace {
+
+/// A rule letting the first pairing port in is taken to let the pairing in.
+constexpr int firstPairingPort = WellKnown::pairingPorts.front();
 
 std::vector<std::string> words(std::string_view line) {
     std::istringstream stream{std::string(line)};
@@ -76,10 +81,10 @@ std::optional<Blocked> fromUfw(std::string_view text) {
             continue;
         }
         const bool allows = pieces[1] == "ALLOW" || pieces[1] == "LIMIT";
-        if (!sshAllowed && (names(pieces[0], sshPort) || pieces[0] == "OpenSSH")) {
+        if (!sshAllowed && (names(pieces[0], WellKnown::sshPort) || pieces[0] == "OpenSSH")) {
             sshAllowed = allows;
         }
-        if (!pairingAllowed && names(pieces[0], pairingPort)) {
+        if (!pairingAllowed && names(pieces[0], firstPairingPort)) {
             pairingAllowed = allows;
         }
     }
@@ -122,7 +127,7 @@ std::optional<Blocked> fromFirewalld(std::string_view text) {
                             });
         return accepting || byService || byPort;
     };
-    return Blocked{!allowed(sshPort, "ssh"), !allowed(pairingPort, "")};
+    return Blocked{!allowed(WellKnown::sshPort, "ssh"), !allowed(firstPairingPort, "")};
 }
 
 bool blocksAllIncoming(std::string_view text) {

@@ -7,11 +7,7 @@
 /// by the caller, and only the read-only forms that need no password.
 namespace CompanionCore::HostAccess {
 
-/// The SSH port and the first pairing port.
-inline constexpr int sshPort = 22;
-inline constexpr int pairingPort = 52901;
-
-/// Which of the two the firewall keeps out.
+/// Which of the SSH port and the first pairing port the firewall keeps out.
 struct Blocked {
     bool ssh = false;
     bool pairing = false;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "CompanionCore/WellKnown.h"
+
 #include <chrono>
 #include <optional>
 #include <string>
@@ -26,7 +28,7 @@ inline constexpr std::chrono::seconds answerBound{10};
 /// Where to ask and about what.
 struct Query {
     std::string host;
-    int port = 22;
+    int port = WellKnown::sshPort;
     std::string user;
     /// The key's type name ("ssh-ed25519") and base64 blob, as in an authorized_keys line.
     std::string keyType;

@@ -4,6 +4,7 @@
 #include "CompanionCore/KeyFileFailure.h"
 #include "CompanionCore/Obstacle.h"
 #include "CompanionCore/SshdSettings.h"
+#include "CompanionCore/WellKnown.h"
 
 #include <filesystem>
 #include <optional>
@@ -36,7 +37,7 @@ struct Subject {
     std::vector<std::string> groups;
     std::filesystem::path home;
     std::filesystem::path keyFile;
-    int port = 22;
+    int port = WellKnown::sshPort;
     /// Empty for the checks that need no key (nothing is paired yet).
     std::string keyType;
     std::string keyBase64;

@@ -149,7 +149,9 @@ std::string temporaryPrefix(const std::filesystem::path& target) {
 
 } // namespace
 
-KeyFileSession::KeyFileSession(const std::filesystem::path& path, const std::stop_token& stop) {
+KeyFileSession::KeyFileSession(const std::filesystem::path& path, const std::stop_token& stop,
+                               std::chrono::milliseconds wait)
+    : m_lockWait(wait) {
     createDirectories(path.parent_path());
     m_target = resolvedTarget(path);
     const auto directory = folderOf(m_target);
@@ -233,7 +235,7 @@ void KeyFileSession::lock(const std::stop_token& stop) {
 
 void KeyFileSession::waitForLock(int fd, const std::filesystem::path& what,
                                  const std::stop_token& stop) const {
-    const auto deadline = std::chrono::steady_clock::now() + lockWait;
+    const auto deadline = std::chrono::steady_clock::now() + m_lockWait;
     while (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
         if (errno == EINTR) {
             continue;
@@ -247,7 +249,7 @@ void KeyFileSession::waitForLock(int fd, const std::filesystem::path& what,
         if (std::chrono::steady_clock::now() >= deadline) {
             fail(EAGAIN,
                  "another program of this account has held the lock on " + what.string() + " for " +
-                     std::to_string(std::chrono::duration_cast<std::chrono::seconds>(lockWait).count()) +
+                     std::to_string(std::chrono::duration_cast<std::chrono::seconds>(m_lockWait).count()) +
                      " seconds; try again");
         }
         std::this_thread::sleep_for(lockRetryInterval);

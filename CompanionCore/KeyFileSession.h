@@ -30,8 +30,8 @@ public:
     static constexpr std::size_t maximumSize = 16 * 1024 * 1024;
     /// How often a change is tried again when another writer changed the file meanwhile.
     static constexpr int maximumRounds = 8;
-    /// How long another writer of ours may hold the lock before the session gives up: far longer than
-    /// any change takes, far shorter than a person waits.
+    /// How long another writer of ours may hold the lock before a session gives up, unless it is told
+    /// otherwise: far longer than any change takes, far shorter than a person waits.
     static constexpr std::chrono::milliseconds lockWait = std::chrono::seconds(10);
     /// How often a held lock is tried again, and so how soon a stop is noticed.
     static constexpr std::chrono::milliseconds lockRetryInterval = std::chrono::milliseconds(20);
@@ -45,8 +45,9 @@ public:
 
     /// Resolves links, creates the missing folders (0700), takes the lock and removes our own
     /// temporaries left behind by a writer that was killed. Gives up with EAGAIN when the lock is
-    /// still held after `lockWait`, and with ECANCELED as soon as `stop` is requested.
-    explicit KeyFileSession(const std::filesystem::path& path, const std::stop_token& stop = {});
+    /// still held after `wait`, and with ECANCELED as soon as `stop` is requested.
+    explicit KeyFileSession(const std::filesystem::path& path, const std::stop_token& stop = {},
+                            std::chrono::milliseconds wait = lockWait);
     KeyFileSession(const KeyFileSession&) = delete;
     KeyFileSession& operator=(const KeyFileSession&) = delete;
     ~KeyFileSession();
@@ -91,6 +92,7 @@ private:
     bool isUnchanged(const Snapshot& basis) const;
     void flushDirectory() const;
 
+    std::chrono::milliseconds m_lockWait;
     std::filesystem::path m_target;
     int m_directory = -1;
     /// The lock file, or -1 when the folder's own lock is held.

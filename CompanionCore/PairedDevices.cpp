@@ -2,6 +2,7 @@
 
 #include "CompanionCore/SshPublicKey.h"
 #include "CompanionCore/Unicode.h"
+#include "CompanionCore/WellKnown.h"
 
 #include <map>
 #include <optional>
@@ -60,7 +61,7 @@ struct LineKey {
         return blob == keyBlob && plainType(type) == plainType(keyType);
     }
 
-    bool isPhone() const { return comment.starts_with(commentPrefix); }
+    bool isPhone() const { return comment.starts_with(WellKnown::phoneCommentPrefix); }
 };
 
 /// The key of one line (without its line end), or nothing for a line without one.
@@ -176,7 +177,8 @@ Listing list(std::string_view fileText) {
             ++listing.otherKeys;
             return;
         }
-        const auto name = Unicode::trim(key->comment.substr(commentPrefix.size()), Unicode::isBlank);
+        const auto name =
+            Unicode::trim(key->comment.substr(WellKnown::phoneCommentPrefix.size()), Unicode::isBlank);
         listing.devices.push_back(PairedDevice{Unicode::displaySafe(name), std::string(key->type),
                                                std::string(key->blob), number, false});
     });
@@ -190,17 +192,14 @@ Listing list(std::string_view fileText) {
     return listing;
 }
 
-std::optional<std::string> fingerprintOf(const PairedDevice& device) {
-    return SshPublicKey::fingerprint(device.keyType, device.blob);
-}
-
 std::vector<PairedDevice> matching(const Listing& listing, std::string_view query) {
     constexpr std::string_view prefix = "SHA256:";
     const std::string fingerprint =
         query.starts_with(prefix) ? std::string(query) : std::string(prefix) + std::string(query);
     std::vector<PairedDevice> found;
     for (const auto& device : listing.devices) {
-        if (device.name == query || (!query.empty() && fingerprintOf(device) == fingerprint)) {
+        if (device.name == query ||
+            (!query.empty() && SshPublicKey::fingerprint(device.keyType, device.blob) == fingerprint)) {
             found.push_back(device);
         }
     }

@@ -4,7 +4,6 @@
 #include "CompanionCore/PairedDevice.h"
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,9 +11,6 @@
 /// The phones that pairing has let in, read from the authorized keys file itself: there is no list
 /// of our own that could disagree with what the SSH server reads.
 namespace CompanionCore::PairedDevices {
-
-/// What the comment of a paired phone's line starts with.
-inline constexpr std::string_view commentPrefix = "nuvexa:";
 
 struct Listing {
     /// The phones' lines, in file order.
@@ -33,9 +29,6 @@ Listing list(std::string_view fileText);
 /// The phones `query` names: by name, exactly, or by key fingerprint as `ssh-keygen -l` prints it
 /// ("SHA256:…"; the prefix may be left out).
 std::vector<PairedDevice> matching(const Listing& listing, std::string_view query);
-
-/// The key's fingerprint ("SHA256:…"), or nothing for a key the SSH server could not use.
-std::optional<std::string> fingerprintOf(const PairedDevice& device);
 
 /// The most characters of a line's options, and of its comment, that a `KeyLine` excerpt shows.
 inline constexpr std::size_t maximumExcerptPart = 40;

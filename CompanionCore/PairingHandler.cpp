@@ -5,6 +5,7 @@
 #include "CompanionCore/LogText.h"
 #include "CompanionCore/PairingRequest.h"
 #include "CompanionCore/Unicode.h"
+#include "CompanionCore/WellKnown.h"
 
 namespace CompanionCore {
 
@@ -12,7 +13,6 @@ namespace {
 
 constexpr std::string_view pairMethod = "POST";
 constexpr std::string_view pairPath = "/pair";
-constexpr std::string_view commentPrefix = "nuvexa:";
 
 std::string_view reasonFor(int status) {
     switch (status) {
@@ -83,7 +83,8 @@ PairingHandler::Decision PairingHandler::decide(const HttpRequest& request) {
     // From here the code is spent, whatever happens to the key.
     // The name reaches the key file, the log, terminals and the panel: one safe form for all of them.
     std::string device = Unicode::displaySafe(pairing->device);
-    auto line = AuthorizedKeys::normalize(pairing->publicKey, std::string(commentPrefix) + device);
+    auto line =
+        AuthorizedKeys::normalize(pairing->publicKey, std::string(WellKnown::phoneCommentPrefix) + device);
     if (!line) {
         return Rejected{400, "not a public key"};
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "CompanionCore/WellKnown.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,7 +16,7 @@ struct PairingResponse {
     /// The computer's display name.
     std::string name;
     /// TCP port of the SSH server.
-    int sshPort = 22;
+    int sshPort = WellKnown::sshPort;
     /// Host names and addresses to try, in order.
     std::vector<std::string> hosts;
     /// Whether mosh-server is installed.

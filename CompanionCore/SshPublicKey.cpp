@@ -4,8 +4,10 @@
 
 #include <libssh/libssh.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
+#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -90,65 +92,118 @@ int significantBits(std::string_view number) {
     return bits;
 }
 
+/// What the blob says that libssh neither checks nor tells.
+struct WireFacts {
+    /// The RSA modulus's significant bits; 0 for the other types.
+    int rsaBits = 0;
+};
+
 /// The checks libssh does not make: the declared type against the blob's own, the curve, the size.
-bool wireFormatAgrees(std::string_view type, std::string_view blob) {
+/// Nothing when one fails.
+std::optional<WireFacts> wireFormatAgrees(std::string_view type, std::string_view blob) {
     WireReader reader(blob);
     const auto innerType = reader.next();
     if (!innerType || *innerType != type) {
-        return false;
+        return std::nullopt;
     }
     if (type.starts_with("ecdsa-sha2-") || type.starts_with("sk-ecdsa-sha2-")) {
         const auto curve = reader.next();
         const auto named = type.substr(type.find("nistp"), 8);
-        return curve && *curve == named;
+        return curve && *curve == named ? std::optional(WireFacts{}) : std::nullopt;
     }
     if (type == "ssh-rsa") {
         const auto exponent = reader.next();
         const auto modulus = reader.next();
-        return exponent && modulus && significantBits(*modulus) >= minimumRsaBits;
+        const int bits = modulus ? significantBits(*modulus) : 0;
+        if (!exponent || bits < minimumRsaBits) {
+            return std::nullopt;
+        }
+        return WireFacts{bits};
     }
-    return true;
+    return WireFacts{};
 }
+
+struct Parsed {
+    Key key;
+    WireFacts facts;
+};
 
 /// The key as libssh reads it, only when writing it out again gives back exactly the same blob (so
 /// nothing was left over or read leniently).
-Key parsed(std::string_view type, std::string_view base64) {
+std::optional<Parsed> parsed(std::string_view type, std::string_view base64) {
     const auto blob = decodeBase64(base64);
-    if (!blob || !wireFormatAgrees(type, *blob)) {
-        return nullptr;
+    const auto facts = blob ? wireFormatAgrees(type, *blob) : std::nullopt;
+    if (!facts) {
+        return std::nullopt;
     }
     const std::string typeText(type);
     const auto keyType = ssh_key_type_from_name(typeText.c_str());
     if (keyType == SSH_KEYTYPE_UNKNOWN) {
-        return nullptr;
+        return std::nullopt;
     }
     const std::string text(base64);
     ssh_key raw = nullptr;
     if (ssh_pki_import_pubkey_base64(text.c_str(), keyType, &raw) != SSH_OK) {
-        return nullptr;
+        return std::nullopt;
     }
     Key key(raw);
     char* exported = nullptr;
     if (ssh_pki_export_pubkey_base64(key.get(), &exported) != SSH_OK) {
-        return nullptr;
+        return std::nullopt;
     }
     const bool same = text == exported;
     ssh_string_free_char(exported);
-    return same ? std::move(key) : nullptr;
+    if (!same) {
+        return std::nullopt;
+    }
+    return Parsed{std::move(key), *facts};
 }
+
+/// How `ssh-keygen -l` names each usable type, and the size it gives it (0: the RSA modulus's).
+struct TypeName {
+    ssh_keytypes_e type;
+    std::string_view label;
+    int bits;
+};
+
+constexpr TypeName typeNames[] = {
+    {SSH_KEYTYPE_ED25519, "ED25519", 256},
+    {SSH_KEYTYPE_SK_ED25519, "ED25519-SK", 256},
+    {SSH_KEYTYPE_ECDSA_P256, "ECDSA", 256},
+    {SSH_KEYTYPE_ECDSA_P384, "ECDSA", 384},
+    {SSH_KEYTYPE_ECDSA_P521, "ECDSA", 521},
+    {SSH_KEYTYPE_SK_ECDSA, "ECDSA-SK", 256},
+    {SSH_KEYTYPE_RSA, "RSA", 0},
+};
 
 } // namespace
 
 bool isUsable(std::string_view type, std::string_view base64) {
-    return parsed(type, base64) != nullptr;
+    return parsed(type, base64).has_value();
 }
 
 std::optional<std::string> fingerprint(std::string_view type, std::string_view base64) {
-    const Key key = parsed(type, base64);
+    const auto key = parsed(type, base64);
     if (!key) {
         return std::nullopt;
     }
-    return LibsshKey::fingerprint(key.get());
+    return LibsshKey::fingerprint(key->key.get());
+}
+
+std::optional<Description> describe(std::string_view type, std::string_view base64) {
+    const auto key = parsed(type, base64);
+    if (!key) {
+        return std::nullopt;
+    }
+    const auto keyType = ssh_key_type(key->key.get());
+    const auto* name = std::find_if(std::begin(typeNames), std::end(typeNames),
+                                    [&](const TypeName& candidate) { return candidate.type == keyType; });
+    auto sha256 = LibsshKey::fingerprint(key->key.get());
+    if (name == std::end(typeNames) || !sha256) {
+        return std::nullopt;
+    }
+    return Description{name->bits != 0 ? name->bits : key->facts.rsaBits, std::move(*sha256),
+                       std::string(name->label)};
 }
 
 } // namespace CompanionCore::SshPublicKey

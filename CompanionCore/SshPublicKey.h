@@ -20,4 +20,20 @@ bool isUsable(std::string_view type, std::string_view base64);
 /// when the key is not usable.
 std::optional<std::string> fingerprint(std::string_view type, std::string_view base64);
 
+/// A key as `ssh-keygen -l` lists it, less the comment.
+struct Description {
+    /// Key size in bits: the modulus for RSA, the curve for the others.
+    int bits = 0;
+    /// As `fingerprint` gives it.
+    std::string fingerprint;
+    /// ED25519, RSA, ECDSA, ED25519-SK or ECDSA-SK.
+    std::string typeLabel;
+
+    bool operator==(const Description&) const = default;
+};
+
+/// The key's size, fingerprint and type as `ssh-keygen -l` names them; nothing when the key is not
+/// usable.
+std::optional<Description> describe(std::string_view type, std::string_view base64);
+
 } // namespace CompanionCore::SshPublicKey

@@ -6,6 +6,7 @@
 #include "Companion/LocalizedFormat.h"
 #include "Companion/PairedPhones.h"
 #include "CompanionCore/PairedDevices.h"
+#include "CompanionCore/SshPublicKey.h"
 
 #include <QCoreApplication>
 #include <QJsonArray>
@@ -25,6 +26,7 @@ namespace {
 
 using CompanionCore::PairedDevice;
 namespace PairedDevices = CompanionCore::PairedDevices;
+namespace SshPublicKey = CompanionCore::SshPublicKey;
 
 /// This file's texts, in the catalogue's "DevicesCommand" context.
 struct Texts {

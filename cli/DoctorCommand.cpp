@@ -4,6 +4,7 @@
 
 #include "Companion/LocalizedFormat.h"
 #include "CompanionCore/PairedDevices.h"
+#include "CompanionCore/SshPublicKey.h"
 
 #include <QCoreApplication>
 #include <QJsonArray>
@@ -106,7 +107,8 @@ QString subjectLine(const Report& report) {
     if (!report.device) {
         return Texts::tr("No hay ningún teléfono emparejado: comprobado lo que no necesita llave.");
     }
-    const auto fingerprint = CompanionCore::PairedDevices::fingerprintOf(*report.device);
+    const auto fingerprint =
+        CompanionCore::SshPublicKey::fingerprint(report.device->keyType, report.device->blob);
     return text(report.device->name) + QStringLiteral(" (") +
            text(fingerprint.value_or(report.device->keyType)) + QStringLiteral(")");
 }
@@ -177,7 +179,9 @@ QJsonObject doctorJson(const std::vector<Report>& reports, Companion::Wording wo
                             {"detail", causeDetail(obstacle, report)}});
         }
         const auto fingerprint =
-            report.device ? CompanionCore::PairedDevices::fingerprintOf(*report.device) : std::nullopt;
+            report.device
+                ? CompanionCore::SshPublicKey::fingerprint(report.device->keyType, report.device->blob)
+                : std::nullopt;
         const auto hostKey = Companion::KeyDoctor::hostKey(report.result);
         keys.append(QJsonObject{
             {"device", report.device ? QJsonValue(text(report.device->name)) : QJsonValue(QJsonValue::Null)},

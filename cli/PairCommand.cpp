@@ -171,7 +171,7 @@ private:
             QJsonObject json{{"type", "state"}, {"state", "paired"}, {"device", text(device)}};
             if (key) {
                 json.insert("key", text(key->text()));
-                json.insert("fingerprint", text(key->sha256));
+                json.insert("fingerprint", text(key->key.fingerprint));
             }
             object(json);
             return;

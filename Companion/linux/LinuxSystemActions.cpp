@@ -3,6 +3,7 @@
 #include "Companion/LocalizedFormat.h"
 #include "Companion/Text.h"
 #include "CompanionCore/HostAccess.h"
+#include "CompanionCore/WellKnown.h"
 
 #include <QCoreApplication>
 #include <QString>
@@ -168,7 +169,7 @@ bool LinuxSystemActions::remoteLoginEnabled() {
         }
         std::ostringstream contents;
         contents << file.rdbuf();
-        if (hasListeningSocket(contents.str(), sshPort)) {
+        if (hasListeningSocket(contents.str(), CompanionCore::WellKnown::sshPort)) {
             return true;
         }
     }
@@ -331,7 +332,7 @@ std::optional<std::string> LinuxSystemActions::openTerminal(const std::string& c
 }
 
 bool LinuxSystemActions::sshServerInstalled() const {
-    return sshUnit().has_value() || m_options.executable(std::string(sshDaemon));
+    return sshUnit().has_value() || m_options.executable(std::string(CompanionCore::WellKnown::sshdProgram));
 }
 
 std::optional<std::string> LinuxSystemActions::sshServerPackage() const {

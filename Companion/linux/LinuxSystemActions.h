@@ -42,7 +42,6 @@ public:
         std::vector<std::string_view> prefix;
     };
 
-    static constexpr int sshPort = 22;
     /// Debian and Ubuntu call it ssh, Fedora, Arch and openSUSE sshd.
     static constexpr std::string_view sshUnits[] = {"ssh.service", "sshd.service"};
     /// Keeps the terminal usable once the command is done: shows the command, runs it in sh, then
@@ -55,8 +54,6 @@ public:
     static constexpr std::string_view avahiDaemon = "/usr/sbin/avahi-daemon";
     /// How long each of them may take.
     static constexpr std::chrono::milliseconds accessCheckTimeout{10000};
-    /// Where every distribution installs the SSH daemon.
-    static constexpr std::string_view sshDaemon = "/usr/sbin/sshd";
     /// pkexec's option that refuses its own password prompt on the terminal.
     static constexpr std::string_view pkexecWithoutTextAgent = "--disable-internal-agent";
     /// What pkexec says when no polkit agent runs in the session.

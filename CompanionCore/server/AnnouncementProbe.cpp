@@ -1,5 +1,6 @@
 #include "CompanionCore/server/AnnouncementProbe.h"
 
+#include "CompanionCore/WellKnown.h"
 #include "CompanionCore/server/DnsSdAnnouncer.h"
 
 #include <arpa/inet.h>
@@ -16,7 +17,7 @@ namespace CompanionCore {
 namespace {
 
 /// Any port does for a service nobody connects to; the pairing port at least names the program.
-constexpr std::uint16_t probePort = 52901;
+constexpr std::uint16_t probePort = WellKnown::pairingPorts.front();
 
 struct ReferenceRelease {
     void operator()(DNSServiceRef ref) const { DNSServiceRefDeallocate(ref); }

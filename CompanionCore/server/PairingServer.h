@@ -35,7 +35,7 @@ namespace CompanionCore {
 /// How a `PairingServer` reaches the world; the defaults are the real ones, tests replace them.
 struct PairingServerOptions {
     /// Tried in order; 0 lets the system pick a free port.
-    std::vector<std::uint16_t> ports = {52901, 52902, 52903, 52904};
+    std::vector<std::uint16_t> ports{WellKnown::pairingPorts.begin(), WellKnown::pairingPorts.end()};
     /// How long a listener waits for the phone once it is ready, time asleep included.
     std::chrono::milliseconds expiry = std::chrono::minutes(5);
     /// The clock of that wait; it must keep counting while the machine sleeps.

@@ -16,9 +16,9 @@ using Cli::KeyFingerprint;
 TEST(KeyFingerprintTest, DescribesAKeyAsSshKeygenDoes) {
     const auto fingerprint = KeyFingerprint::of(TestSupport::sampleEd25519Key);
     ASSERT_TRUE(fingerprint.has_value());
-    EXPECT_EQ(fingerprint->bits, 256);
-    EXPECT_EQ(fingerprint->sha256, TestSupport::sampleEd25519Fingerprint);
-    EXPECT_EQ(fingerprint->keyType, "ED25519");
+    EXPECT_EQ(fingerprint->key.bits, 256);
+    EXPECT_EQ(fingerprint->key.fingerprint, TestSupport::sampleEd25519Fingerprint);
+    EXPECT_EQ(fingerprint->key.typeLabel, "ED25519");
     EXPECT_EQ(fingerprint->text(),
               std::string("256 ") + TestSupport::sampleEd25519Fingerprint + " phone@example (ED25519)");
 }

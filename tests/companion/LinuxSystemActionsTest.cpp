@@ -2,6 +2,7 @@
 #include "Companion/QtProcessRunner.h"
 
 #include "Companion/KeepAwake.h"
+#include "CompanionCore/WellKnown.h"
 #include "support/Executable.h"
 #include "support/FakeProcessRunner.h"
 #include "support/Files.h"
@@ -328,7 +329,7 @@ TEST_F(LinuxSystemActionsTest, AClipboardHelperThatFailsCountsAsNothingCopied) {
 
 TEST_F(LinuxSystemActionsTest, TheSshServerIsInstalledWhenItsUnitOrItsDaemonIsThere) {
     EXPECT_FALSE(actions().sshServerInstalled());
-    m_executables = {std::string(LinuxSystemActions::sshDaemon)};
+    m_executables = {std::string(CompanionCore::WellKnown::sshdProgram)};
     EXPECT_TRUE(actions().sshServerInstalled());
     m_executables = {};
     writeFile(m_directory / "lib" / "sshd.service", "");

@@ -11,13 +11,16 @@
 #include "support/PrivateSessionBus.h"
 #include "support/TemporaryDirectory.h"
 
+#include <QCoreApplication>
 #include <QDBusConnection>
 #include <QSignalSpy>
 #include <QTest>
 
 #include <gtest/gtest.h>
 
+#include <condition_variable>
 #include <cstdlib>
+#include <mutex>
 
 using Companion::ProcessCommand;
 using Companion::ProcessResult;
@@ -69,13 +72,28 @@ protected:
 } // namespace
 
 TEST_F(TmuxNotifierTest, StartsOffWithNothingToShow) {
-    TmuxNotifier notifier(options());
+    auto off = options();
+    int lookedForTmux = 0;
+    off.locateTmux = [&lookedForTmux] {
+        ++lookedForTmux;
+        return std::optional<std::string>("/usr/bin/tmux");
+    };
+    TmuxNotifier notifier(off);
     EXPECT_FALSE(notifier.enabled());
     EXPECT_EQ(notifier.running(), std::nullopt);
     EXPECT_EQ(notifier.lastFinished(), std::nullopt);
     EXPECT_FALSE(notifier.notificationsRefused());
-    QTest::qWait(50);
-    EXPECT_TRUE(m_runner->runs().empty());
+    // A second notifier, switched on, polls on the same loop at the same interval: by its third poll
+    // any poll the first one had scheduled would have been due, and a poll looks for tmux at once.
+    auto on = options();
+    on.locateTmux = [] { return std::optional<std::string>("/opt/other/tmux"); };
+    TmuxNotifier witness(on);
+    witness.setEnabled(true);
+    ASSERT_TRUE(waitForPolls(witness, 3));
+    EXPECT_EQ(lookedForTmux, 0);
+    for (const auto& run : m_runner->runs()) {
+        EXPECT_EQ(run.program, "/opt/other/tmux");
+    }
 }
 
 TEST_F(TmuxNotifierTest, AsksTmuxForTheForegroundCommandOfTheSessionNuvexa) {
@@ -294,13 +312,71 @@ TEST_F(TmuxNotifierTest, AServiceThatAppearsLaterIsUsedAndNoLongerShownAsMissing
     EXPECT_EQ(changes.count(), 2);
 }
 
-TEST_F(TmuxNotifierTest, DestroyingAPollingNotifierIsSafe) {
-    foreground("make");
-    auto notifier = std::make_unique<TmuxNotifier>(options());
+namespace {
+
+/// Answers "make" to the first poll and holds every later one until it is asked to stop.
+class HoldingRunner final : public Companion::ProcessRunner {
+public:
+    // The notifier starts no long-lived or detached child.
+    std::unique_ptr<Companion::RunningProcess> start(const ProcessCommand&) override { return nullptr; }
+    bool startDetached(const ProcessCommand&) override { return false; }
+
+    /// Whether a poll is being held.
+    bool holding() const {
+        std::lock_guard lock(m_mutex);
+        return m_holding;
+    }
+    /// Whether a held poll was asked to stop, and let go.
+    bool stopped() const {
+        std::lock_guard lock(m_mutex);
+        return m_stopped;
+    }
+    int runs() const {
+        std::lock_guard lock(m_mutex);
+        return m_runs;
+    }
+
+protected:
+    ProcessResult execute(const ProcessCommand&, std::stop_token stop) override {
+        std::unique_lock lock(m_mutex);
+        if (++m_runs == 1) {
+            return exited(0, "make\n");
+        }
+        m_holding = true;
+        std::condition_variable_any().wait(lock, stop, [] { return false; });
+        m_stopped = stop.stop_requested();
+        ProcessResult cancelled;
+        cancelled.status = ProcessResult::Status::cancelled;
+        return cancelled;
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    int m_runs = 0;
+    bool m_holding = false;
+    bool m_stopped = false;
+};
+
+} // namespace
+
+TEST_F(TmuxNotifierTest, DestroyingAPollingNotifierStopsItsPollAndPollsNoMore) {
+    auto runner = std::make_shared<HoldingRunner>();
+    auto holding = options();
+    holding.runner = runner;
+    auto notifier = std::make_unique<TmuxNotifier>(holding);
     notifier->setEnabled(true);
     ASSERT_TRUE(waitForRunning(*notifier, "make"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return runner->holding(); }, generousWait));
     notifier.reset();
-    QTest::qWait(50);
+    // The destructor returned, so the poll it was waiting for has ended: at its request.
+    EXPECT_TRUE(runner->stopped());
+    // The held poll's answer was queued for the notifier as it went: once what was queued after it
+    // has run, that answer has been dropped, and tmux has not been asked again.
+    bool later = false;
+    QMetaObject::invokeMethod(
+        QCoreApplication::instance(), [&later] { later = true; }, Qt::QueuedConnection);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return later; }, generousWait));
+    EXPECT_EQ(runner->runs(), 2);
 }
 
 // The whole path to the desktop: the freedesktop service on a private session bus, owned by the test.

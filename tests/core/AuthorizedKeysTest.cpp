@@ -349,18 +349,6 @@ TEST(AuthorizedKeysTest, AnAddedKeyKeepsAHardLink) {
     EXPECT_EQ(readFile(twin), readFile(home.keys));
 }
 
-TEST(AuthorizedKeysTest, AStaleTemporaryOfOursIsRemovedAndNothingElse) {
-    Home home;
-    writeFile(home.keys, "ssh-ed25519 " + otherBlob + "\n");
-    writeFile(home.ssh / ".authorized_keys.a1B2c3", "half a file");
-    writeFile(home.ssh / ".authorized_keys.toolong7", "someone else's");
-    writeFile(home.ssh / "known_hosts", "kept");
-    fs::create_directory(home.ssh / ".authorized_keys.dir123");
-    EXPECT_TRUE(AuthorizedKeys::install(line, home.keys));
-    EXPECT_EQ(entriesOf(home.ssh), (std::set<std::string>{"authorized_keys", ".authorized_keys.toolong7",
-                                                          "known_hosts", ".authorized_keys.dir123"}));
-}
-
 TEST(AuthorizedKeysTest, AFifoInPlaceOfTheFileIsRefusedWithoutWaiting) {
     Home home;
     ASSERT_EQ(::mkfifo(home.keys.c_str(), 0600), 0);

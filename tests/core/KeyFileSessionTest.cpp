@@ -7,11 +7,13 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -94,6 +96,28 @@ std::unique_ptr<LockHolder> holdOurLock(const fs::path& keys) {
     return std::make_unique<LockHolder>(lockFileOf(keys));
 }
 
+/// Long enough for one try at the lock, short enough that a test never waits for a held one.
+constexpr std::chrono::milliseconds tinyWait{1};
+
+/// The error a session gives up with; nothing when it had the lock.
+std::optional<std::system_error> sessionFailure(const fs::path& keys, const std::stop_token& stop,
+                                                std::chrono::milliseconds wait) {
+    try {
+        KeyFileSession session(keys, stop, wait);
+        return std::nullopt;
+    } catch (const std::system_error& error) {
+        return error;
+    }
+}
+
+std::set<std::string> entriesOf(const fs::path& directory) {
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(directory)) {
+        names.insert(entry.path().filename().string());
+    }
+    return names;
+}
+
 /// The error `install` gives up with; nothing when the key went in.
 std::optional<std::system_error> installFailure(const fs::path& keys, const std::stop_token& stop = {}) {
     try {
@@ -162,8 +186,8 @@ TEST(KeyFileSessionTest, AWriterOfOursHoldingTheLockIsWaitedForOnlyWithinTheBoun
     OpenHome open;
     const auto other = holdOurLock(open.keys);
     ASSERT_TRUE(other->held());
-    const auto failure = installFailure(open.keys);
-    ASSERT_TRUE(failure.has_value()) << "the key went in while the lock was held";
+    const auto failure = sessionFailure(open.keys, {}, tinyWait);
+    ASSERT_TRUE(failure.has_value()) << "the lock was had while another writer held it";
     EXPECT_EQ(failure->code().value(), EAGAIN);
     EXPECT_NE(std::string(failure->what()).find("another program of this account has held the lock"),
               std::string::npos)
@@ -177,10 +201,63 @@ TEST(KeyFileSessionTest, AStopEndsTheWaitForTheLockAtOnce) {
     ASSERT_TRUE(other->held());
     std::stop_source stop;
     stop.request_stop();
+    // Were the stop not heeded, the default wait would run its course and end in EAGAIN.
     const auto failure = installFailure(open.keys, stop.get_token());
     ASSERT_TRUE(failure.has_value()) << "the key went in while the lock was held";
     EXPECT_EQ(failure->code().value(), ECANCELED);
     EXPECT_FALSE(fs::exists(open.keys));
+}
+
+TEST(KeyFileSessionTest, ASecondSessionOfThisProcessWaitsForTheFirst) {
+    OpenHome open;
+    {
+        KeyFileSession first(open.keys);
+        const auto failure = sessionFailure(open.keys, {}, tinyWait);
+        ASSERT_TRUE(failure.has_value()) << "two sessions held the lock at once";
+        EXPECT_EQ(failure->code().value(), EAGAIN);
+    }
+    EXPECT_FALSE(sessionFailure(open.keys, {}, tinyWait).has_value());
+}
+
+TEST(KeyFileSessionTest, ALockFileOthersCouldOpenIsReplacedByAPrivateOneOfItsOwn) {
+    OpenHome open;
+    const fs::path lock = lockFileOf(open.keys);
+    TestSupport::writeFile(lock, "left by someone");
+    fs::permissions(lock, fs::perms(0644));
+    KeyFileSession session(open.keys, {}, tinyWait);
+    struct stat during {};
+    ASSERT_EQ(::lstat(lock.c_str(), &during), 0);
+    EXPECT_EQ(during.st_mode & 07777, 0600u);
+    EXPECT_EQ(TestSupport::readFile(lock), "")
+        << "the lock file is a fresh one, not the old one made private";
+}
+
+TEST(KeyFileSessionTest, ALockFileWithASecondNameIsReplacedAndTheOtherNameKeptAsItWas) {
+    OpenHome open;
+    const fs::path lock = lockFileOf(open.keys);
+    const fs::path elsewhere = open.home / "lock-alias";
+    TestSupport::writeFile(elsewhere, "not ours");
+    fs::permissions(elsewhere, fs::perms(0600));
+    fs::create_hard_link(elsewhere, lock);
+    {
+        KeyFileSession session(open.keys, {}, tinyWait);
+        EXPECT_EQ(fs::hard_link_count(lock), 1u);
+    }
+    EXPECT_EQ(TestSupport::readFile(elsewhere), "not ours");
+    EXPECT_EQ(fs::hard_link_count(elsewhere), 1u);
+}
+
+TEST(KeyFileSessionTest, AStaleTemporaryOfOursIsRemovedAndNothingElse) {
+    OpenHome open;
+    TestSupport::writeFile(open.keys, "ssh-ed25519 AAAA\n");
+    TestSupport::writeFile(open.folder / ".authorized_keys.a1B2c3", "half a file");
+    TestSupport::writeFile(open.folder / ".authorized_keys.toolong7", "someone else's");
+    TestSupport::writeFile(open.folder / "known_hosts", "kept");
+    fs::create_directory(open.folder / ".authorized_keys.dir123");
+    { KeyFileSession session(open.keys); }
+    EXPECT_EQ(entriesOf(open.folder), (std::set<std::string>{"authorized_keys", ".authorized_keys.toolong7",
+                                                             "known_hosts", ".authorized_keys.dir123"}));
+    EXPECT_EQ(TestSupport::readFile(open.keys), "ssh-ed25519 AAAA\n");
 }
 
 TEST(KeyFileSessionTest, TheLockIsFreeAgainOnceTheSessionEnds) {

@@ -13,9 +13,7 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
-#include <fcntl.h>
 #include <fstream>
 #include <netinet/in.h>
 #include <sstream>
@@ -207,71 +205,6 @@ TEST_F(PairingServerTest, ListsTheFixedPortsByDefault) {
     EXPECT_EQ(PairingServer::Options{}.expiry, std::chrono::seconds(300));
     EXPECT_EQ(PairingServer::Options{}.requestTimeout, std::chrono::seconds(10));
     EXPECT_EQ(PairingServer::Options{}.expiryCheckInterval, std::chrono::seconds(1));
-}
-
-TEST_F(PairingServerTest, AnswersARequestSplitOverSeveralReads) {
-    auto server = makeServer(options());
-    server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    const QByteArray request = TestSupport::pairingRequest("000000", TestSupport::sampleEd25519Key, "Phone");
-    // A wrong code, unless the draw happened to give 000000.
-    PhoneClient client(server->state().port);
-    ASSERT_TRUE(client.waitConnected());
-    const qsizetype third = request.size() / 3;
-    client.send(request.left(third));
-    TestSupport::settle(std::chrono::milliseconds(20));
-    client.send(request.mid(third, third));
-    TestSupport::settle(std::chrono::milliseconds(20));
-    EXPECT_TRUE(client.received().isEmpty());
-    EXPECT_FALSE(client.isClosed());
-    client.send(request.mid(2 * third));
-    const QByteArray response = client.waitClosed();
-    const int expected = server->state().digits == "000000" ? 200 : 403;
-    EXPECT_EQ(TestSupport::statusOf(response), expected);
-    EXPECT_TRUE(TestSupport::bodyOf(response).has_value()) << response.toStdString();
-}
-
-TEST_F(PairingServerTest, APeerThatLeavesHalfwayThroughARequestGetsNoReply) {
-    auto server = makeServer(options());
-    server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    const QByteArray request = TestSupport::pairingRequest("123456", TestSupport::sampleEd25519Key, "Phone");
-
-    PhoneClient client(server->state().port);
-    ASSERT_TRUE(client.waitConnected());
-    client.send(request.left(request.size() / 2));
-    // Half-close: the peer is done sending but could still read an answer.
-    ASSERT_EQ(::shutdown(static_cast<int>(client.socket().socketDescriptor()), SHUT_WR), 0);
-    EXPECT_TRUE(client.waitClosed().isEmpty());
-    EXPECT_TRUE(TestSupport::spinUntil([&] { return server->openConnections() == 0; }));
-    for (const auto& line : messages(*server)) {
-        EXPECT_FALSE(line.starts_with("request ")) << line;
-    }
-    EXPECT_TRUE(server->isWaiting());
-}
-
-TEST_F(PairingServerTest, ClosesWithoutReplyAfter65537BytesWithoutARequest) {
-    auto server = makeServer(options());
-    server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    QByteArray bytes = "POST /pair HTTP/1.1\r\nX-Filler: ";
-    bytes += QByteArray(65537 - bytes.size(), 'a');
-    ASSERT_EQ(bytes.size(), 65537);
-    EXPECT_TRUE(TestSupport::exchange(server->state().port, bytes).isEmpty());
-    EXPECT_TRUE(server->isWaiting());
-}
-
-TEST_F(PairingServerTest, AnswersACompleteRequestOfExactly65536Bytes) {
-    auto server = makeServer(options());
-    server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    const QByteArray head = "POST /elsewhere HTTP/1.1\r\nContent-Length: 00000\r\n\r\n";
-    const QByteArray body(65536 - head.size(), 'b');
-    QByteArray request = head;
-    request.replace("00000", QByteArray::number(body.size()).rightJustified(5, '0'));
-    request += body;
-    ASSERT_EQ(request.size(), 65536);
-    EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(server->state().port, request)), 404);
 }
 
 TEST_F(PairingServerTest, AWrongCodeKeepsWaitingWithTheSameDigits) {
@@ -565,76 +498,6 @@ TEST_F(PairingServerTest, EscapesC1ControlCharactersOfTheRequestLineInTheLog) {
               "message: \"not found\")");
 }
 
-TEST_F(PairingServerTest, APeerThatHalfClosesAfterACompleteRequestStillGetsTheReply) {
-    auto server = makeServer(options());
-    server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    PhoneClient client(server->state().port);
-    ASSERT_TRUE(client.waitConnected());
-    client.send("GET /status HTTP/1.1\r\n\r\n");
-    ASSERT_EQ(::shutdown(static_cast<int>(client.socket().socketDescriptor()), SHUT_WR), 0);
-    const QByteArray response = client.waitClosed();
-    EXPECT_EQ(TestSupport::statusOf(response), 404);
-    EXPECT_EQ(TestSupport::bodyOf(response), QByteArray(R"({"error":"not found"})"));
-}
-
-TEST_F(PairingServerTest, DeliversTheWholeReplyAndClosesInOrderWhileThePeerKeepsSending) {
-    auto server = makeServer(options());
-    server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    // Should the server reset the connection, writing to it must fail rather than end the test.
-    const auto previous = std::signal(SIGPIPE, SIG_IGN);
-    const int fd = connectedSocket(server->state().port);
-    ASSERT_EQ(::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK), 0);
-
-    // Far more than the server reads before answering, so bytes of the peer are still unread in its
-    // socket when the reply has gone out.
-    std::string pending = "GET /status HTTP/1.1\r\n\r\n" + std::string(std::size_t{1} << 20, 'x');
-    std::string received;
-    bool orderly = false;
-    int failure = 0;
-    const bool ended = TestSupport::spinUntil([&] {
-        if (orderly || failure != 0) {
-            return true;
-        }
-        if (!pending.empty()) {
-            const ssize_t sent = ::send(fd, pending.data(), pending.size(), 0);
-            if (sent > 0) {
-                pending.erase(0, static_cast<std::size_t>(sent));
-            } else if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
-                failure = errno;
-                return true;
-            }
-        }
-        char buffer[4096];
-        for (;;) {
-            const ssize_t count = ::recv(fd, buffer, sizeof buffer, 0);
-            if (count > 0) {
-                received.append(buffer, static_cast<std::size_t>(count));
-                continue;
-            }
-            if (count == 0) {
-                orderly = true;
-                return true;
-            }
-            if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
-                failure = errno;
-                return true;
-            }
-            return false;
-        }
-    });
-    ::close(fd);
-    std::signal(SIGPIPE, previous);
-
-    ASSERT_TRUE(ended);
-    EXPECT_TRUE(orderly) << "the connection ended with: " << std::strerror(failure);
-    const QByteArray response = QByteArray::fromStdString(received);
-    EXPECT_EQ(TestSupport::statusOf(response), 404);
-    EXPECT_EQ(TestSupport::bodyOf(response), QByteArray(R"({"error":"not found"})"));
-    EXPECT_TRUE(TestSupport::spinUntil([&] { return server->openConnections() == 0; }));
-}
-
 TEST_F(PairingServerTest, FailsWhenTheListenerCanNoLongerAccept) {
 #if defined(__SANITIZE_ADDRESS__)
     GTEST_SKIP() << "the sanitizer runtime opens descriptors of its own and cannot run out of them";
@@ -855,26 +718,6 @@ TEST_F(PairingServerLogTest, AFailedInstallReportsTheFailureOnce) {
     EXPECT_EQ(TestSupport::statusOf(response), 500);
     ASSERT_EQ(failures.size(), 1u);
     EXPECT_TRUE(failures[0].starts_with("could not write authorized_keys: ")) << failures[0];
-}
-
-TEST_F(PairingServerLogTest, AConnectionThatHasNotFinishedItsHeadIsDroppedAtTheHeadDeadline) {
-    auto serverOptions = options();
-    // Short, but no outcome depends on it: the head deadline fires in the order the connections
-    // came, so when the second one is cut off, the first one's deadline has passed as well.
-    serverOptions.headTimeout = std::chrono::milliseconds(200);
-    auto server = makeServer(std::move(serverOptions));
-    server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    PhoneClient slowBody(server->state().port);
-    ASSERT_TRUE(slowBody.waitConnected());
-    slowBody.send("POST /pair HTTP/1.1\r\nContent-Length: 100\r\n\r\n{");
-    ASSERT_TRUE(TestSupport::spinUntil([&] { return server->openConnections() == 1; }));
-    PhoneClient slowHead(server->state().port);
-    ASSERT_TRUE(slowHead.waitConnected());
-    slowHead.send("POST /pair HTTP/1.1\r\nX-Slow: ");
-    EXPECT_TRUE(slowHead.waitClosed().isEmpty());
-    EXPECT_FALSE(slowBody.isClosed()) << "a complete head has the whole request deadline";
-    EXPECT_EQ(server->openConnections(), 1u);
 }
 
 TEST_F(PairingServerLogTest, ARefusedLogFileIsSignalledOnceAndSaidInTheEvents) {
