@@ -92,9 +92,6 @@ CompanionModel::CompanionModel(Environment environment, QObject* parent)
     // The model owns the server and so outlives it: the provider may hold the model plainly.
     m_pairing = std::make_unique<CompanionCore::PairingServer>(
         [this] { return identity(); }, *m_environment.authorizedKeys, m_environment.serverOptions);
-    // A pairing adds a phone to the file: the list follows it.
-    connect(m_pairing.get(), &CompanionCore::PairingServer::pairedDevicesChanged, this,
-            &CompanionModel::refreshPairedPhones);
     if (!m_environment.checkKey) {
         m_environment.checkKey = [actions = m_systemActions, runner = m_systemActions->sharedRunner(),
                                   keys = *m_environment.authorizedKeys](
@@ -125,12 +122,14 @@ void CompanionModel::setKeyCheck(std::optional<KeyCheckState> state) {
 }
 
 void CompanionModel::followPairing() {
-    const auto& key = m_pairing->lastPairedKey();
-    if (m_pairing->state().kind != CompanionCore::PairingServer::State::Kind::paired || !key) {
+    const auto* paired = std::get_if<CompanionCore::Pairing::Paired>(&m_pairing->state());
+    if (paired == nullptr) {
         setKeyCheck(std::nullopt);
         return;
     }
-    const auto listing = CompanionCore::PairedDevices::list(*key + "\n");
+    const auto listing = CompanionCore::PairedDevices::list(paired->keyLine + "\n");
+    // A pairing adds a phone to the file: the list follows it.
+    refreshPairedPhones();
     if (listing.devices.empty() || m_keyCheck) {
         return;
     }

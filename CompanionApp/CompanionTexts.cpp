@@ -113,6 +113,18 @@ constexpr Text texts[] = {
     {"PairCommand",
      QT_TRANSLATE_NOOP("PairCommand", "no se escribe ningún registro: otros pueden leer %@ y no se pueden "
                                       "cambiar sus permisos")},
+    //: a file or folder, the account it belongs to, the account the phone would log in to
+    {"PairingFailureText",
+     QT_TRANSLATE_NOOP("PairingFailureText",
+                       "%@ es de %@, no de %@, la cuenta con la que entraría el teléfono")},
+    {"PairingFailureText", QT_TRANSLATE_NOOP("PairingFailureText", "no hay ningún puerto libre")},
+    //: the system's error message
+    {"PairingFailureText",
+     QT_TRANSLATE_NOOP("PairingFailureText", "no se pueden recibir conexiones del teléfono: %@")},
+    {"PairingFailureText", QT_TRANSLATE_NOOP("PairingFailureText", "demasiados códigos incorrectos")},
+    //: the system's error message
+    {"PairingFailureText",
+     QT_TRANSLATE_NOOP("PairingFailureText", "no se ha podido escribir authorized_keys: %@")},
     {"DevicesCommand", QT_TRANSLATE_NOOP("DevicesCommand", "(llave inutilizable)")},
     {"DevicesCommand", QT_TRANSLATE_NOOP("DevicesCommand", "línea %d")},
     {"DevicesCommand", QT_TRANSLATE_NOOP("DevicesCommand", "(anterior)")},
