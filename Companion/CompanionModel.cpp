@@ -80,9 +80,6 @@ CompanionModel::CompanionModel(Host host, Settings settings, QObject* parent)
     // The model owns the server and so outlives it: the provider may hold the model plainly.
     m_pairing = std::make_unique<CompanionCore::PairingServer>([this] { return identity(); },
                                                                m_host.authorizedKeys, m_settings.server);
-    // A pairing adds a phone to the file: the list follows it.
-    connect(m_pairing.get(), &CompanionCore::PairingServer::pairedDevicesChanged, this,
-            &CompanionModel::refreshPairedPhones);
     connect(m_pairing.get(), &CompanionCore::PairingServer::stateChanged, this,
             &CompanionModel::followPairing);
     refresh();
@@ -103,12 +100,14 @@ void CompanionModel::setKeyCheck(std::optional<KeyCheckState> state) {
 }
 
 void CompanionModel::followPairing() {
-    const auto& key = m_pairing->lastPairedKey();
-    if (m_pairing->state().kind != CompanionCore::PairingServer::State::Kind::paired || !key) {
+    const auto* paired = std::get_if<CompanionCore::Pairing::Paired>(&m_pairing->state());
+    if (paired == nullptr) {
         setKeyCheck(std::nullopt);
         return;
     }
-    const auto listing = CompanionCore::PairedDevices::list(*key + "\n");
+    const auto listing = CompanionCore::PairedDevices::list(paired->keyLine + "\n");
+    // A pairing adds a phone to the file: the list follows it.
+    refreshPairedPhones();
     if (listing.devices.empty() || m_keyCheck) {
         return;
     }

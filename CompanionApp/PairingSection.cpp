@@ -1,11 +1,14 @@
 #include "CompanionApp/PairingSection.h"
 
 #include "Companion/KeyDoctor.h"
+#include "Companion/PairingFailureText.h"
 #include "Companion/PlatformWords.h"
 #include "CompanionApp/BusyIndicator.h"
 #include "CompanionApp/PanelStyle.h"
 #include "CompanionApp/StatusSymbol.h"
 #include "CompanionApp/Translations.h"
+#include "CompanionCore/Overloaded.h"
+#include "CompanionCore/server/PairingServer.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -16,7 +19,6 @@ namespace CompanionApp {
 
 namespace {
 
-using Kind = CompanionCore::PairingServer::State::Kind;
 using PanelStyle::Tone;
 
 /// The blank goes before this character of the code.
@@ -56,7 +58,7 @@ PairingSection::PairingSection(QWidget* parent)
     layout->addWidget(m_codeView);
     buildPairedView();
     layout->addWidget(m_pairedView);
-    render(CompanionCore::PairingServer::State::idle(), false, false);
+    render(CompanionCore::Pairing::Idle{}, false, false);
 }
 
 void PairingSection::setExpiry(std::chrono::milliseconds expiry) {
@@ -136,40 +138,47 @@ void PairingSection::buildPairedView() {
     connect(m_pairAnotherButton, &QPushButton::clicked, this, &PairingSection::startRequested);
 }
 
-void PairingSection::render(const CompanionCore::PairingServer::State& state, bool announced,
-                            bool remoteLogin) {
+void PairingSection::render(const CompanionCore::PairingState& state, bool announced, bool remoteLogin) {
     bool showStart = false;
     bool showProgress = false;
     bool showCode = false;
     bool showPaired = false;
-    switch (state.kind) {
-    case Kind::idle:
-    case Kind::failed:
-        showStart = true;
-        break;
-    case Kind::starting:
-        showProgress = true;
-        break;
-    case Kind::waiting:
-        showCode = true;
-        break;
-    case Kind::paired:
-        showPaired = true;
-        break;
-    }
+    // The hidden views keep texts too: those of no session.
+    std::optional<QString> failure;
+    QString digits;
+    std::uint16_t port = 0;
+    QString device;
+    std::visit(CompanionCore::Overloaded{
+                   [&](const CompanionCore::Pairing::Idle&) { showStart = true; },
+                   [&](const CompanionCore::Pairing::Failed& failed) {
+                       showStart = true;
+                       failure = Companion::PairingFailureText::describe(failed);
+                   },
+                   [&](const CompanionCore::Pairing::Starting&) { showProgress = true; },
+                   [&](const CompanionCore::Pairing::Waiting& waiting) {
+                       showCode = true;
+                       digits = QString::fromStdString(waiting.digits);
+                       port = waiting.port;
+                   },
+                   [&](const CompanionCore::Pairing::Paired& paired) {
+                       showPaired = true;
+                       device = QString::fromStdString(paired.device);
+                   },
+               },
+               state);
 
     m_startButton->setText(tr("Emparejar con el iPhone"));
     // Pairing is offered only once the SSH server is on; its check row offers the way to turn it on.
     m_startButton->setEnabled(remoteLogin);
     m_explanation->setText(Companion::PlatformWords::pairingExplanation(m_wording));
-    m_failure->setText(QString::fromStdString(state.message));
-    m_failure->setVisible(state.kind == Kind::failed);
+    m_failure->setText(failure.value_or(QString()));
+    m_failure->setVisible(failure.has_value());
 
     m_codeCaption->setText(tr("Código para el iPhone"));
-    m_code->setText(formattedCode(QString::fromStdString(state.digits)));
+    m_code->setText(formattedCode(digits));
     // The session's whole lifetime, not a countdown.
     m_portLine->setText(Translations::fill(tr("Esperando al iPhone en el puerto %d · caduca en %d min"),
-                                           {QString::number(state.port), QString::number(m_expiryMinutes)}));
+                                           {QString::number(port), QString::number(m_expiryMinutes)}));
     const Tone announcementTone = announced ? Tone::positive : Tone::secondary;
     m_announcementSymbol->setSymbol(announced ? StatusSymbol::Symbol::radioWaves
                                               : StatusSymbol::Symbol::hourglass,
@@ -181,8 +190,7 @@ void PairingSection::render(const CompanionCore::PairingServer::State& state, bo
 
     m_pairedSymbol->setSymbol(StatusSymbol::Symbol::checkmarkSealFill,
                               PanelStyle::colour(Tone::positive, palette()));
-    m_pairedLine->setText(
-        Translations::fill(tr("Emparejado con %@"), {QString::fromStdString(state.device)}));
+    m_pairedLine->setText(Translations::fill(tr("Emparejado con %@"), {device}));
     m_pairedNote->setText(tr("La llave está en ~/.ssh/authorized_keys. Ya puedes conectar desde nuvexa."));
     m_pairAnotherButton->setText(tr("Emparejar otro"));
 

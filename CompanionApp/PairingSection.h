@@ -3,7 +3,7 @@
 #include "Companion/KeyCheckState.h"
 #include "Companion/Wording.h"
 
-#include "CompanionCore/server/PairingServer.h"
+#include "CompanionCore/server/PairingState.h"
 
 #include <QString>
 #include <QWidget>
@@ -31,7 +31,7 @@ public:
 
     /// Draws the section for `state`; `announced` picks the announcement line of the code view, and
     /// pairing can only be started while `remoteLogin` (the SSH server) is on.
-    void render(const CompanionCore::PairingServer::State& state, bool announced, bool remoteLogin);
+    void render(const CompanionCore::PairingState& state, bool announced, bool remoteLogin);
 
     /// Draws the paired view's key check line: absent shows nothing, then "checking", then the
     /// verdict (green when the key works, orange with the reason otherwise) and the host key.

@@ -53,9 +53,13 @@ std::optional<KeyFileOwnership::Mismatch> KeyFileOwnership::check(const std::fil
     return std::nullopt;
 }
 
-std::string KeyFileOwnership::describe(const Mismatch& mismatch, uid_t account) {
-    return mismatch.path.string() + " belongs to " + accountName(mismatch.owner) + ", not to " +
-           accountName(account) + ", the account the phone would log in to";
+KeyFileOwnership::Named KeyFileOwnership::named(const Mismatch& mismatch, uid_t account) {
+    return {mismatch.path, accountName(mismatch.owner), accountName(account)};
+}
+
+std::string KeyFileOwnership::describe(const Named& named) {
+    return named.path.string() + " belongs to " + named.owner + ", not to " + named.account +
+           ", the account the phone would log in to";
 }
 
 } // namespace CompanionCore

@@ -21,6 +21,15 @@ public:
         bool operator==(const Mismatch&) const = default;
     };
 
+    /// A mismatch as people are told it: both accounts by name, "uid N" for one without a name.
+    struct Named {
+        std::filesystem::path path;
+        std::string owner;
+        /// The account the phone would log in to.
+        std::string account;
+        bool operator==(const Named&) const = default;
+    };
+
     /// The account called `user`; this process's own when no account has that name.
     static uid_t accountOf(const std::string& user);
 
@@ -28,9 +37,11 @@ public:
     /// the home folder above it that exists and is not `account`'s; nothing when all that exist are.
     static std::optional<Mismatch> check(const std::filesystem::path& keyFile, uid_t account);
 
-    /// "/home/ana/.ssh belongs to ana, not to root, the account the phone would log in to", with
-    /// numbers where an account has no name.
-    static std::string describe(const Mismatch& mismatch, uid_t account);
+    /// The mismatch with both accounts looked up by name.
+    static Named named(const Mismatch& mismatch, uid_t account);
+
+    /// "/home/ana/.ssh belongs to ana, not to root, the account the phone would log in to".
+    static std::string describe(const Named& named);
 };
 
 } // namespace CompanionCore

@@ -96,7 +96,7 @@ PairingHandler::Outcome PairingHandler::install(const Accepted& accepted, const 
     try {
         installed = AuthorizedKeys::install(accepted.line, accepted.authorizedKeys, stop);
     } catch (const std::exception& error) {
-        return Rejected{500, std::string("could not write authorized_keys: ") + error.what()};
+        return Rejected{500, std::string(keyWriteFailure) + error.what()};
     }
     return Paired{accepted.identity, installed, accepted.device, accepted.line};
 }

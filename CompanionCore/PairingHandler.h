@@ -65,6 +65,8 @@ public:
     /// The error sent to a request that a browser made: a web page must neither pair nor spend a
     /// guess, and the phone's app never sends the headers that give a browser away.
     static constexpr std::string_view browserRefusal = "requests from a browser are refused";
+    /// What the error of a key that could not be written begins with; the system's message follows.
+    static constexpr std::string_view keyWriteFailure = "could not write authorized_keys: ";
 
     /// `now` is read exactly once per request that reaches the code check.
     PairingHandler(PairingCode code, Identity identity, std::filesystem::path authorizedKeys,

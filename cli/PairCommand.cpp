@@ -2,7 +2,9 @@
 
 #include "Companion/KeyDoctor.h"
 #include "Companion/LocalizedFormat.h"
+#include "Companion/PairingFailureText.h"
 #include "Companion/PlatformWords.h"
+#include "CompanionCore/Overloaded.h"
 #include "CompanionCore/PairedDevices.h"
 #include "CompanionCore/server/PairingServer.h"
 #include "cli/CommandLine.h"
@@ -26,6 +28,7 @@ namespace Cli {
 namespace {
 
 using CompanionCore::PairingServer;
+namespace Pairing = CompanionCore::Pairing;
 
 /// This file's texts, in the catalogue's "PairCommand" context.
 struct Texts {
@@ -82,60 +85,22 @@ public:
     }
 
     void state(const PairingServer& server) const {
-        const PairingServer::State& state = server.state();
-        switch (state.kind) {
-        case PairingServer::State::Kind::waiting:
-            if (m_json) {
-                object({{"type", "state"},
-                        {"state", "waiting"},
-                        {"code", text(state.digits)},
-                        {"port", state.port},
-                        {"announced", server.announced()}});
-            } else {
-                say("");
-                say(filled(Texts::tr("Código de emparejamiento: %@"), {text(spacedCode(state.digits))}));
-                say(filled(Texts::tr("Puerto: %d"), {QString::number(state.port)}));
-                say((server.announced() ? Companion::PlatformWords::announcerVisible(m_wording)
-                                        : Companion::PlatformWords::announcerNotYetVisible(m_wording))
-                        .toStdString());
-                say(Texts::tr("Escribe el código en la app nuvexa del teléfono.").toStdString());
-                say("");
-            }
-            return;
-        case PairingServer::State::Kind::paired:
-            paired(state.device, server.lastPairedKey());
-            return;
-        case PairingServer::State::Kind::failed:
-            if (m_json) {
-                object({{"type", "state"}, {"state", "failed"}, {"message", text(state.message)}});
-            } else {
-                say(filled(Texts::tr("El emparejamiento ha fallado: %@"), {text(state.message)}));
-            }
-            return;
-        case PairingServer::State::Kind::idle:
-            if (m_json) {
-                object({{"type", "state"}, {"state", "idle"}});
-            }
-            return;
-        case PairingServer::State::Kind::starting:
-            if (m_json) {
-                object({{"type", "state"}, {"state", "starting"}});
-            }
-            return;
-        }
-    }
-
-    /// The code was right but the key could not be installed: the code is spent, so waiting on is
-    /// pointless until the cause is fixed.
-    void installFailed(const std::string& message) const {
-        if (m_json) {
-            object({{"type", "state"}, {"state", "failed"}, {"message", text(message)}});
-            return;
-        }
-        say(filled(Texts::tr("El emparejamiento ha fallado: %@"), {text(message)}));
-        say(Texts::tr("El código ya está gastado. Arregla lo que dice el mensaje (el archivo de llaves o su "
-                      "carpeta) y vuelve a ejecutar nuvexa-companion-cli pair para obtener un código nuevo.")
-                .toStdString());
+        std::visit(CompanionCore::Overloaded{
+                       [&](const Pairing::Waiting& waiting) { this->waiting(waiting, server.announced()); },
+                       [&](const Pairing::Paired& paired) { this->paired(paired); },
+                       [&](const Pairing::Failed& failed) { this->failed(failed); },
+                       [&](const Pairing::Idle&) {
+                           if (m_json) {
+                               object({{"type", "state"}, {"state", "idle"}});
+                           }
+                       },
+                       [&](const Pairing::Starting&) {
+                           if (m_json) {
+                               object({{"type", "state"}, {"state", "starting"}});
+                           }
+                       },
+                   },
+                   server.state());
     }
 
     void ended(const std::string& why) const {
@@ -165,10 +130,29 @@ public:
     }
 
 private:
-    void paired(const std::string& device, const std::optional<std::string>& keyLine) const {
-        const std::optional<KeyFingerprint> key = keyLine ? KeyFingerprint::of(*keyLine) : std::nullopt;
+    void waiting(const Pairing::Waiting& waiting, bool announced) const {
         if (m_json) {
-            QJsonObject json{{"type", "state"}, {"state", "paired"}, {"device", text(device)}};
+            object({{"type", "state"},
+                    {"state", "waiting"},
+                    {"code", text(waiting.digits)},
+                    {"port", waiting.port},
+                    {"announced", announced}});
+            return;
+        }
+        say("");
+        say(filled(Texts::tr("Código de emparejamiento: %@"), {text(spacedCode(waiting.digits))}));
+        say(filled(Texts::tr("Puerto: %d"), {QString::number(waiting.port)}));
+        say((announced ? Companion::PlatformWords::announcerVisible(m_wording)
+                       : Companion::PlatformWords::announcerNotYetVisible(m_wording))
+                .toStdString());
+        say(Texts::tr("Escribe el código en la app nuvexa del teléfono.").toStdString());
+        say("");
+    }
+
+    void paired(const Pairing::Paired& paired) const {
+        const std::optional<KeyFingerprint> key = KeyFingerprint::of(paired.keyLine);
+        if (m_json) {
+            QJsonObject json{{"type", "state"}, {"state", "paired"}, {"device", text(paired.device)}};
             if (key) {
                 json.insert("key", text(key->text()));
                 json.insert("fingerprint", text(key->key.fingerprint));
@@ -176,10 +160,47 @@ private:
             object(json);
             return;
         }
-        say(filled(Texts::tr("Emparejado con %@."), {text(device)}));
+        say(filled(Texts::tr("Emparejado con %@."), {text(paired.device)}));
         if (key) {
             say(filled(Texts::tr("Llave instalada: %@"), {text(key->text())}));
         }
+    }
+
+    void failed(const Pairing::Failed& failed) const {
+        if (m_json) {
+            // "message" stays in the log's English, which scripts read; "reason" names the case.
+            object({{"type", "state"},
+                    {"state", "failed"},
+                    {"reason", QString::fromLatin1(reasonWord(failed.reason))},
+                    {"message", text(Pairing::describe(failed))}});
+            return;
+        }
+        say(filled(Texts::tr("El emparejamiento ha fallado: %@"),
+                   {Companion::PairingFailureText::describe(failed)}));
+        if (failed.reason == CompanionCore::PairingFailure::keyNotInstalled) {
+            // The code is spent, so waiting on is pointless until the cause is fixed.
+            say(Texts::tr(
+                    "El código ya está gastado. Arregla lo que dice el mensaje (el archivo de llaves o su "
+                    "carpeta) y vuelve a ejecutar nuvexa-companion-cli pair para obtener un código nuevo.")
+                    .toStdString());
+        }
+    }
+
+    /// The stable word of the JSON's "reason".
+    static const char* reasonWord(CompanionCore::PairingFailure reason) {
+        switch (reason) {
+        case CompanionCore::PairingFailure::keyFileNotTheUsers:
+            return "ownership";
+        case CompanionCore::PairingFailure::noFreePort:
+            return "ports";
+        case CompanionCore::PairingFailure::listenerFailed:
+            return "listener";
+        case CompanionCore::PairingFailure::tooManyWrongCodes:
+            return "guesses";
+        case CompanionCore::PairingFailure::keyNotInstalled:
+            return "install";
+        }
+        return "unknown";
     }
 
     static void say(const std::string& line) {
@@ -357,39 +378,31 @@ int runSession(PairingServer& server, const Report& report) {
                     .toStdString());
         }
     });
-    QObject::connect(&server, &PairingServer::eventsChanged, &loop,
-                     [&] { report.event(server.events().back()); });
+    QObject::connect(&server, &PairingServer::eventAdded, &loop,
+                     [&](const std::string& line) { report.event(line); });
     QObject::connect(&server, &PairingServer::announcedChanged, &loop,
                      [&] { report.announced(server.announced()); });
     QObject::connect(&server, &PairingServer::stateChanged, &loop, [&] {
         report.state(server);
-        switch (server.state().kind) {
-        case PairingServer::State::Kind::paired:
-            finish(Exit::done, "");
-            return;
-        case PairingServer::State::Kind::failed:
-            finish(Exit::refused, "");
-            return;
-        case PairingServer::State::Kind::idle:
-            // A new code passes through idle on its way back to waiting: only an idle that lasts
-            // means the session has ended.
-            QTimer::singleShot(0, &loop, [&] {
-                if (server.state().kind == PairingServer::State::Kind::idle) {
-                    finish(Exit::refused,
-                           Texts::tr("La sesión de emparejamiento ha terminado sin ningún teléfono.")
-                               .toStdString());
-                }
-            });
-            return;
-        case PairingServer::State::Kind::waiting:
-        case PairingServer::State::Kind::starting:
-            return;
-        }
-    });
-    QObject::connect(&server, &PairingServer::requestFailed, &loop, [&](const std::string& message) {
-        report.installFailed(message);
-        finish(Exit::refused, "");
-        server.stop();
+        std::visit(CompanionCore::Overloaded{
+                       [&](const Pairing::Paired&) { finish(Exit::done, ""); },
+                       [&](const Pairing::Failed&) { finish(Exit::refused, ""); },
+                       [&](const Pairing::Idle&) {
+                           // A new code passes through idle on its way back to waiting: only an idle
+                           // that lasts means the session has ended.
+                           QTimer::singleShot(0, &loop, [&] {
+                               if (std::holds_alternative<Pairing::Idle>(server.state())) {
+                                   finish(Exit::refused,
+                                          Texts::tr("La sesión de emparejamiento ha terminado sin ningún "
+                                                    "teléfono.")
+                                              .toStdString());
+                               }
+                           });
+                       },
+                       [](const Pairing::Waiting&) {},
+                       [](const Pairing::Starting&) {},
+                   },
+                   server.state());
     });
     QObject::connect(&interruptions, &SignalNotifier::received, &loop, [&] {
         finish(Exit::interrupted, Texts::tr("Emparejamiento cancelado.").toStdString());
@@ -423,10 +436,8 @@ int runPair(const Companion::Host& host, const QStringList& arguments) {
     PairingServer server([&host] { return host.identity(); }, settings.authorizedKeys,
                          std::move(settings.server));
     const int result = runSession(server, report);
-    if (result == Exit::done) {
-        if (const auto line = server.lastPairedKey()) {
-            checkKey(report, *line, settings.keyCheck, *host.runner);
-        }
+    if (const auto* paired = std::get_if<Pairing::Paired>(&server.state()); result == Exit::done && paired) {
+        checkKey(report, paired->keyLine, settings.keyCheck, *host.runner);
     }
     return result;
 }

@@ -691,4 +691,30 @@ Unless you remove them, it can still log in to this computer.</translation>
         <translation>nuvexa</translation>
     </message>
 </context>
+<context>
+    <name>PairingFailureText</name>
+    <message>
+        <source>%@ es de %@, no de %@, la cuenta con la que entraría el teléfono</source>
+        <extracomment>a file or folder, the account it belongs to, the account the phone would log in to</extracomment>
+        <translation>%@ belongs to %@, not to %@, the account the phone would log in to</translation>
+    </message>
+    <message>
+        <source>no hay ningún puerto libre</source>
+        <translation>no free port</translation>
+    </message>
+    <message>
+        <source>no se pueden recibir conexiones del teléfono: %@</source>
+        <extracomment>the system&apos;s error message</extracomment>
+        <translation>cannot accept connections from the phone: %@</translation>
+    </message>
+    <message>
+        <source>demasiados códigos incorrectos</source>
+        <translation>too many wrong codes</translation>
+    </message>
+    <message>
+        <source>no se ha podido escribir authorized_keys: %@</source>
+        <extracomment>the system&apos;s error message</extracomment>
+        <translation>could not write authorized_keys: %@</translation>
+    </message>
+</context>
 </TS>

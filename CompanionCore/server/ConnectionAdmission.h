@@ -54,7 +54,6 @@ public:
     /// Forgets a connection: it was closed, dropped, or its request is complete and it is answered.
     void remove(Id id);
 
-    std::size_t size() const { return m_entries.size(); }
     /// Connections held for `group`.
     std::size_t countOf(const std::string& group) const;
 

@@ -112,7 +112,7 @@ void ConnectionPool::acceptFrom(QTcpServer& listener) {
         socket->setReadBufferSize(static_cast<qint64>(readChunkBytes));
         // Counted from acceptance: a peer that dribbles still runs out of time, and much sooner when
         // it has not even finished the head.
-        const auto now = Clock::now();
+        const auto now = m_options.now();
         Connection& connection = m_connections[socket];
         connection.peer = {peer, socket->peerPort()};
         connection.headDeadline = now + m_options.headTimeout;
@@ -168,7 +168,7 @@ void ConnectionPool::deliver(QTcpSocket* socket, const std::string& reply) {
     m_admission.remove(idOf(socket));
     connection.phase = Phase::sending;
     // A peer that never takes its reply or never closes is not waited for beyond this.
-    connection.deliveryDeadline = Clock::now() + m_options.requestTimeout;
+    connection.deliveryDeadline = m_options.now() + m_options.requestTimeout;
     scheduleDeadline(connection.deliveryDeadline);
     m_draining.push_back(socket);
     connect(socket, &QTcpSocket::bytesWritten, this, [this, socket] { finishSending(socket); });
@@ -272,12 +272,12 @@ void ConnectionPool::scheduleDeadline(Clock::time_point deadline) {
         return;
     }
     m_armedFor = deadline;
-    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(deadline - m_options.now());
     m_deadlineTimer.start(std::max(wait, std::chrono::milliseconds(0)));
 }
 
 void ConnectionPool::judgeDeadlines() {
-    const auto now = Clock::now();
+    const auto now = m_options.now();
     std::vector<QTcpSocket*> due;
     for (const auto& [socket, connection] : m_connections) {
         const auto deadline = nextDeadline(connection);

@@ -32,6 +32,10 @@ namespace CompanionCore {
 class ConnectionPool : public QObject {
     Q_OBJECT
 public:
+    using Clock = std::chrono::steady_clock;
+    /// A reading of the deadlines' clock that a test can replace.
+    using Now = std::function<Clock::time_point()>;
+
     struct Options {
         /// How long a connection may take to deliver the head of its request.
         std::chrono::milliseconds headTimeout;
@@ -40,6 +44,8 @@ public:
         ConnectionAdmission::Limits limits;
         /// Answered connections held while they drain; beyond it the oldest is closed.
         std::size_t drainingLimit = defaultDrainingLimit;
+        /// The clock the deadlines are set and judged by.
+        Now now = Clock::now;
     };
 
     /// Where a connection comes from, as the log names it.
@@ -79,12 +85,8 @@ public:
     std::optional<Peer> peerOf(QTcpSocket* connection) const;
     /// Connections held right now, replies still being delivered included.
     std::size_t size() const { return m_connections.size(); }
-    /// Answered connections held right now while they drain.
-    std::size_t draining() const { return m_draining.size(); }
 
 private:
-    using Clock = std::chrono::steady_clock;
-
     enum class Phase {
         /// Before the head deadline has been judged.
         readingHead,

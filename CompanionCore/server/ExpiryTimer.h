@@ -28,7 +28,6 @@ public:
     void start(std::chrono::nanoseconds duration);
     /// Disarms the timer; nothing fires.
     void stop();
-    bool isActive() const { return m_deadline.has_value(); }
 
     /// How long to wait before looking at the clock again: the time left, rounded up to whole
     /// milliseconds and capped at `checkInterval`. Nothing once `deadline` has been reached.

@@ -1,10 +1,11 @@
 #include "CompanionCore/server/PairingServer.h"
 
-#include "CompanionCore/AuthorizedKeys.h"
 #include "CompanionCore/KeyFileOwnership.h"
 #include "CompanionCore/LogText.h"
+#include "CompanionCore/Overloaded.h"
 #include "CompanionCore/PairingTxt.h"
 #include "CompanionCore/SshPublicKey.h"
+#include "CompanionCore/Unicode.h"
 #include "CompanionCore/server/LogLocation.h"
 #include "CompanionCore/server/NullAnnouncer.h"
 #include "CompanionCore/server/TxtLimits.h"
@@ -25,57 +26,27 @@ namespace {
 /// server rather than left to wait, unanswered, in the kernel's queue.
 constexpr int listenBacklog = 128;
 
-template <typename... Cases>
-struct Overloaded : Cases... {
-    using Cases::operator()...;
-};
-template <typename... Cases>
-Overloaded(Cases...) -> Overloaded<Cases...>;
-
-/// "SHA256:…" of the key in an authorized_keys line, or a word saying there is none.
-std::string fingerprintOf(const std::string& line) {
-    const std::string identity = AuthorizedKeys::keyIdentity(line);
-    const auto blank = identity.find(' ');
-    const auto fingerprint = blank == std::string::npos
-                                 ? std::nullopt
-                                 : SshPublicKey::fingerprint(std::string_view(identity).substr(0, blank),
-                                                             std::string_view(identity).substr(blank + 1));
-    return fingerprint.value_or("(unknown)");
-}
-
 } // namespace
 
-PairingServer::State PairingServer::State::idle() {
-    return {};
-}
+/// Holds back the signals of the changes made while it lives; the outermost one, on leaving, has
+/// them sent. Every way into the server opens one.
+class PairingServer::Transition {
+public:
+    explicit Transition(PairingServer& server)
+        : m_server(server) {
+        ++m_server.m_transitions;
+    }
+    ~Transition() {
+        if (--m_server.m_transitions == 0) {
+            m_server.publishDue();
+        }
+    }
+    Transition(const Transition&) = delete;
+    Transition& operator=(const Transition&) = delete;
 
-PairingServer::State PairingServer::State::starting() {
-    State state;
-    state.kind = Kind::starting;
-    return state;
-}
-
-PairingServer::State PairingServer::State::waiting(std::string digits, std::uint16_t port) {
-    State state;
-    state.kind = Kind::waiting;
-    state.digits = std::move(digits);
-    state.port = port;
-    return state;
-}
-
-PairingServer::State PairingServer::State::paired(std::string device) {
-    State state;
-    state.kind = Kind::paired;
-    state.device = std::move(device);
-    return state;
-}
-
-PairingServer::State PairingServer::State::failed(std::string message) {
-    State state;
-    state.kind = Kind::failed;
-    state.message = std::move(message);
-    return state;
-}
+private:
+    PairingServer& m_server;
+};
 
 PairingServer::PairingServer(IdentityProvider identity, std::filesystem::path authorizedKeys, Options options,
                              QObject* parent)
@@ -86,7 +57,7 @@ PairingServer::PairingServer(IdentityProvider identity, std::filesystem::path au
     , m_log(m_options.logFile.empty() ? defaultLogFile() : m_options.logFile, m_options.clock)
     , m_connections(
           {m_options.headTimeout, m_options.requestTimeout, m_options.connectionLimits,
-           m_options.drainingLimit},
+           m_options.drainingLimit, m_options.connectionClock},
           [this](QTcpSocket* connection, const HttpRequest& request) { answer(connection, request); })
     , m_expiry(m_options.expiryClock, m_options.expiryCheckInterval, this) {
     if (!m_options.announcer) {
@@ -118,61 +89,51 @@ std::filesystem::path PairingServer::defaultLogFile() {
 }
 
 void PairingServer::start() {
+    const Transition transition(*this);
     stop();
     m_codesDrawn = 0;
     begin();
 }
 
 void PairingServer::stop() {
+    const Transition transition(*this);
     teardown();
-    if (m_state.kind != State::Kind::paired) {
-        setState(State::idle());
+    if (!std::holds_alternative<Pairing::Paired>(m_state)) {
+        setState(Pairing::Idle{});
     }
 }
 
 void PairingServer::begin() {
-    const std::uint64_t session = ++m_session;
-    setState(State::starting());
+    setState(Pairing::Starting{});
     setAnnounced(false);
     log("pairing requested");
-    if (session != m_session) {
-        return;
-    }
     // Before any code is shown: a pairing that would name one account to the phone and write into
     // another's files helps nobody and takes the other's key folder over. The identity is the one the
     // first port names, asked once, so the account checked is the account the phone is told.
     PairingHandler::Identity identity = m_identity();
     const uid_t account = KeyFileOwnership::accountOf(identity.user);
     if (const auto mismatch = KeyFileOwnership::check(m_authorizedKeys, account)) {
-        const std::string message = KeyFileOwnership::describe(*mismatch, account);
-        log("not pairing: " + message);
-        if (session == m_session) {
-            setState(State::failed(message));
-        }
+        KeyFileOwnership::Named ownership = KeyFileOwnership::named(*mismatch, account);
+        log("not pairing: " + KeyFileOwnership::describe(ownership));
+        setState(Pairing::Failed{PairingFailure::keyFileNotTheUsers, {}, std::move(ownership)});
         return;
     }
     // Issued on the injected clock, the one the handler judges it by.
-    m_code = PairingCode(PairingCode::random().digits(), m_options.clock());
+    m_code = PairingCode(m_options.codeSource(), m_options.clock());
     ++m_codesDrawn;
     tryPort(0, std::move(identity));
 }
 
 void PairingServer::tryPort(std::size_t index, std::optional<PairingHandler::Identity> given) {
-    const std::uint64_t session = m_session;
     if (index >= m_options.ports.size()) {
         log("no free port among " + LogText::numberList(m_options.ports));
-        if (session == m_session) {
-            setState(State::failed("no free port"));
-        }
+        setState(Pairing::Failed{PairingFailure::noFreePort});
         return;
     }
     const std::uint16_t port = m_options.ports[index];
     const PairingHandler::Identity identity = given ? std::move(*given) : m_identity();
     log("trying port " + std::to_string(port) + " as " + LogText::escapedControls(identity.user) + "@" +
         LogText::escapedControls(identity.name) + " hosts=" + LogText::quotedList(identity.hosts));
-    if (session != m_session) {
-        return;
-    }
     m_handler = std::make_unique<PairingHandler>(*m_code, identity, m_authorizedKeys, m_options.clock);
 
     auto* listener = new QTcpServer(this);
@@ -184,13 +145,10 @@ void PairingServer::tryPort(std::size_t index, std::optional<PairingHandler::Ide
         // A listener that failed still ends with the session, as one that ran does.
         m_failedListenerPending = true;
         log("listener failed on " + std::to_string(port) + ": " + description);
-        if (session != m_session) {
-            return;
-        }
         if (error == QAbstractSocket::AddressInUseError) {
             tryPort(index + 1);
         } else {
-            setState(State::failed(description));
+            setState(Pairing::Failed{PairingFailure::listenerFailed, description});
         }
         return;
     }
@@ -201,13 +159,7 @@ void PairingServer::tryPort(std::size_t index, std::optional<PairingHandler::Ide
     const std::uint16_t listening = listener->serverPort();
     const std::string digits = m_code->digits();
     log("listening on " + std::to_string(listening) + ", code " + digits);
-    if (session != m_session) {
-        return;
-    }
-    setState(State::waiting(digits, listening));
-    if (session != m_session) {
-        return;
-    }
+    setState(Pairing::Waiting{digits, listening});
     armExpiry();
     announce(identity, listening);
 }
@@ -215,58 +167,56 @@ void PairingServer::tryPort(std::size_t index, std::optional<PairingHandler::Ide
 void PairingServer::announce(const PairingHandler::Identity& identity, std::uint16_t port) {
     const TxtLimits::Fitted txt = TxtLimits::fit(
         PairingTxt::record(identity.name, identity.user, port, identity.hosts, identity.mosh, identity.tmux));
+    // The announcer reports from the event loop, or from inside `announce`.
     Announcer::Observer observer;
     observer.registered = [this](const std::string& fullName) {
+        const Transition transition(*this);
         setAnnounced(true);
         log("announced on Bonjour as " + fullName);
     };
     observer.removed = [this](const std::string& fullName) {
+        const Transition transition(*this);
         setAnnounced(false);
         log("Bonjour announcement removed: " + fullName);
     };
-    observer.note = [this](const std::string& message) { log(message); };
+    observer.note = [this](const std::string& message) {
+        const Transition transition(*this);
+        log(message);
+    };
     m_announcer = m_options.announcer();
     m_announcer->announce({identity.name, std::string(PairingTxt::serviceType), port, txt.entries},
                           std::move(observer));
     // Reports come later, so these lines precede any of the announcer's.
-    const std::uint64_t session = m_session;
     for (const auto& note : txt.notes) {
-        if (session != m_session) {
-            return;
-        }
         log(note);
     }
 }
 
 void PairingServer::listenerFailed(QTcpServer* listener) {
+    const Transition transition(*this);
     // Qt stops accepting after such an error (out of file descriptors, for one): nothing more will
     // come in on this listener.
     if (listener != m_listener) {
         return;
     }
     const std::string description = listener->errorString().toStdString();
-    const std::uint64_t session = m_session;
     log("listener failed on " + std::to_string(listener->serverPort()) + ": " + description);
-    if (session != m_session) {
-        return;
-    }
     // The listener stays the current one until the next start or stop, which reports it stopped.
     listener->close();
     m_announcer.reset();
     setAnnounced(false);
-    if (session != m_session) {
-        return;
-    }
-    setState(State::failed(description));
+    setState(Pairing::Failed{PairingFailure::listenerFailed, description});
 }
 
 void PairingServer::accept() {
+    const Transition transition(*this);
     if (m_listener) {
         m_connections.acceptFrom(*m_listener);
     }
 }
 
 void PairingServer::answer(QTcpSocket* connection, const HttpRequest& request) {
+    const Transition transition(*this);
     if (!m_handler) {
         m_connections.drop(connection);
         return;
@@ -315,6 +265,7 @@ bool PairingServer::installing() const {
 void PairingServer::finish(QTcpSocket* connection, const std::optional<ConnectionPool::Peer>& from,
                            const HttpRequest& request, const PairingHandler::Outcome& outcome,
                            std::uint64_t requestSession) {
+    const Transition transition(*this);
     const std::string peer = from ? "request from " + from->address.toString().toStdString() + " port " +
                                         std::to_string(from->port)
                                   : std::string("request from an address no longer known");
@@ -322,37 +273,39 @@ void PairingServer::finish(QTcpSocket* connection, const std::optional<Connectio
         m_connections.deliver(connection, PairingHandler::reply(outcome));
     }
 
-    const std::uint64_t session = m_session;
     // Who asked, on a line of its own, so guesses and pairings can be traced to an address.
     log(peer);
     // Method and path are the peer's bytes: their control characters must not forge log lines.
     log("request " + LogText::bounded(request.method, maxLoggedFieldBytes) + " " +
         LogText::bounded(request.path, maxLoggedFieldBytes) + " \u2192 " + describe(outcome));
     if (const auto* paired = std::get_if<PairingHandler::Paired>(&outcome)) {
+        // The line is as the handler normalized it: key type, blank, key, then the comment.
+        const auto fields = Unicode::splitOnWhitespace(paired->line);
+        const auto fingerprint =
+            fields.size() < 2 ? std::nullopt : SshPublicKey::fingerprint(fields[0], fields[1]);
         // Said even when the session has ended meanwhile: the key is in the file all the same.
-        log("paired " + LogText::quoted(paired->device) + " with key " + fingerprintOf(paired->line));
+        log("paired " + LogText::quoted(paired->device) + " with key " + fingerprint.value_or("(unknown)"));
     }
-    if (session != m_session || requestSession != m_session) {
+    if (requestSession != m_session) {
         return;
     }
     std::visit(Overloaded{
                    [&](const PairingHandler::Paired& paired) {
-                       m_lastPairedKey = paired.line;
-                       m_pairedDevices.push_back(paired.device);
-                       emit pairedDevicesChanged();
-                       if (session != m_session) {
-                           return;
-                       }
-                       setState(State::paired(paired.device));
-                       if (session != m_session) {
-                           return;
-                       }
+                       setState(Pairing::Paired{paired.device, paired.line});
                        stop();
                    },
                    [&](const PairingHandler::Rejected& rejected) {
-                       if (rejected.status >= 500) {
-                           emit requestFailed(rejected.message);
+                       if (rejected.status < 500) {
+                           return;
                        }
+                       // The code was spent on a key that is not in the file: no phone can pair in
+                       // this session any more, and retrying will not help until the cause is fixed.
+                       std::string_view cause = rejected.message;
+                       if (cause.starts_with(PairingHandler::keyWriteFailure)) {
+                           cause.remove_prefix(PairingHandler::keyWriteFailure.size());
+                       }
+                       teardown();
+                       setState(Pairing::Failed{PairingFailure::keyNotInstalled, std::string(cause)});
                    },
                    [&](const PairingHandler::Exhausted&) {
                        // A guess that comes while the right code's key is being written finds the code
@@ -397,13 +350,9 @@ void PairingServer::teardown() {
 
 void PairingServer::restartAfterExhaustion() {
     if (m_codesDrawn >= maxCodesPerStart) {
-        const std::uint64_t session = m_session;
         log("too many wrong codes");
-        if (session != m_session) {
-            return;
-        }
         teardown();
-        setState(State::failed("too many wrong codes"));
+        setState(Pairing::Failed{PairingFailure::tooManyWrongCodes});
         return;
     }
     stop();
@@ -414,8 +363,11 @@ void PairingServer::setState(State state) {
     if (m_state == state) {
         return;
     }
-    m_state = std::move(state);
-    emit stateChanged();
+    m_state = state;
+    due([this, state = std::move(state)] {
+        m_published.state = state;
+        emit stateChanged();
+    });
 }
 
 void PairingServer::setAnnounced(bool announced) {
@@ -423,16 +375,39 @@ void PairingServer::setAnnounced(bool announced) {
         return;
     }
     m_announced = announced;
-    emit announcedChanged();
+    due([this, announced] {
+        m_published.announced = announced;
+        emit announcedChanged();
+    });
 }
 
 void PairingServer::log(std::string_view message) {
     const bool refusedBefore = m_log.refusal().has_value();
-    m_log.add(message);
+    std::string line = m_log.add(message);
     if (!refusedBefore && m_log.refusal()) {
-        emit logRefused();
+        due([this] { emit logRefused(); });
     }
-    emit eventsChanged();
+    due([this, line = std::move(line)] { emit eventAdded(line); });
+}
+
+void PairingServer::due(std::function<void()> change) {
+    // Opened here too, so a change made outside any other transition is still published.
+    const Transition transition(*this);
+    m_due.push_back(std::move(change));
+}
+
+void PairingServer::publishDue() {
+    // A call from a slot below leaves its changes to this loop, after the ones already due.
+    if (m_publishing) {
+        return;
+    }
+    m_publishing = true;
+    while (!m_due.empty()) {
+        const std::function<void()> change = std::move(m_due.front());
+        m_due.pop_front();
+        change();
+    }
+    m_publishing = false;
 }
 
 } // namespace CompanionCore

@@ -9,6 +9,7 @@
 #include "CompanionCore/server/DnsSdAnnouncer.h"
 #include "CompanionCore/server/EventLog.h"
 #include "CompanionCore/server/ExpiryTimer.h"
+#include "CompanionCore/server/PairingState.h"
 
 #include <QHostAddress>
 #include <QObject>
@@ -34,6 +35,9 @@ namespace CompanionCore {
 
 /// How a `PairingServer` reaches the world; the defaults are the real ones, tests replace them.
 struct PairingServerOptions {
+    /// Six ASCII digits for each new code.
+    using CodeSource = std::function<std::string()>;
+
     /// Tried in order; 0 lets the system pick a free port.
     std::vector<std::uint16_t> ports{WellKnown::pairingPorts.begin(), WellKnown::pairingPorts.end()};
     /// How long a listener waits for the phone once it is ready, time asleep included.
@@ -47,12 +51,16 @@ struct PairingServerOptions {
     /// How long a connection may take to deliver the head of its request: a phone sends it at once,
     /// a connection that dribbles it only holds a place.
     std::chrono::milliseconds headTimeout = std::chrono::seconds(2);
+    /// The clock those two deadlines are set and judged by.
+    ConnectionPool::Now connectionClock = ConnectionPool::Clock::now;
     /// How many connections the server holds, from one peer group and in all.
     ConnectionAdmission::Limits connectionLimits;
     /// How many answered connections it holds while they drain; past it the oldest is closed.
     std::size_t drainingLimit = ConnectionPool::defaultDrainingLimit;
     /// The clock of the codes and of the log's timestamps.
     Clock clock = systemNow;
+    /// Draws the digits of every code, from the system's secure random source by default.
+    CodeSource codeSource = [] { return PairingCode::random().digits(); };
     /// Makes the announcer of each listener; an empty factory announces nothing.
     AnnouncerFactory announcer = makeDnsSdAnnouncer;
     /// The log file; the platform's location when empty.
@@ -67,31 +75,15 @@ struct PairingServerOptions {
 /// often, or five minutes after the listener became ready. Every step goes to the event log.
 ///
 /// Lives on one thread and does everything on that thread's Qt event loop. Each published field has
-/// a signal emitted after it changed.
+/// a signal emitted after it changed. The signals of one transition (a call, or an event from the
+/// loop) go out once it is complete, in the order of the changes; while each is emitted, `state` and
+/// `announced` read as that change left them, and `eventAdded` carries its line. So an observer sees
+/// every state in turn, and one that starts or stops the server from a slot never finds a transition
+/// half done: the signals of its call follow those still due.
 class PairingServer : public QObject {
     Q_OBJECT
 public:
-    struct State {
-        enum class Kind { waiting, paired, failed, idle, starting };
-        Kind kind = Kind::idle;
-        /// The code shown to the user while waiting.
-        std::string digits;
-        /// The listening port while waiting.
-        std::uint16_t port = 0;
-        /// The paired phone's name.
-        std::string device;
-        /// Why the session failed.
-        std::string message;
-
-        bool operator==(const State&) const = default;
-
-        static State idle();
-        static State starting();
-        static State waiting(std::string digits, std::uint16_t port);
-        static State paired(std::string device);
-        static State failed(std::string message);
-    };
-
+    using State = PairingState;
     using IdentityProvider = std::function<PairingHandler::Identity()>;
     using Options = PairingServerOptions;
 
@@ -113,17 +105,13 @@ public:
     /// Ends the session. Safe when nothing runs; a `paired` state stays.
     void stop();
 
-    const State& state() const { return m_state; }
-    bool isWaiting() const { return m_state.kind == State::Kind::waiting; }
-    /// Every phone paired since creation, oldest first; never cleared.
-    const std::vector<std::string>& pairedDevices() const { return m_pairedDevices; }
-    /// True while the current listener is visible on the local network.
-    bool announced() const { return m_announced; }
-    /// The newest log lines, oldest first, at most 50.
+    /// The state as last published.
+    const State& state() const { return m_published.state; }
+    /// True while the current listener is visible on the local network, as last published.
+    bool announced() const { return m_published.announced; }
+    /// The newest log lines, oldest first, at most 50; a line is here before its `eventAdded` is sent.
     const std::deque<std::string>& events() const { return m_log.lines(); }
 
-    /// The authorized_keys line installed by the latest pairing (type, key and comment).
-    const std::optional<std::string>& lastPairedKey() const { return m_lastPairedKey; }
     /// Connections held right now, replies still being delivered included.
     std::size_t openConnections() const { return m_connections.size(); }
 
@@ -136,16 +124,15 @@ public:
 
 signals:
     void stateChanged();
-    void pairedDevicesChanged();
     void announcedChanged();
-    void eventsChanged();
+    /// `line` joined the log, stamped as `events` keeps it.
+    void eventAdded(const std::string& line);
     /// The log file was refused, as `logRefusal` says: nothing more reaches it.
     void logRefused();
-    /// A request failed on this side after its code was spent (status 500): the phone cannot pair
-    /// with this code, and retrying will not help until `message`'s cause is fixed.
-    void requestFailed(const std::string& message);
 
 private:
+    class Transition;
+
     void begin();
     /// Listens on the `index`th port as `identity`, or as the identity asked afresh when none is given.
     void tryPort(std::size_t index, std::optional<PairingHandler::Identity> identity = std::nullopt);
@@ -157,7 +144,8 @@ private:
     /// the event loop, then answers on the loop.
     void installInBackground(QTcpSocket* connection, const HttpRequest& request,
                              PairingHandler::Accepted accepted);
-    /// Delivers the outcome's reply, logs the request and acts on the outcome.
+    /// Delivers the outcome's reply, logs the request and, when the request belongs to the session
+    /// still running, acts on the outcome.
     void finish(QTcpSocket* connection, const std::optional<ConnectionPool::Peer>& from,
                 const HttpRequest& request, const PairingHandler::Outcome& outcome, std::uint64_t session);
     void armExpiry();
@@ -167,19 +155,32 @@ private:
     void setState(State state);
     void setAnnounced(bool announced);
     void log(std::string_view message);
+    /// Holds `change` (which publishes a field and emits its signal) until the transition is complete.
+    void due(std::function<void()> change);
+    /// Makes the due changes, in order, unless an earlier call is making them already.
+    void publishDue();
 
     IdentityProvider m_identity;
     std::filesystem::path m_authorizedKeys;
     Options m_options;
     EventLog m_log;
 
+    /// The fields as the server works with them.
     State m_state;
-    std::vector<std::string> m_pairedDevices;
     bool m_announced = false;
-    std::optional<std::string> m_lastPairedKey;
+    /// The fields as observers read them: as the latest signal emitted left them.
+    struct Published {
+        State state;
+        bool announced = false;
+    };
+    Published m_published;
+    /// Transitions under way, nested ones included.
+    int m_transitions = 0;
+    std::deque<std::function<void()>> m_due;
+    bool m_publishing = false;
 
-    /// Changes whenever a session begins or ends, so work interrupted by an observer that stopped
-    /// the server can tell.
+    /// Changes whenever a session ends, so work that outlives its session (a key write, its queued
+    /// answer) can tell.
     std::uint64_t m_session = 0;
     std::optional<PairingCode> m_code;
     int m_codesDrawn = 0;

@@ -17,7 +17,6 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QTcpServer>
-#include <QTcpSocket>
 #include <QTest>
 
 #include <gmock/gmock.h>
@@ -32,11 +31,12 @@ using Item = Companion::ReadinessCheck::Item;
 
 using TestSupport::readFile;
 
+using AppTestSupport::pairAsPhone;
 using AppTestSupport::PanelWorld;
 using AppTestSupport::saveArtifact;
 using AppTestSupport::topIn;
 using AppTestSupport::visibleElements;
-using Kind = CompanionCore::PairingServer::State::Kind;
+namespace Pairing = CompanionCore::Pairing;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
@@ -49,8 +49,6 @@ constexpr const char* homeOnlyNote =
 constexpr const char* explanation =
     "En nuvexa, toca «Buscar un Mac en la red», elige este Mac y escribe el código. Tu "
     "llave del iPhone quedará instalada aquí. {grey}";
-constexpr const char* phoneKey =
-    "ssh-ed25519 AAAAC3NzaC1lZDI1NTE5AAAAINran2uo1OJXgP8LDadnVR/no2X3xg2Y3BqV+G9J4s7B phone@example";
 
 std::string bin(const std::string& name) {
     return std::string(PanelWorld::systemBin) + "/" + name;
@@ -58,20 +56,6 @@ std::string bin(const std::string& name) {
 
 bool waitFor(const std::function<bool()>& done) {
     return QTest::qWaitFor(done, AppTestSupport::generousMilliseconds);
-}
-
-/// Sends what the phone app sends to pair, and waits until the server has closed the connection.
-void pairAsPhone(std::uint16_t port, const std::string& code, const std::string& device) {
-    const std::string body =
-        R"({"code":")" + code + R"(","publicKey":")" + phoneKey + R"(","device":")" + device + R"("})";
-    const std::string request = "POST /pair HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/json\r\n"
-                                "Content-Length: " +
-                                std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
-    QTcpSocket socket;
-    socket.connectToHost(QHostAddress::LocalHost, port);
-    ASSERT_TRUE(socket.waitForConnected(AppTestSupport::generousMilliseconds));
-    socket.write(request.data(), static_cast<qint64>(request.size()));
-    ASSERT_TRUE(waitFor([&] { return socket.state() == QAbstractSocket::UnconnectedState; }));
 }
 
 TEST(ContentViewTest, IsThreeHundredTwentyPointsOfContentWithFourteenOfPadding) {
@@ -512,7 +496,7 @@ TEST(ContentViewTest, IdlePairingWithRemoteLoginOnOffersToPair) {
     world.buildAndShow();
     EXPECT_THAT(visibleElements(world.panel().pairingSection()),
                 ElementsAre("⟨Emparejar con el iPhone⟩", explanation));
-    EXPECT_EQ(world.pairing().state().kind, Kind::idle);
+    EXPECT_TRUE(std::holds_alternative<Pairing::Idle>(world.pairing().state()));
     saveArtifact(world.panel());
 }
 
@@ -524,7 +508,7 @@ TEST(ContentViewTest, StartingPairingShowsOnlyABusyIndicator) {
     QObject observer;
     // Connected after the panel, so the panel has already rendered the change when this runs.
     QObject::connect(&world.pairing(), &CompanionCore::PairingServer::stateChanged, &observer, [&] {
-        if (world.pairing().state().kind == Kind::starting && whileStarting.empty()) {
+        if (std::holds_alternative<Pairing::Starting>(world.pairing().state()) && whileStarting.empty()) {
             whileStarting = visibleElements(world.panel().pairingSection());
             saveArtifact(world.panel());
         }
@@ -538,13 +522,13 @@ TEST(ContentViewTest, WaitingPairingShowsTheCodeThePortAndTheAnnouncement) {
     world.actions->setRemoteLoginOn(true);
     world.buildAndShow();
     world.panel().pairingSection().startButton().click();
-    ASSERT_EQ(world.pairing().state().kind, Kind::waiting);
-    const auto state = world.pairing().state();
-    ASSERT_EQ(state.digits.size(), 6U);
-    const std::string code = state.digits.substr(0, 3) + " " + state.digits.substr(3);
+    const auto* state = std::get_if<Pairing::Waiting>(&world.pairing().state());
+    ASSERT_NE(state, nullptr);
+    EXPECT_EQ(state->digits, world.codes[0]);
     EXPECT_THAT(visibleElements(world.panel().pairingSection()),
-                ElementsAre("Código para el iPhone {grey}", code,
-                            "Esperando al iPhone en el puerto " + std::to_string(state.port) +
+                ElementsAre("Código para el iPhone {grey}",
+                            world.codes[0].substr(0, 3) + " " + world.codes[0].substr(3),
+                            "Esperando al iPhone en el puerto " + std::to_string(state->port) +
                                 " · caduca en 5 min {grey}",
                             "(hourglass) grey", "Anunciando en la red local… {grey}", "⟨Cancelar⟩"));
     auto& codeLabel = world.panel().pairingSection().code();
@@ -585,9 +569,9 @@ TEST(ContentViewTest, CancelLeadsBackToTheStartView) {
     world.actions->setRemoteLoginOn(true);
     world.buildAndShow();
     world.panel().pairingSection().startButton().click();
-    ASSERT_EQ(world.pairing().state().kind, Kind::waiting);
+    ASSERT_TRUE(std::holds_alternative<Pairing::Waiting>(world.pairing().state()));
     QTest::mouseClick(&world.panel().pairingSection().cancelButton(), Qt::LeftButton);
-    EXPECT_EQ(world.pairing().state().kind, Kind::idle);
+    EXPECT_TRUE(std::holds_alternative<Pairing::Idle>(world.pairing().state()));
     EXPECT_THAT(visibleElements(world.panel().pairingSection()),
                 ElementsAre("⟨Emparejar con el iPhone⟩", explanation));
     saveArtifact(world.panel());
@@ -598,10 +582,10 @@ TEST(ContentViewTest, APhoneThatPairsLeadsToThePairedViewAndPairAnotherStartsAga
     world.actions->setRemoteLoginOn(true);
     world.buildAndShow();
     world.panel().pairingSection().startButton().click();
-    const auto waiting = world.pairing().state();
-    ASSERT_EQ(waiting.kind, Kind::waiting);
-    pairAsPhone(waiting.port, waiting.digits, "iPhone de Ana");
-    ASSERT_TRUE(waitFor([&] { return world.pairing().state().kind == Kind::paired; }));
+    const auto* waiting = std::get_if<Pairing::Waiting>(&world.pairing().state());
+    ASSERT_NE(waiting, nullptr);
+    pairAsPhone(waiting->port, world.codes[0], "iPhone de Ana");
+    ASSERT_TRUE(waitFor([&] { return std::holds_alternative<Pairing::Paired>(world.pairing().state()); }));
     EXPECT_THAT(readFile(world.home.path() / ".ssh" / "authorized_keys"), HasSubstr("nuvexa:iPhone de Ana"));
     ASSERT_TRUE(waitFor([&] {
         const auto& check = world.model().keyCheck();
@@ -617,8 +601,9 @@ TEST(ContentViewTest, APhoneThatPairsLeadsToThePairedViewAndPairAnotherStartsAga
     saveArtifact(world.panel());
 
     world.panel().pairingSection().pairAnotherButton().click();
-    EXPECT_EQ(world.pairing().state().kind, Kind::waiting);
-    EXPECT_NE(world.pairing().state().digits, waiting.digits);
+    const auto* again = std::get_if<Pairing::Waiting>(&world.pairing().state());
+    ASSERT_NE(again, nullptr);
+    EXPECT_EQ(again->digits, world.codes[1]);
 }
 
 TEST(ContentViewTest, FailedPairingShowsTheReasonInRedUnderTheStartView) {
@@ -630,9 +615,9 @@ TEST(ContentViewTest, FailedPairingShowsTheReasonInRedUnderTheStartView) {
     world.actions->setRemoteLoginOn(true);
     world.buildAndShow();
     world.panel().pairingSection().startButton().click();
-    ASSERT_EQ(world.pairing().state().kind, Kind::failed);
+    ASSERT_TRUE(std::holds_alternative<Pairing::Failed>(world.pairing().state()));
     EXPECT_THAT(visibleElements(world.panel().pairingSection()),
-                ElementsAre("⟨Emparejar con el iPhone⟩", explanation, "no free port {red}"));
+                ElementsAre("⟨Emparejar con el iPhone⟩", explanation, "no hay ningún puerto libre {red}"));
     saveArtifact(world.panel());
 }
 

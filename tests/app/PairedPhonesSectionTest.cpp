@@ -7,6 +7,7 @@
 
 #include <QLabel>
 #include <QPushButton>
+#include <QTest>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -143,9 +144,14 @@ TEST(PairedPhonesSectionTest, APairingAddsThePhoneToTheList) {
     PanelWorld world;
     world.buildAndShow();
     EXPECT_FALSE(world.panel().pairedPhonesSection().isVisible());
-    writeKeys(world, phoneLine + "\n");
-    // What a pairing announces; the list is read afresh from the file.
-    emit world.pairing().pairedDevicesChanged();
+    world.pairing().start();
+    const auto* waiting = std::get_if<CompanionCore::Pairing::Waiting>(&world.pairing().state());
+    ASSERT_NE(waiting, nullptr);
+    AppTestSupport::pairAsPhone(waiting->port, world.codes[0], "iPhone de Ana");
+    // The list is read afresh from the file once the pairing is published.
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return std::holds_alternative<CompanionCore::Pairing::Paired>(world.pairing().state()); },
+        AppTestSupport::generousMilliseconds));
     EXPECT_TRUE(world.panel().pairedPhonesSection().isVisible());
     EXPECT_EQ(world.panel().pairedPhonesSection().revokeButtons().size(), 1u);
 }

@@ -14,7 +14,7 @@ namespace {
 
 using AppTestSupport::saveArtifact;
 using AppTestSupport::visibleElements;
-using State = CompanionCore::PairingServer::State;
+namespace Pairing = CompanionCore::Pairing;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -42,7 +42,7 @@ TEST(PairingSectionTest, CodeIsShownWithOneBlankBeforeItsFourthCharacter) {
 
 TEST(PairingSectionTest, CodeBeginningWithZeroKeepsItsZero) {
     Section view;
-    view.section.render(State::waiting("012345", 52901), false, true);
+    view.section.render(Pairing::Waiting{"012345", 52901}, false, true);
     EXPECT_EQ(view.section.code().text(), QStringLiteral("012 345"));
     saveArtifact(view.section);
 }
@@ -52,7 +52,7 @@ TEST(PairingSectionTest, PortIsWrittenInDecimalWithoutGrouping) {
     const QLocale previous;
     QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
     Section view;
-    view.section.render(State::waiting("012345", 52901), false, true);
+    view.section.render(Pairing::Waiting{"012345", 52901}, false, true);
     QLocale::setDefault(previous);
     EXPECT_THAT(visibleElements(view.section),
                 ElementsAre("Código para el iPhone {grey}", "012 345",
@@ -64,14 +64,14 @@ TEST(PairingSectionTest, PortIsWrittenInDecimalWithoutGrouping) {
 TEST(PairingSectionTest, TheWaitingLineStatesTheSessionsOwnExpiryInWholeMinutes) {
     Section view;
     view.section.setExpiry(std::chrono::seconds(90));
-    view.section.render(State::waiting("012345", 52901), false, true);
+    view.section.render(Pairing::Waiting{"012345", 52901}, false, true);
     EXPECT_THAT(visibleElements(view.section),
                 Contains("Esperando al iPhone en el puerto 52901 · caduca en 2 min {grey}"));
 }
 
 TEST(PairingSectionTest, AnnouncedCodeViewSaysItIsVisible) {
     Section view;
-    view.section.render(State::waiting("987654", 52902), true, true);
+    view.section.render(Pairing::Waiting{"987654", 52902}, true, true);
     EXPECT_THAT(visibleElements(view.section),
                 ElementsAre("Código para el iPhone {grey}", "987 654",
                             "Esperando al iPhone en el puerto 52902 · caduca en 5 min {grey}",
@@ -82,7 +82,7 @@ TEST(PairingSectionTest, AnnouncedCodeViewSaysItIsVisible) {
 TEST(PairingSectionTest, OnLinuxTheAnnouncementLineNamesAvahi) {
     Section view;
     view.section.setWording(Companion::Wording::linuxSystem);
-    view.section.render(State::waiting("987654", 52902), true, true);
+    view.section.render(Pairing::Waiting{"987654", 52902}, true, true);
     EXPECT_THAT(visibleElements(view.section), Contains("Visible en la red local (Avahi) {green}"));
     for (const auto& text : visibleElements(view.section)) {
         EXPECT_THAT(TestSupport::foreignNames(text), IsEmpty()) << text;
@@ -91,7 +91,7 @@ TEST(PairingSectionTest, OnLinuxTheAnnouncementLineNamesAvahi) {
 
 TEST(PairingSectionTest, IdleWithRemoteLoginOffShowsTheDisabledStartButtonAndTheExplanation) {
     Section view;
-    view.section.render(State::idle(), false, false);
+    view.section.render(Pairing::Idle{}, false, false);
     EXPECT_THAT(visibleElements(view.section),
                 ElementsAre("⟨Emparejar con el iPhone⟩ disabled", explanation));
     saveArtifact(view.section);
@@ -99,22 +99,25 @@ TEST(PairingSectionTest, IdleWithRemoteLoginOffShowsTheDisabledStartButtonAndThe
 
 TEST(PairingSectionTest, FailedAddsItsMessageInRedAtTheEndOfTheStartView) {
     Section view;
-    view.section.render(State::failed("The address is protected"), false, true);
+    view.section.render(
+        Pairing::Failed{CompanionCore::PairingFailure::listenerFailed, "The address is protected"}, false,
+        true);
     EXPECT_THAT(visibleElements(view.section),
-                ElementsAre("⟨Emparejar con el iPhone⟩", explanation, "The address is protected {red}"));
+                ElementsAre("⟨Emparejar con el iPhone⟩", explanation,
+                            "no se pueden recibir conexiones del teléfono: The address is protected {red}"));
     saveArtifact(view.section);
 }
 
 TEST(PairingSectionTest, StartingShowsOnlyTheBusyIndicator) {
     Section view;
-    view.section.render(State::starting(), false, true);
+    view.section.render(Pairing::Starting{}, false, true);
     EXPECT_THAT(visibleElements(view.section), ElementsAre("[busy]"));
     saveArtifact(view.section);
 }
 
 TEST(PairingSectionTest, PairedShowsTheDeviceInGreenAndOffersAnother) {
     Section view;
-    view.section.render(State::paired("iPhone de Ana"), false, true);
+    view.section.render(Pairing::Paired{"iPhone de Ana", {}}, false, true);
     EXPECT_THAT(
         visibleElements(view.section),
         ElementsAre("(seal) green", "Emparejado con iPhone de Ana {green}",
@@ -125,7 +128,7 @@ TEST(PairingSectionTest, PairedShowsTheDeviceInGreenAndOffersAnother) {
 
 TEST(PairingSectionTest, DeviceNameThatLooksLikeAPlaceholderIsShownAsGiven) {
     Section view;
-    view.section.render(State::paired("%@ %d"), false, true);
+    view.section.render(Pairing::Paired{"%@ %d", {}}, false, true);
     EXPECT_EQ(view.section.pairedLine().text(), QStringLiteral("Emparejado con %@ %d"));
 }
 
@@ -133,11 +136,11 @@ TEST(PairingSectionTest, ButtonsAskToStartAndToStop) {
     Section view;
     QSignalSpy starts(&view.section, &CompanionApp::PairingSection::startRequested);
     QSignalSpy stops(&view.section, &CompanionApp::PairingSection::stopRequested);
-    view.section.render(State::idle(), false, true);
+    view.section.render(Pairing::Idle{}, false, true);
     view.section.startButton().click();
-    view.section.render(State::waiting("123456", 52901), false, true);
+    view.section.render(Pairing::Waiting{"123456", 52901}, false, true);
     view.section.cancelButton().click();
-    view.section.render(State::paired("iPhone"), false, true);
+    view.section.render(Pairing::Paired{"iPhone", {}}, false, true);
     view.section.pairAnotherButton().click();
     EXPECT_EQ(starts.count(), 2);
     EXPECT_EQ(stops.count(), 1);
@@ -145,7 +148,7 @@ TEST(PairingSectionTest, ButtonsAskToStartAndToStop) {
 
 TEST(PairingSectionTest, AKeyTheServerAcceptsIsSaidInGreenWithTheHostKey) {
     Section view;
-    view.section.render(State::paired("iPhone de Ana"), false, true);
+    view.section.render(Pairing::Paired{"iPhone de Ana", {}}, false, true);
     view.section.renderKeyCheck(
         Companion::KeyCheckState{Companion::KeyCheckState::Stage::works,
                                  QStringLiteral("La llave funciona: comprobado con el servidor SSH"),
@@ -162,7 +165,7 @@ TEST(PairingSectionTest, AKeyTheServerAcceptsIsSaidInGreenWithTheHostKey) {
 
 TEST(PairingSectionTest, ARefusedKeyShowsTheReasonInOrange) {
     Section view;
-    view.section.render(State::paired("iPhone"), false, true);
+    view.section.render(Pairing::Paired{"iPhone", {}}, false, true);
     const QString reason =
         QStringLiteral("Tu usuario no está en AllowUsers: añádelo en sshd_config (como administrador).");
     view.section.renderKeyCheck(
@@ -175,7 +178,7 @@ TEST(PairingSectionTest, ARefusedKeyShowsTheReasonInOrange) {
 
 TEST(PairingSectionTest, TheKeyCheckLineAppearsOnlyOnceACheckHasBegun) {
     Section view;
-    view.section.render(State::paired("iPhone"), false, true);
+    view.section.render(Pairing::Paired{"iPhone", {}}, false, true);
     view.section.renderKeyCheck(std::nullopt);
     EXPECT_FALSE(view.section.keyCheckLine().isVisible());
     view.section.renderKeyCheck(Companion::KeyCheckState{});

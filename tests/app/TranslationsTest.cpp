@@ -222,7 +222,7 @@ TEST(TranslationsTest, EnglishCodeViewKeepsThePortAndTheCode) {
     ASSERT_TRUE(english.installed);
     CompanionApp::PairingSection section;
     section.setFixedWidth(320);
-    section.render(CompanionCore::PairingServer::State::waiting("012345", 52901), true, true);
+    section.render(CompanionCore::Pairing::Waiting{"012345", 52901}, true, true);
     section.show();
     EXPECT_THAT(visibleElements(section),
                 ElementsAre("Code for the iPhone {grey}", "012 345",
@@ -230,8 +230,26 @@ TEST(TranslationsTest, EnglishCodeViewKeepsThePortAndTheCode) {
                             "Visible on the local network (Bonjour) {green}", "⟨Cancel⟩"));
     saveArtifact(section);
     section.setWording(Companion::Wording::linuxSystem);
-    section.render(CompanionCore::PairingServer::State::waiting("012345", 52901), true, true);
+    section.render(CompanionCore::Pairing::Waiting{"012345", 52901}, true, true);
     EXPECT_THAT(visibleElements(section), Contains("Visible on the local network (Avahi) {green}"));
+}
+
+TEST(TranslationsTest, AFailedPairingSaysWhyInEnglish) {
+    const LanguageScope english(QLocale(QLocale::English, QLocale::UnitedKingdom));
+    ASSERT_TRUE(english.installed);
+    CompanionApp::PairingSection section;
+    section.setFixedWidth(320);
+    section.render(
+        CompanionCore::Pairing::Failed{CompanionCore::PairingFailure::keyFileNotTheUsers,
+                                       {},
+                                       CompanionCore::KeyFileOwnership::Named{"/home/ana", "ana", "root"}},
+        false, true);
+    section.show();
+    EXPECT_EQ(section.failure().text(),
+              QStringLiteral("/home/ana belongs to ana, not to root, the account the phone would log in to"));
+    section.render(CompanionCore::Pairing::Failed{CompanionCore::PairingFailure::tooManyWrongCodes}, false,
+                   true);
+    EXPECT_EQ(section.failure().text(), QStringLiteral("too many wrong codes"));
 }
 
 TEST(TranslationsTest, SpanishAndUnknownLocalesShowTheSpanishKeys) {

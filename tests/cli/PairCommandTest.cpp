@@ -246,6 +246,7 @@ TEST_F(PairCommandTest, AKeyThatCannotBeWrittenEndsTheSessionWithWhatToDo) {
     const auto failed = session.waitForJson("state", "failed");
     ASSERT_TRUE(failed.has_value());
     EXPECT_TRUE(failed->value("message").toString().startsWith("could not write authorized_keys: "));
+    EXPECT_EQ(failed->value("reason").toString(), "install");
     EXPECT_EQ(session.waitForExit(), Cli::Exit::refused);
 }
 

@@ -10,6 +10,7 @@
 #include "support/Patience.h"
 
 #include "server/support/FakeAnnouncer.h"
+#include "support/CodeSequence.h"
 #include "support/Executable.h"
 #include "support/FakeNotificationCentre.h"
 #include "support/FakeProcessRunner.h"
@@ -137,7 +138,7 @@ TEST_F(CompanionModelTest, CreationPublishesNothingAtOnceThenRefreshesEveryField
     EXPECT_EQ(model.lastError(), std::nullopt);
     EXPECT_FALSE(model.keepAwake().enabled());
     EXPECT_FALSE(model.tmuxNotifier().enabled());
-    EXPECT_EQ(model.pairing().state().kind, CompanionCore::PairingServer::State::Kind::idle);
+    EXPECT_TRUE(std::holds_alternative<CompanionCore::Pairing::Idle>(model.pairing().state()));
 }
 
 TEST_F(CompanionModelTest, RefreshPublishesTheFieldsInTheirOrder) {
@@ -559,6 +560,8 @@ TEST_F(CompanionModelTest, APairingIsFollowedByTheKeyCheckAndANewSessionForgetsI
     auto environment = this->environment();
     environment.settings.server.ports = {0};
     environment.settings.server.announcer = nullptr;
+    const TestSupport::CodeSequence codes;
+    environment.settings.server.codeSource = codes.source();
     std::atomic<int> checks = 0;
     std::string checkedKey;
     environment.settings.checkKey = [&](const CompanionCore::PairedDevice& device) {
@@ -571,10 +574,13 @@ TEST_F(CompanionModelTest, APairingIsFollowedByTheKeyCheckAndANewSessionForgetsI
 
     auto& pairing = model->pairing();
     pairing.start();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return pairing.isWaiting(); }, generousWait));
-    const auto waiting = pairing.state();
-    const QByteArray response = TestSupport::exchange(
-        waiting.port, TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Phone"));
+    const auto isWaiting = [&] {
+        return std::holds_alternative<CompanionCore::Pairing::Waiting>(pairing.state());
+    };
+    ASSERT_TRUE(QTest::qWaitFor(isWaiting, generousWait));
+    const QByteArray response =
+        TestSupport::exchange(std::get<CompanionCore::Pairing::Waiting>(pairing.state()).port,
+                              TestSupport::pairingRequest(codes[0], TestSupport::sampleEd25519Key, "Phone"));
     ASSERT_EQ(TestSupport::statusOf(response), 200) << response.toStdString();
 
     ASSERT_TRUE(QTest::qWaitFor(
@@ -590,7 +596,7 @@ TEST_F(CompanionModelTest, APairingIsFollowedByTheKeyCheckAndANewSessionForgetsI
               QStringLiteral("SHA256:nkUMalcE/xHxKDwZtgHqWT3Ippjy/2KZxdvbQDk/H4U"));
 
     pairing.start();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return pairing.isWaiting(); }, generousWait));
+    ASSERT_TRUE(QTest::qWaitFor(isWaiting, generousWait));
     EXPECT_FALSE(model->keyCheck().has_value());
     pairing.stop();
 }

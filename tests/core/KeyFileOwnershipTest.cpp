@@ -105,14 +105,16 @@ TEST_F(KeyFileOwnershipTest, ALinkedKeyFileIsJudgedByTheFileItNames) {
 }
 
 TEST(KeyFileOwnershipDescribeTest, NamesThePathItsOwnerAndTheAccountThePhoneWouldUse) {
-    EXPECT_EQ(KeyFileOwnership::describe({"/home/ana/.ssh", nobody}, 0),
+    EXPECT_EQ(KeyFileOwnership::named({"/home/ana/.ssh", nobody}, 0),
+              (KeyFileOwnership::Named{"/home/ana/.ssh", "nobody", "root"}));
+    EXPECT_EQ(KeyFileOwnership::describe(KeyFileOwnership::named({"/home/ana/.ssh", nobody}, 0)),
               "/home/ana/.ssh belongs to nobody, not to root, the account the phone would log in to");
 }
 
 TEST(KeyFileOwnershipDescribeTest, AnAccountWithoutANameIsGivenByNumber) {
-    EXPECT_EQ(KeyFileOwnership::describe({"/home/ana", 4'000'000}, 0),
+    EXPECT_EQ(KeyFileOwnership::describe(KeyFileOwnership::named({"/home/ana", 4'000'000}, 0)),
               "/home/ana belongs to uid 4000000, not to root, the account the phone would log in to");
-    EXPECT_EQ(KeyFileOwnership::describe({"/home/ana", 0}, 4'000'001),
+    EXPECT_EQ(KeyFileOwnership::describe(KeyFileOwnership::named({"/home/ana", 0}, 4'000'001)),
               "/home/ana belongs to root, not to uid 4000001, the account the phone would log in to");
 }
 

@@ -77,7 +77,15 @@ protected:
 
     static bool waitForWaiting(PairingServer& server) {
         return TestSupport::waitUntil(&server, &PairingServer::stateChanged,
-                                      [&] { return server.isWaiting(); });
+                                      [&] { return isWaiting(server); });
+    }
+
+    static bool isWaiting(const PairingServer& server) {
+        return std::holds_alternative<CompanionCore::Pairing::Waiting>(server.state());
+    }
+
+    static const CompanionCore::Pairing::Waiting& waitingOf(const PairingServer& server) {
+        return std::get<CompanionCore::Pairing::Waiting>(server.state());
     }
 
     static bool waitForAnnounced(PairingServer& server) {
@@ -97,13 +105,13 @@ TEST_F(DnsSdAnnouncerTest, WithoutDaemonNothingIsAnnouncedAndTheLogSaysWhy) {
     auto server = makeServer();
     server->start();
     ASSERT_TRUE(waitForWaiting(*server));
-    ASSERT_TRUE(TestSupport::waitUntil(server.get(), &PairingServer::eventsChanged, [&] {
+    ASSERT_TRUE(TestSupport::waitUntil(server.get(), &PairingServer::eventAdded, [&] {
         return messages(*server).back().starts_with("not announced on Bonjour: ");
     }));
     EXPECT_EQ(messages(*server).back(), "not announced on Bonjour: " + DnsSdAnnouncer::describeError(-65537));
     EXPECT_FALSE(server->announced());
     // The session works all the same.
-    const auto waiting = server->state();
+    const auto waiting = waitingOf(*server);
     EXPECT_EQ(
         TestSupport::statusOf(TestSupport::exchange(
             waiting.port, TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "P"))),
@@ -140,7 +148,7 @@ TEST_F(AvahiAnnouncerTest, ShowsTheSessionWithExactlyTheSevenTxtEntriesWhileWait
     ASSERT_TRUE(waitForAnnounced(*server)) << messages(*server).back();
     EXPECT_EQ(messages(*server).back(), "announced on Bonjour as " + m_name + "._nuvexa._tcp.local.");
 
-    const std::string port = std::to_string(server->state().port);
+    const std::string port = std::to_string(waitingOf(*server).port);
     const auto seen = browse(m_name);
     ASSERT_FALSE(seen.empty());
     for (const auto& txt : seen) {
@@ -222,9 +230,9 @@ TEST_F(AvahiAnnouncerTest, TheAnnouncementComesBackWithTheDaemonWithoutAnyoneAsk
     ASSERT_TRUE(TestSupport::avahiDaemon("daemon-start"));
     ASSERT_TRUE(waitForAnnounced(*server)) << testing::PrintToString(messages(*server));
     EXPECT_EQ(messages(*server).back(), "announced on Bonjour as " + m_name + "._nuvexa._tcp.local.");
-    EXPECT_TRUE(server->isWaiting());
+    EXPECT_TRUE(isWaiting(*server));
     ASSERT_TRUE(TestSupport::spinUntil([&] { return !browse(m_name).empty(); }));
-    const std::string port = std::to_string(server->state().port);
+    const std::string port = std::to_string(waitingOf(*server).port);
     for (const auto& txt : browse(m_name)) {
         EXPECT_TRUE(txt.contains("port=" + port));
     }

@@ -71,7 +71,6 @@ TEST_F(ExpiryTimerRunTest, FiresWhenASleepCarriesTheClockPastTheDeadline) {
     m_clock.advance(300s);
     ASSERT_TRUE(TestSupport::waitUntil(&m_timer, &ExpiryTimer::expired, [&] { return m_fired > 0; }));
     EXPECT_EQ(m_fired, 1);
-    EXPECT_FALSE(m_timer.isActive());
 }
 
 TEST_F(ExpiryTimerRunTest, DoesNotFireBeforeTheDeadline) {
@@ -79,7 +78,6 @@ TEST_F(ExpiryTimerRunTest, DoesNotFireBeforeTheDeadline) {
     m_clock.advance(300s - 1ns);
     ASSERT_TRUE(checks(5));
     EXPECT_EQ(m_fired, 0);
-    EXPECT_TRUE(m_timer.isActive());
     m_clock.advance(1ns);
     ASSERT_TRUE(TestSupport::waitUntil(&m_timer, &ExpiryTimer::expired, [&] { return m_fired > 0; }));
     EXPECT_EQ(m_fired, 1);
@@ -108,7 +106,6 @@ TEST_F(ExpiryTimerRunTest, StartingAgainReplacesTheDeadline) {
 TEST_F(ExpiryTimerRunTest, StopDisarms) {
     m_timer.start(1s);
     m_timer.stop();
-    EXPECT_FALSE(m_timer.isActive());
     m_clock.advance(1h);
     TestSupport::settle(20ms);
     EXPECT_EQ(m_fired, 0);
@@ -129,7 +126,6 @@ TEST_F(ExpiryTimerRunTest, AReceiverMayStartItAgain) {
     m_timer.start(1s);
     m_clock.advance(1s);
     ASSERT_TRUE(TestSupport::waitUntil(&m_timer, &ExpiryTimer::expired, [&] { return m_fired > 0; }));
-    EXPECT_TRUE(m_timer.isActive());
     m_clock.advance(1s);
     ASSERT_TRUE(TestSupport::waitUntil(&m_timer, &ExpiryTimer::expired, [&] { return m_fired > 1; }));
 }

@@ -5,6 +5,7 @@
 #include "server/support/EventLoop.h"
 #include "server/support/PhoneClient.h"
 #include "server/support/SilentHolder.h"
+#include "support/CodeSequence.h"
 #include "support/TemporaryDirectory.h"
 
 #include <QTimer>
@@ -21,11 +22,12 @@ namespace {
 
 using CompanionCore::PairingHandler;
 using CompanionCore::PairingServer;
+using CompanionCore::PairingState;
 using TestSupport::holdAnswered;
 using TestSupport::PhoneClient;
 using TestSupport::SilentHolder;
 using TestSupport::spinUntil;
-using Kind = PairingServer::State::Kind;
+namespace Pairing = CompanionCore::Pairing;
 
 /// Threads of this process: a key write waiting for its lock runs on one of its own.
 std::size_t threadCount() {
@@ -52,29 +54,36 @@ protected:
         options.drainingLimit = drainingLimit;
         options.announcer = nullptr;
         options.logFile = m_home / "log";
+        options.codeSource = m_codes.source();
         m_server = std::make_unique<PairingServer>(
             [] { return PairingHandler::Identity{"ana", "Studio", 22, {"Studio.local"}, false, false}; },
             m_home / ".ssh" / "authorized_keys", std::move(options));
         m_server->start();
         ASSERT_TRUE(TestSupport::waitUntil(m_server.get(), &PairingServer::stateChanged,
-                                           [&] { return m_server->isWaiting(); }));
-        m_port = m_server->state().port;
+                                           [&] { return isWaiting(); }));
+        m_port = std::get<Pairing::Waiting>(m_server->state()).port;
+    }
+
+    bool isWaiting() const { return std::holds_alternative<Pairing::Waiting>(m_server->state()); }
+
+    /// The state once `device` has paired with the test's key.
+    static PairingState pairedWith(const std::string& device) {
+        return Pairing::Paired{device, std::string(TestSupport::sampleEd25519Key).substr(0, 80) +
+                                           " nuvexa:" + device};
     }
 
     /// A phone from `from` pairing with the current code; its whole answer.
     QByteArray pairHonestly(const QHostAddress& from) {
-        const auto waiting = m_server->state();
         return TestSupport::exchange(
-            waiting.port,
-            TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Honest phone"), from);
+            m_port, TestSupport::pairingRequest(m_codes[0], TestSupport::sampleEd25519Key, "Honest phone"),
+            from);
     }
 
     /// Sends the right code from `phone` and waits until its key write waits for the lock, on a thread
     /// of its own.
     bool pairWhileTheWriteWaits(PhoneClient& phone) {
         const std::size_t threads = threadCount();
-        phone.send(
-            TestSupport::pairingRequest(m_server->state().digits, TestSupport::sampleEd25519Key, "Phone"));
+        phone.send(TestSupport::pairingRequest(m_codes[0], TestSupport::sampleEd25519Key, "Phone"));
         return spinUntil([&] { return threadCount() > threads; });
     }
 
@@ -96,6 +105,7 @@ protected:
     }
 
     TestSupport::TemporaryDirectory m_home;
+    TestSupport::CodeSequence m_codes;
     std::unique_ptr<PairingServer> m_server;
     quint16 m_port = 0;
 };
@@ -157,7 +167,7 @@ TEST_F(PairingServerAbuseTest, AnHonestPhonePairsWhileEightAddressesHoldFourSlow
         dribbler->send("POST /pair HTTP/1.1\r\nX-");
     }
     EXPECT_EQ(TestSupport::statusOf(pairHonestly(QHostAddress("127.0.0.1"))), 200);
-    EXPECT_EQ(m_server->state(), PairingServer::State::paired("Honest phone"));
+    EXPECT_EQ(m_server->state(), pairedWith("Honest phone"));
 }
 
 TEST_F(PairingServerAbuseTest, AnHonestPhonePairsDespiteTwoHundredIdlersAndADribbler) {
@@ -195,7 +205,7 @@ TEST_F(PairingServerAbuseTest, AnHonestPhonePairsDespiteTwoHundredIdlersAndADrib
     EXPECT_EQ(m_server->openConnections(), 4u);
 
     EXPECT_EQ(TestSupport::statusOf(pairHonestly(QHostAddress("127.0.0.1"))), 200);
-    EXPECT_EQ(m_server->state(), PairingServer::State::paired("Honest phone"));
+    EXPECT_EQ(m_server->state(), pairedWith("Honest phone"));
     EXPECT_GT(dripped, 0);
     EXPECT_LE(mostHeld, 5u) << "four from the attacker and the honest phone";
     EXPECT_TRUE(dribbler.received().isEmpty());
@@ -206,7 +216,7 @@ TEST_F(PairingServerAbuseTest, AnsweredConnectionsThatNeitherReadNorCloseLeaveTh
     // another, the phone, out.
     const auto holders = holdAnswered(m_port, "::1", 4);
     EXPECT_EQ(TestSupport::statusOf(pairHonestly(QHostAddress("::1"))), 200);
-    EXPECT_EQ(m_server->state(), PairingServer::State::paired("Honest phone"));
+    EXPECT_EQ(m_server->state(), pairedWith("Honest phone"));
 }
 
 TEST_F(PairingServerAbuseTest, ATableFullOfAnsweredConnectionsStillTakesAnHonestPhone) {
@@ -222,12 +232,12 @@ TEST_F(PairingServerAbuseTest, ATableFullOfAnsweredConnectionsStillTakesAnHonest
 }
 
 TEST_F(PairingServerAbuseTest, ABrowsersRequestWithTheRightCodeIsRefusedAndSpendsNoGuess) {
-    const auto waiting = m_server->state();
+    const PairingState waiting = m_server->state();
     const QByteArray request =
-        TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Web page");
+        TestSupport::pairingRequest(m_codes[0], TestSupport::sampleEd25519Key, "Web page");
     const QByteArray fromPage = QByteArray(request).replace(
         "Host: companion\r\n", "Host: companion\r\nOrigin: http://attacker.example\r\n");
-    const QByteArray response = TestSupport::exchange(waiting.port, fromPage);
+    const QByteArray response = TestSupport::exchange(m_port, fromPage);
     EXPECT_EQ(TestSupport::statusOf(response), 403);
     EXPECT_EQ(TestSupport::bodyOf(response),
               QByteArray(R"({"error":"requests from a browser are refused"})"));
@@ -236,18 +246,17 @@ TEST_F(PairingServerAbuseTest, ABrowsersRequestWithTheRightCodeIsRefusedAndSpend
 }
 
 TEST_F(PairingServerAbuseTest, APageGuessingWithFetchMetadataNeverEndsTheSession) {
-    const auto waiting = m_server->state();
-    const std::string wrong = waiting.digits == "000000" ? "111111" : "000000";
+    const PairingState waiting = m_server->state();
     for (int guess = 0; guess < 12; ++guess) {
         const QByteArray request =
-            TestSupport::pairingRequest(wrong, TestSupport::sampleEd25519Key, "Web page")
+            TestSupport::pairingRequest(TestSupport::wrongCode, TestSupport::sampleEd25519Key, "Web page")
                 .replace("Host: companion\r\n", "Host: companion\r\nSec-Fetch-Site: cross-site\r\n"
                                                 "Sec-Fetch-Mode: no-cors\r\n");
-        EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(waiting.port, request)), 403);
+        EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(m_port, request)), 403);
     }
     EXPECT_EQ(m_server->state(), waiting);
     const QByteArray response = TestSupport::exchange(
-        waiting.port, TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "Phone"));
+        m_port, TestSupport::pairingRequest(m_codes[0], TestSupport::sampleEd25519Key, "Phone"));
     EXPECT_EQ(TestSupport::statusOf(response), 200);
     std::ifstream log(m_home / "log");
     const std::string logged((std::istreambuf_iterator<char>(log)), std::istreambuf_iterator<char>());
@@ -299,7 +308,7 @@ TEST_F(PairingServerAbuseTest, AKeyWriteWaitingForTheLockLeavesTheServerAnswerin
 
     lock.release();
     EXPECT_EQ(TestSupport::statusOf(phone.waitClosed()), 200);
-    EXPECT_EQ(m_server->state(), PairingServer::State::paired("Phone"));
+    EXPECT_EQ(m_server->state(), pairedWith("Phone"));
 }
 
 TEST_F(PairingServerAbuseTest, AServerThatGoesWhileAKeyWriteWaitsForTheLockEndsTheWaitAndWritesNothing) {
@@ -327,5 +336,5 @@ TEST_F(PairingServerAbuseTest, StoppingTheSessionGivesUpAKeyWriteStillWaitingFor
     // The phone hears that its key was not written, and nothing was.
     EXPECT_EQ(TestSupport::statusOf(phone.waitClosed()), 500);
     EXPECT_FALSE(std::filesystem::exists(keys));
-    EXPECT_EQ(m_server->state(), PairingServer::State::idle());
+    EXPECT_EQ(m_server->state(), PairingState(Pairing::Idle{}));
 }

@@ -3,6 +3,7 @@
 #include "server/support/EventLoop.h"
 #include "server/support/FakeAnnouncer.h"
 #include "server/support/PhoneClient.h"
+#include "support/CodeSequence.h"
 #include "support/TemporaryDirectory.h"
 
 #include <QTcpServer>
@@ -25,12 +26,17 @@ namespace {
 
 using namespace std::chrono_literals;
 using CompanionCore::ContinuousClock;
+using CompanionCore::PairingFailure;
 using CompanionCore::PairingHandler;
 using CompanionCore::PairingServer;
+using CompanionCore::PairingState;
 using TestSupport::FakeAnnouncer;
 using TestSupport::PhoneClient;
 using TestSupport::waitUntil;
-using Kind = PairingServer::State::Kind;
+using TestSupport::wrongCode;
+namespace Pairing = CompanionCore::Pairing;
+
+const PairingState idleState = Pairing::Idle{};
 
 constexpr std::size_t timestampLength = 21; // "2026-11-16T03:45:35Z "
 
@@ -43,6 +49,7 @@ protected:
         result.requestTimeout = std::chrono::minutes(10);
         result.announcer = FakeAnnouncer::factory(m_announcers);
         result.logFile = m_home / "log" / "nuvexa-companion.log";
+        result.codeSource = m_codes.source();
         return result;
     }
 
@@ -72,8 +79,33 @@ protected:
         return result;
     }
 
-    static bool waitForKind(PairingServer& server, Kind kind) {
-        return waitUntil(&server, &PairingServer::stateChanged, [&] { return server.state().kind == kind; });
+    template <typename Alternative>
+    static bool waitFor(PairingServer& server) {
+        return waitUntil(&server, &PairingServer::stateChanged,
+                         [&] { return std::holds_alternative<Alternative>(server.state()); });
+    }
+
+    static bool isWaiting(const PairingServer& server) {
+        return std::holds_alternative<Pairing::Waiting>(server.state());
+    }
+
+    /// The listener's port and code; the test fails when the server is not waiting.
+    static Pairing::Waiting waitingOf(const PairingServer& server) {
+        const auto* state = std::get_if<Pairing::Waiting>(&server.state());
+        EXPECT_NE(state, nullptr) << "not waiting";
+        return state != nullptr ? *state : Pairing::Waiting{};
+    }
+
+    /// Why the session failed, as the log words it; empty when it has not.
+    static std::string failure(const PairingServer& server) {
+        const auto* failed = std::get_if<Pairing::Failed>(&server.state());
+        return failed != nullptr ? Pairing::describe(*failed) : std::string();
+    }
+
+    /// Returns once the server's loop has run past every byte already sent to `port`: a request on a
+    /// connection of its own, which arrives after them, is answered only then.
+    static void letTheServerRead(quint16 port) {
+        EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(port, "GET /elsewhere HTTP/1.1\r\n\r\n")), 404);
     }
 
     /// A plain socket connected to `port` on loopback; the system completes the connection before the
@@ -102,13 +134,12 @@ protected:
     PairingHandler::Identity m_identity{"ana", "Studio", 22, {"Studio.local", "192.168.1.20"}, true, false};
     int m_identityCalls = 0;
     std::vector<std::unique_ptr<QTcpServer>> m_busy;
+    TestSupport::CodeSequence m_codes;
 };
 
 TEST_F(PairingServerTest, StartsIdleAndOpensNothingAtCreation) {
     auto server = makeServer(options());
-    EXPECT_EQ(server->state(), PairingServer::State::idle());
-    EXPECT_FALSE(server->isWaiting());
-    EXPECT_TRUE(server->pairedDevices().empty());
+    EXPECT_EQ(server->state(), idleState);
     EXPECT_FALSE(server->announced());
     EXPECT_TRUE(server->events().empty());
     EXPECT_EQ(m_identityCalls, 0);
@@ -117,16 +148,14 @@ TEST_F(PairingServerTest, StartsIdleAndOpensNothingAtCreation) {
 
 TEST_F(PairingServerTest, WaitsWithTheCodeAndPortOnceListening) {
     auto server = makeServer(options());
-    std::vector<Kind> seen;
-    QObject::connect(server.get(), &PairingServer::stateChanged,
-                     [&] { seen.push_back(server->state().kind); });
+    std::vector<PairingState> seen;
+    QObject::connect(server.get(), &PairingServer::stateChanged, [&] { seen.push_back(server->state()); });
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    const auto& state = server->state();
-    EXPECT_TRUE(server->isWaiting());
-    EXPECT_EQ(state.digits.size(), 6u);
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
+    const auto state = waitingOf(*server);
+    EXPECT_EQ(state.digits, m_codes[0]);
     EXPECT_NE(state.port, 0);
-    EXPECT_EQ(seen, (std::vector<Kind>{Kind::starting, Kind::waiting}));
+    EXPECT_EQ(seen, (std::vector<PairingState>{Pairing::Starting{}, state}));
     EXPECT_EQ(messages(*server), (std::vector<std::string>{
                                      "pairing requested",
                                      "trying port 0 as ana@Studio hosts=[\"Studio.local\", \"192.168.1.20\"]",
@@ -139,8 +168,8 @@ TEST_F(PairingServerTest, MovesToTheFourthPortWhenTheFirstThreeAreBusy) {
     // The fourth entry lets the system pick, so no other test can be holding it.
     auto server = makeServer(options({busy[0], busy[1], busy[2], 0}));
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    const auto port = server->state().port;
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
+    const auto port = waitingOf(*server).port;
     EXPECT_EQ(std::count(busy.begin(), busy.end(), port), 0);
     EXPECT_EQ(m_identityCalls, 4); // asked afresh for every port tried
 
@@ -153,7 +182,8 @@ TEST_F(PairingServerTest, MovesToTheFourthPortWhenTheFirstThreeAreBusy) {
         ASSERT_NE(found, lines.end()) << prefix;
         next = static_cast<std::size_t>(found - lines.begin()) + 1;
     }
-    const std::string listening = "listening on " + std::to_string(port) + ", code " + server->state().digits;
+    const std::string listening =
+        "listening on " + std::to_string(port) + ", code " + waitingOf(*server).digits;
     EXPECT_NE(std::find(lines.begin() + static_cast<std::ptrdiff_t>(next), lines.end(), listening),
               lines.end());
 }
@@ -162,8 +192,9 @@ TEST_F(PairingServerTest, FailsWithNoFreePortWhenAllAreBusy) {
     const std::vector<std::uint16_t> busy = {occupy(), occupy(), occupy(), occupy()};
     auto server = makeServer(options(busy));
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::failed));
-    EXPECT_EQ(server->state(), PairingServer::State::failed("no free port"));
+    ASSERT_TRUE(waitFor<Pairing::Failed>(*server));
+    EXPECT_EQ(server->state(), PairingState(Pairing::Failed{PairingFailure::noFreePort}));
+    EXPECT_EQ(failure(*server), "no free port");
     const std::string list = "[" + std::to_string(busy[0]) + ", " + std::to_string(busy[1]) + ", " +
                              std::to_string(busy[2]) + ", " + std::to_string(busy[3]) + "]";
     EXPECT_EQ(messages(*server).back(), "no free port among " + list);
@@ -174,10 +205,10 @@ TEST_F(PairingServerTest, TheStopAfterNoFreePortReportsTheListenerStopped) {
     const std::vector<std::uint16_t> busy = {occupy(), occupy(), occupy(), occupy()};
     auto server = makeServer(options(busy));
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::failed));
+    ASSERT_TRUE(waitFor<Pairing::Failed>(*server));
     server->stop();
     EXPECT_EQ(messages(*server).back(), "listener stopped");
-    EXPECT_EQ(server->state(), PairingServer::State::idle());
+    EXPECT_EQ(server->state(), idleState);
     // Reported once: a second stop has nothing left to end.
     const auto count = server->events().size();
     server->stop();
@@ -190,8 +221,11 @@ TEST_F(PairingServerTest, TheStartAfterAnotherListenerErrorReportsTheListenerSto
     serverOptions.listenAddress = QHostAddress(QStringLiteral("192.0.2.1"));
     auto server = makeServer(std::move(serverOptions));
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::failed));
+    ASSERT_TRUE(waitFor<Pairing::Failed>(*server));
     ASSERT_TRUE(messages(*server).back().starts_with("listener failed on ")) << messages(*server).back();
+    const auto& failed = std::get<Pairing::Failed>(server->state());
+    EXPECT_EQ(failed.reason, PairingFailure::listenerFailed);
+    EXPECT_FALSE(failed.detail.empty()) << "the system's own words";
     const auto before = server->events().size();
     server->start();
     const auto lines = messages(*server);
@@ -205,16 +239,20 @@ TEST_F(PairingServerTest, ListsTheFixedPortsByDefault) {
     EXPECT_EQ(PairingServer::Options{}.expiry, std::chrono::seconds(300));
     EXPECT_EQ(PairingServer::Options{}.requestTimeout, std::chrono::seconds(10));
     EXPECT_EQ(PairingServer::Options{}.expiryCheckInterval, std::chrono::seconds(1));
+    const std::string drawn = PairingServer::Options{}.codeSource();
+    EXPECT_EQ(drawn.size(), 6u);
+    EXPECT_TRUE(std::all_of(drawn.begin(), drawn.end(), [](char c) { return c >= '0' && c <= '9'; }))
+        << drawn;
 }
 
 TEST_F(PairingServerTest, AWrongCodeKeepsWaitingWithTheSameDigits) {
     auto server = makeServer(options());
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    const auto before = server->state();
-    const std::string wrong = before.digits == "111111" ? "222222" : "111111";
-    const QByteArray response = TestSupport::exchange(
-        before.port, TestSupport::pairingRequest(wrong, TestSupport::sampleEd25519Key, "Phone"));
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
+    const PairingState before = server->state();
+    const QByteArray response =
+        TestSupport::exchange(waitingOf(*server).port,
+                              TestSupport::pairingRequest(wrongCode, TestSupport::sampleEd25519Key, "Phone"));
     EXPECT_EQ(TestSupport::statusOf(response), 403);
     EXPECT_EQ(TestSupport::bodyOf(response), QByteArray(R"({"error":"wrong code"})"));
     EXPECT_EQ(server->state(), before);
@@ -225,45 +263,41 @@ TEST_F(PairingServerTest, AWrongCodeKeepsWaitingWithTheSameDigits) {
 TEST_F(PairingServerTest, TheAttemptThatExhaustsTheCodeDrawsANewOne) {
     auto server = makeServer(options());
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    const auto first = server->state();
-    const std::string wrong = first.digits == "111111" ? "222222" : "111111";
-    const QByteArray request = TestSupport::pairingRequest(wrong, TestSupport::sampleEd25519Key, "Phone");
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
+    const auto first = waitingOf(*server);
+    const QByteArray request = TestSupport::pairingRequest(wrongCode, TestSupport::sampleEd25519Key, "Phone");
     EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(first.port, request)), 403);
     EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(first.port, request)), 403);
     EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(first.port, request)), 410);
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    EXPECT_TRUE(server->isWaiting());
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
+    EXPECT_TRUE(isWaiting(*server));
     const auto lines = messages(*server);
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "pairing requested"), 2);
     EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
                             [](const std::string& line) { return line.starts_with("listening on "); }),
               2);
-    EXPECT_EQ(lines.back().rfind("listening on " + std::to_string(server->state().port) + ", code " +
-                                     server->state().digits,
-                                 0),
+    EXPECT_EQ(lines.back().rfind(
+                  "listening on " + std::to_string(waitingOf(*server).port) + ", code " + m_codes[1], 0),
               0u);
-    // One in a million draws repeats the digits; the log above already shows a new code was drawn.
-    if (server->state().digits == first.digits) {
-        GTEST_SKIP() << "the new code happened to repeat the old digits";
-    }
-    EXPECT_NE(server->state().digits, first.digits);
+    EXPECT_EQ(first.digits, m_codes[0]);
+    EXPECT_EQ(waitingOf(*server).digits, m_codes[1]);
 }
 
 TEST_F(PairingServerTest, GivesUpWithTooManyWrongCodesAfterTheThirdCodeIsExhausted) {
     auto server = makeServer(options());
     server->start();
     for (int code = 0; code < PairingServer::maxCodesPerStart; ++code) {
-        ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-        const auto state = server->state();
-        const std::string wrong = state.digits == "111111" ? "222222" : "111111";
-        const QByteArray request = TestSupport::pairingRequest(wrong, TestSupport::sampleEd25519Key, "Phone");
+        ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
+        const auto state = waitingOf(*server);
+        const QByteArray request =
+            TestSupport::pairingRequest(wrongCode, TestSupport::sampleEd25519Key, "Phone");
         EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(state.port, request)), 403);
         EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(state.port, request)), 403);
         EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(state.port, request)), 410);
     }
-    ASSERT_TRUE(waitForKind(*server, Kind::failed));
-    EXPECT_EQ(server->state(), PairingServer::State::failed("too many wrong codes"));
+    ASSERT_TRUE(waitFor<Pairing::Failed>(*server));
+    EXPECT_EQ(server->state(), PairingState(Pairing::Failed{PairingFailure::tooManyWrongCodes}));
+    EXPECT_EQ(failure(*server), "too many wrong codes");
     const auto lines = messages(*server);
     EXPECT_NE(std::find(lines.begin(), lines.end(), "too many wrong codes"), lines.end());
     EXPECT_EQ(lines.back(), "listener stopped");
@@ -271,14 +305,14 @@ TEST_F(PairingServerTest, GivesUpWithTooManyWrongCodesAfterTheThirdCodeIsExhaust
 
     // Only a new start begins again, with a fresh allowance.
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
 }
 
 TEST_F(PairingServerTest, PairsInstallsTheKeyAndTearsDown) {
     auto server = makeServer(options());
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    const auto waiting = server->state();
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
+    const auto waiting = waitingOf(*server);
     ASSERT_FALSE(m_announcers->empty());
     m_announcers->back()->observer.registered("Studio._nuvexa._tcp.local.");
     ASSERT_TRUE(server->announced());
@@ -291,37 +325,43 @@ TEST_F(PairingServerTest, PairsInstallsTheKeyAndTearsDown) {
         TestSupport::bodyOf(response),
         QByteArray(R"({"user":"ana","name":"Studio","sshPort":22,"hosts":["Studio.local","192.168.1.20"],)"
                    R"("mosh":true,"tmux":false})"));
-    EXPECT_EQ(server->state(), PairingServer::State::paired("Ana's phone"));
-    EXPECT_EQ(server->pairedDevices(), std::vector<std::string>{"Ana's phone"});
+    const std::string keyLine =
+        std::string(TestSupport::sampleEd25519Key).substr(0, 80) + " nuvexa:Ana's phone";
+    const PairingState paired = Pairing::Paired{"Ana's phone", keyLine};
+    EXPECT_EQ(server->state(), paired);
     EXPECT_FALSE(server->announced());
     EXPECT_TRUE(m_announcers->back()->destroyed);
     EXPECT_EQ(messages(*server).back(), "listener stopped");
-
-    const std::string keyLine =
-        std::string(TestSupport::sampleEd25519Key).substr(0, 80) + " nuvexa:Ana's phone";
-    EXPECT_EQ(server->lastPairedKey(), keyLine);
     EXPECT_EQ(fileContent(authorizedKeys()), keyLine + "\n");
 
     PhoneClient late(waiting.port);
     EXPECT_FALSE(late.waitConnected()) << "the listener is closed";
 
     server->stop();
-    EXPECT_EQ(server->state(), PairingServer::State::paired("Ana's phone"));
+    EXPECT_EQ(server->state(), paired);
 }
 
-TEST_F(PairingServerTest, PairedDevicesAccumulateAcrossSessions) {
+TEST_F(PairingServerTest, EachSessionPublishesItsOwnPairing) {
     auto server = makeServer(options());
+    std::vector<std::string> paired;
+    QObject::connect(server.get(), &PairingServer::stateChanged, [&] {
+        if (const auto* state = std::get_if<Pairing::Paired>(&server->state())) {
+            paired.push_back(state->device);
+        }
+    });
     for (const std::string device : {"first", "second"}) {
         server->start();
-        ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-        const auto waiting = server->state();
+        ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
+        const auto waiting = waitingOf(*server);
         EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(
                       waiting.port,
                       TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, device))),
                   200);
     }
-    EXPECT_EQ(server->pairedDevices(), (std::vector<std::string>{"first", "second"}));
-    EXPECT_EQ(server->state(), PairingServer::State::paired("second"));
+    EXPECT_EQ(paired, (std::vector<std::string>{"first", "second"}));
+    ASSERT_TRUE(std::holds_alternative<Pairing::Paired>(server->state()));
+    EXPECT_EQ(std::get<Pairing::Paired>(server->state()).keyLine,
+              std::string(TestSupport::sampleEd25519Key).substr(0, 80) + " nuvexa:second");
 }
 
 TEST_F(PairingServerTest, ReturnsToIdleWhenTheInjectedExpiryPasses) {
@@ -329,9 +369,9 @@ TEST_F(PairingServerTest, ReturnsToIdleWhenTheInjectedExpiryPasses) {
     serverOptions.expiry = std::chrono::milliseconds(200);
     auto server = makeServer(std::move(serverOptions));
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    const auto port = server->state().port;
-    ASSERT_TRUE(waitForKind(*server, Kind::idle));
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
+    const auto port = waitingOf(*server).port;
+    ASSERT_TRUE(waitFor<Pairing::Idle>(*server));
     EXPECT_EQ(messages(*server).back(), "listener stopped");
     PhoneClient late(port);
     EXPECT_FALSE(late.waitConnected());
@@ -350,34 +390,35 @@ TEST_F(PairingServerTest, EndsTheSessionFiveMinutesAfterReadyCountingTimeAsleep)
     serverOptions.expiryCheckInterval = 2ms;
     auto server = makeServer(std::move(serverOptions));
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
 
     // Asleep for all but the last instant of the five minutes.
     now += 300s - 1ns;
     const int seen = reads;
     ASSERT_TRUE(TestSupport::spinUntil([&] { return reads >= seen + 3; }));
-    EXPECT_TRUE(server->isWaiting());
+    EXPECT_TRUE(isWaiting(*server));
 
     now += 1ns;
-    ASSERT_TRUE(waitForKind(*server, Kind::idle));
+    ASSERT_TRUE(waitFor<Pairing::Idle>(*server));
     EXPECT_EQ(messages(*server).back(), "listener stopped");
 }
 
 TEST_F(PairingServerTest, StartingTwiceLeavesOneListenerWithTheSecondCode) {
     auto server = makeServer(options());
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    const auto first = server->state();
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
+    const auto first = waitingOf(*server);
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    const auto second = server->state();
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
+    const auto second = waitingOf(*server);
 
     const auto lines = messages(*server);
     std::vector<std::string> listening;
     std::copy_if(lines.begin(), lines.end(), std::back_inserter(listening),
                  [](const std::string& line) { return line.starts_with("listening on "); });
     ASSERT_EQ(listening.size(), 2u);
-    EXPECT_EQ(listening[1], "listening on " + std::to_string(second.port) + ", code " + second.digits);
+    EXPECT_EQ(second.digits, m_codes[1]);
+    EXPECT_EQ(listening[1], "listening on " + std::to_string(second.port) + ", code " + m_codes[1]);
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "listener stopped"), 1);
     ASSERT_EQ(m_announcers->size(), 2u);
     EXPECT_TRUE(m_announcers->front()->destroyed);
@@ -394,19 +435,19 @@ TEST_F(PairingServerTest, StartingTwiceLeavesOneListenerWithTheSecondCode) {
 TEST_F(PairingServerTest, StopIsSafeWhenNothingRuns) {
     auto server = makeServer(options());
     server->stop();
-    EXPECT_EQ(server->state(), PairingServer::State::idle());
+    EXPECT_EQ(server->state(), idleState);
     EXPECT_TRUE(server->events().empty());
 }
 
 TEST_F(PairingServerTest, StopEndsWaitingAndClosesOpenConnections) {
     auto server = makeServer(options());
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    PhoneClient idle(server->state().port);
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
+    PhoneClient idle(waitingOf(*server).port);
     ASSERT_TRUE(idle.waitConnected());
     ASSERT_TRUE(TestSupport::spinUntil([&] { return server->openConnections() == 1; }));
     server->stop();
-    EXPECT_EQ(server->state(), PairingServer::State::idle());
+    EXPECT_EQ(server->state(), idleState);
     EXPECT_EQ(server->openConnections(), 0u);
     EXPECT_TRUE(idle.waitClosed().isEmpty());
     EXPECT_EQ(messages(*server).back(), "listener stopped");
@@ -415,17 +456,17 @@ TEST_F(PairingServerTest, StopEndsWaitingAndClosesOpenConnections) {
 TEST_F(PairingServerTest, AnnouncesTheListenerWithTheTxtRecord) {
     auto server = makeServer(options());
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
     ASSERT_EQ(m_announcers->size(), 1u);
     const auto& record = *m_announcers->front();
     EXPECT_EQ(record.service.name, "Studio");
     EXPECT_EQ(record.service.type, "_nuvexa._tcp");
-    EXPECT_EQ(record.service.port, server->state().port);
+    EXPECT_EQ(record.service.port, waitingOf(*server).port);
     const std::map<std::string, std::string> txt(record.service.txt.begin(), record.service.txt.end());
     EXPECT_EQ(txt, (std::map<std::string, std::string>{{"v", "1"},
                                                        {"name", "Studio"},
                                                        {"user", "ana"},
-                                                       {"port", std::to_string(server->state().port)},
+                                                       {"port", std::to_string(waitingOf(*server).port)},
                                                        {"hosts", "Studio.local,192.168.1.20"},
                                                        {"mosh", "1"},
                                                        {"tmux", "0"}}));
@@ -454,7 +495,7 @@ TEST_F(PairingServerTest, ATooLongHostListLosesWholeHostsFromItsEndAndSaysSo) {
     }
     auto server = makeServer(options());
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
     const auto& entries = m_announcers->front()->service.txt;
     const auto hosts =
         std::find_if(entries.begin(), entries.end(), [](const auto& e) { return e.first == "hosts"; });
@@ -478,9 +519,9 @@ TEST_F(PairingServerTest, ATooLongHostListLosesWholeHostsFromItsEndAndSaysSo) {
 TEST_F(PairingServerTest, EscapesControlCharactersOfTheRequestLineInTheLog) {
     auto server = makeServer(options());
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
     const QByteArray request = "PO\x1bST /pair\x7f HTTP/1.1\r\nContent-Length: 0\r\n\r\n";
-    EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(server->state().port, request)), 404);
+    EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(waitingOf(*server).port, request)), 404);
     EXPECT_EQ(messages(*server).back(),
               "request PO\\u{1B}ST /pair\\u{7F} \u2192 rejected(status: 404, message: \"not found\")");
 }
@@ -488,11 +529,11 @@ TEST_F(PairingServerTest, EscapesControlCharactersOfTheRequestLineInTheLog) {
 TEST_F(PairingServerTest, EscapesC1ControlCharactersOfTheRequestLineInTheLog) {
     auto server = makeServer(options());
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
     // U+009B starts an escape sequence in terminals that obey C1 controls.
     const QByteArray request = "GET /pair\xC2\x9B"
                                "2J\xC2\x85x\xC2\xA0 HTTP/1.1\r\n\r\n";
-    EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(server->state().port, request)), 404);
+    EXPECT_EQ(TestSupport::statusOf(TestSupport::exchange(waitingOf(*server).port, request)), 404);
     EXPECT_EQ(messages(*server).back(),
               "request GET /pair\\u{9B}2J\\u{85}x\u00A0 \u2192 rejected(status: 404, "
               "message: \"not found\")");
@@ -504,8 +545,8 @@ TEST_F(PairingServerTest, FailsWhenTheListenerCanNoLongerAccept) {
 #endif
     auto server = makeServer(options());
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    const auto port = server->state().port;
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
+    const auto port = waitingOf(*server).port;
     ASSERT_FALSE(m_announcers->empty());
     m_announcers->back()->observer.registered("Studio._nuvexa._tcp.local.");
     const int client = connectedSocket(port);
@@ -519,12 +560,14 @@ TEST_F(PairingServerTest, FailsWhenTheListenerCanNoLongerAccept) {
     rlimit lowered = saved;
     lowered.rlim_cur = static_cast<rlim_t>(lowestFree);
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &lowered), 0);
-    const bool failed = waitForKind(*server, Kind::failed);
+    const bool failed = waitFor<Pairing::Failed>(*server);
     ::setrlimit(RLIMIT_NOFILE, &saved);
     ::close(client);
 
     ASSERT_TRUE(failed);
-    EXPECT_FALSE(server->state().message.empty());
+    const auto& why = std::get<Pairing::Failed>(server->state());
+    EXPECT_EQ(why.reason, PairingFailure::listenerFailed);
+    EXPECT_FALSE(why.detail.empty());
     EXPECT_EQ(messages(*server).back().rfind("listener failed on " + std::to_string(port) + ": ", 0), 0u)
         << messages(*server).back();
     EXPECT_FALSE(server->announced());
@@ -533,7 +576,7 @@ TEST_F(PairingServerTest, FailsWhenTheListenerCanNoLongerAccept) {
     EXPECT_FALSE(late.waitConnected()) << "the listener is closed";
 
     server->stop();
-    EXPECT_EQ(server->state(), PairingServer::State::idle());
+    EXPECT_EQ(server->state(), idleState);
     EXPECT_EQ(messages(*server).back(), "listener stopped");
 }
 
@@ -542,20 +585,20 @@ TEST_F(PairingServerTest, ClosesAConnectionSilentlyWhenItsRequestTakesTooLong) {
     serverOptions.requestTimeout = std::chrono::milliseconds(200);
     auto server = makeServer(std::move(serverOptions));
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    PhoneClient silent(server->state().port);
-    PhoneClient partial(server->state().port);
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
+    PhoneClient silent(waitingOf(*server).port);
+    PhoneClient partial(waitingOf(*server).port);
     ASSERT_TRUE(partial.waitConnected());
     partial.send("POST /pair HTTP/1.1\r\nContent-Length: 10\r\n\r\n{\"co");
     EXPECT_TRUE(silent.waitClosed().isEmpty());
     EXPECT_TRUE(partial.waitClosed().isEmpty());
-    EXPECT_TRUE(server->isWaiting());
+    EXPECT_TRUE(isWaiting(*server));
 }
 
 TEST_F(PairingServerTest, WritesEveryLineToTheLogFile) {
     auto server = makeServer(options());
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
     server->stop();
     std::string expected;
     for (const auto& line : server->events()) {
@@ -569,10 +612,10 @@ TEST_F(PairingServerTest, StampsTheLogWithTheInjectedClock) {
     serverOptions.clock = [] { return std::chrono::system_clock::from_time_t(1'794'800'735); };
     auto server = makeServer(std::move(serverOptions));
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
     EXPECT_EQ(server->events().front(), "2026-11-16T03:45:35Z pairing requested");
     // The code was issued on that clock too, so it is not stale on it.
-    const auto waiting = server->state();
+    const auto waiting = waitingOf(*server);
     EXPECT_EQ(
         TestSupport::statusOf(TestSupport::exchange(
             waiting.port, TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "P"))),
@@ -581,15 +624,48 @@ TEST_F(PairingServerTest, StampsTheLogWithTheInjectedClock) {
 
 TEST_F(PairingServerTest, AnObserverMayStopTheServerFromInsideASignal) {
     auto server = makeServer(options());
+    std::vector<PairingState> seen;
     QObject::connect(server.get(), &PairingServer::stateChanged, [&] {
-        if (server->isWaiting()) {
+        seen.push_back(server->state());
+        if (isWaiting(*server)) {
             server->stop();
         }
     });
+    std::vector<PairingState> seenByTheNext;
+    QObject::connect(server.get(), &PairingServer::stateChanged,
+                     [&] { seenByTheNext.push_back(server->state()); });
     server->start();
-    EXPECT_EQ(server->state(), PairingServer::State::idle());
-    ASSERT_EQ(m_announcers->size(), 0u) << "nothing is announced for a session that already ended";
+    EXPECT_EQ(server->state(), idleState);
+    // Each observer sees every state in turn, the stop's after the start's.
+    ASSERT_EQ(seen.size(), 3u);
+    EXPECT_EQ(seen[0], PairingState(Pairing::Starting{}));
+    EXPECT_TRUE(std::holds_alternative<Pairing::Waiting>(seen[1]));
+    EXPECT_EQ(seen[2], idleState);
+    EXPECT_EQ(seenByTheNext, seen);
+    ASSERT_EQ(m_announcers->size(), 1u);
+    EXPECT_TRUE(m_announcers->back()->destroyed) << "the announcement ends with the session";
     EXPECT_EQ(messages(*server).back(), "listener stopped");
+}
+
+TEST_F(PairingServerTest, AnObserverMayStartTheServerAgainFromInsideASignal) {
+    auto server = makeServer(options());
+    bool restarted = false;
+    QObject::connect(server.get(), &PairingServer::stateChanged, [&] {
+        if (isWaiting(*server) && !restarted) {
+            restarted = true;
+            server->start();
+        }
+    });
+    server->start();
+    ASSERT_TRUE(isWaiting(*server));
+    EXPECT_EQ(waitingOf(*server).digits, m_codes[1]);
+    ASSERT_EQ(m_announcers->size(), 2u);
+    EXPECT_TRUE(m_announcers->front()->destroyed);
+    EXPECT_FALSE(m_announcers->back()->destroyed);
+    const auto lines = messages(*server);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "listener stopped"), 1);
+    PhoneClient current(waitingOf(*server).port);
+    EXPECT_TRUE(current.waitConnected());
 }
 
 constexpr uid_t nobody = 65534;
@@ -602,15 +678,20 @@ TEST_F(PairingServerTest, RefusesToPairIntoTheHomeOfAnotherAccountBeforeAnyCodeI
     m_identity.user = "root";
     ASSERT_EQ(::chown(m_home.path().c_str(), nobody, nobody), 0);
     auto server = makeServer(options());
-    std::vector<Kind> seen;
-    QObject::connect(server.get(), &PairingServer::stateChanged,
-                     [&] { seen.push_back(server->state().kind); });
+    std::vector<PairingState> seen;
+    QObject::connect(server.get(), &PairingServer::stateChanged, [&] { seen.push_back(server->state()); });
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::failed));
+    ASSERT_TRUE(waitFor<Pairing::Failed>(*server));
     const std::string message =
         m_home.path().string() + " belongs to nobody, not to root, the account the phone would log in to";
-    EXPECT_EQ(server->state(), PairingServer::State::failed(message));
-    EXPECT_EQ(seen, (std::vector<Kind>{Kind::starting, Kind::failed}));
+    const PairingState failed =
+        Pairing::Failed{PairingFailure::keyFileNotTheUsers,
+                        {},
+                        CompanionCore::KeyFileOwnership::Named{m_home.path(), "nobody", "root"}};
+    EXPECT_EQ(server->state(), failed);
+    EXPECT_EQ(failure(*server), message);
+    EXPECT_EQ(seen, (std::vector<PairingState>{Pairing::Starting{}, failed}));
+    EXPECT_EQ(m_codes.drawn(), 0u);
     EXPECT_EQ(messages(*server), (std::vector<std::string>{"pairing requested", "not pairing: " + message}));
     EXPECT_TRUE(m_announcers->empty());
     EXPECT_FALSE(std::filesystem::exists(m_home / ".ssh"));
@@ -624,7 +705,7 @@ TEST_F(PairingServerTest, PairsIntoTheHomeOfTheAccountThePhoneIsToldOf) {
     ASSERT_EQ(::chown(m_home.path().c_str(), nobody, nobody), 0);
     auto server = makeServer(options());
     server->start();
-    EXPECT_TRUE(waitForKind(*server, Kind::waiting)) << server->state().message;
+    EXPECT_TRUE(waitFor<Pairing::Waiting>(*server)) << failure(*server);
 }
 
 TEST_F(PairingServerTest, AStartAfterTheOwnerIsPutRightDrawsACode) {
@@ -636,12 +717,12 @@ TEST_F(PairingServerTest, AStartAfterTheOwnerIsPutRightDrawsACode) {
     ASSERT_EQ(::chown((m_home / ".ssh").c_str(), nobody, nobody), 0);
     auto server = makeServer(options());
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::failed));
-    EXPECT_TRUE(server->state().message.starts_with((m_home / ".ssh").string() + " belongs to nobody"))
-        << server->state().message;
+    ASSERT_TRUE(waitFor<Pairing::Failed>(*server));
+    EXPECT_TRUE(failure(*server).starts_with((m_home / ".ssh").string() + " belongs to nobody"))
+        << failure(*server);
     ASSERT_EQ(::chown((m_home / ".ssh").c_str(), 0, 0), 0);
     server->start();
-    EXPECT_TRUE(waitForKind(*server, Kind::waiting)) << server->state().message;
+    EXPECT_TRUE(waitFor<Pairing::Waiting>(*server)) << failure(*server);
 }
 
 } // namespace
@@ -655,8 +736,8 @@ class PairingServerLogTest : public PairingServerTest {};
 TEST_F(PairingServerLogTest, EachRequestIsPrecededByALineNamingThePeer) {
     auto server = makeServer(options());
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    PhoneClient client(server->state().port);
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
+    PhoneClient client(waitingOf(*server).port);
     ASSERT_TRUE(client.waitConnected());
     const auto port = client.socket().localPort();
     client.send("GET /status HTTP/1.1\r\n\r\n");
@@ -670,11 +751,11 @@ TEST_F(PairingServerLogTest, EachRequestIsPrecededByALineNamingThePeer) {
 TEST_F(PairingServerLogTest, APairingLogsThePhoneAndItsKeyFingerprint) {
     auto server = makeServer(options());
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    const auto waiting = server->state();
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
+    const auto waiting = waitingOf(*server);
     TestSupport::exchange(waiting.port, TestSupport::pairingRequest(
                                             waiting.digits, TestSupport::sampleEd25519Key, "Ana's phone"));
-    ASSERT_TRUE(waitForKind(*server, Kind::paired));
+    ASSERT_TRUE(waitFor<Pairing::Paired>(*server));
     const auto lines = messages(*server);
     EXPECT_NE(
         std::find(lines.begin(), lines.end(),
@@ -686,13 +767,13 @@ TEST_F(PairingServerLogTest, APairingLogsThePhoneAndItsKeyFingerprint) {
 TEST_F(PairingServerLogTest, AHugePathWritesOneShortLine) {
     auto server = makeServer(options());
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
     const QByteArray request = "GET /" + QByteArray(65000, 'a') + " HTTP/1.1\r\n\r\n";
-    PhoneClient client(server->state().port);
+    PhoneClient client(waitingOf(*server).port);
     ASSERT_TRUE(client.waitConnected());
     client.send(request);
     client.waitClosed();
-    ASSERT_TRUE(waitUntil(server.get(), &PairingServer::eventsChanged,
+    ASSERT_TRUE(waitUntil(server.get(), &PairingServer::eventAdded,
                           [&] { return messages(*server).back().starts_with("request GET /"); }));
     const std::string line = messages(*server).back();
     EXPECT_LT(line.size(), 2 * PairingServer::maxLoggedFieldBytes);
@@ -704,20 +785,29 @@ TEST_F(PairingServerLogTest, AFailedInstallReportsTheFailureOnce) {
     // A plain file where the key folder should be: the install fails after the code is spent.
     std::ofstream(m_home / ".ssh") << "in the way";
     auto server = makeServer(options());
-    std::vector<std::string> failures;
-    QObject::connect(server.get(), &PairingServer::requestFailed,
-                     [&](const std::string& message) { failures.push_back(message); });
+    std::vector<Pairing::Failed> failures;
+    QObject::connect(server.get(), &PairingServer::stateChanged, [&] {
+        if (const auto* failed = std::get_if<Pairing::Failed>(&server->state())) {
+            failures.push_back(*failed);
+        }
+    });
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
-    const auto waiting = server->state();
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
+    const auto waiting = waitingOf(*server);
     TestSupport::exchange(waiting.port,
-                          TestSupport::pairingRequest("000000", TestSupport::sampleEd25519Key, "x"));
+                          TestSupport::pairingRequest(wrongCode, TestSupport::sampleEd25519Key, "x"));
     EXPECT_TRUE(failures.empty()) << "a wrong code is no failure of ours";
     const QByteArray response = TestSupport::exchange(
         waiting.port, TestSupport::pairingRequest(waiting.digits, TestSupport::sampleEd25519Key, "x"));
     EXPECT_EQ(TestSupport::statusOf(response), 500);
+    ASSERT_TRUE(waitFor<Pairing::Failed>(*server));
     ASSERT_EQ(failures.size(), 1u);
-    EXPECT_TRUE(failures[0].starts_with("could not write authorized_keys: ")) << failures[0];
+    EXPECT_EQ(failures[0].reason, PairingFailure::keyNotInstalled);
+    EXPECT_FALSE(failures[0].detail.empty()) << "the system's own words";
+    EXPECT_TRUE(Pairing::describe(failures[0]).starts_with("could not write authorized_keys: "))
+        << Pairing::describe(failures[0]);
+    // The code is spent: the session is over.
+    EXPECT_EQ(messages(*server).back(), "listener stopped");
 }
 
 TEST_F(PairingServerLogTest, ARefusedLogFileIsSignalledOnceAndSaidInTheEvents) {
@@ -728,7 +818,7 @@ TEST_F(PairingServerLogTest, ARefusedLogFileIsSignalledOnceAndSaidInTheEvents) {
     int refusals = 0;
     QObject::connect(server.get(), &PairingServer::logRefused, [&] { ++refusals; });
     server->start();
-    ASSERT_TRUE(waitForKind(*server, Kind::waiting));
+    ASSERT_TRUE(waitFor<Pairing::Waiting>(*server));
     server->stop();
     EXPECT_EQ(refusals, 1);
     EXPECT_EQ(server->logRefusal(), CompanionCore::EventLog::Refusal::symbolicLink);

@@ -76,13 +76,16 @@ protected:
             },
             m_home / ".ssh" / "authorized_keys", options);
         server.start();
-        ASSERT_TRUE(TestSupport::waitUntil(&server, &PairingServer::stateChanged,
-                                           [&] { return server.isWaiting(); }));
-        const auto waiting = server.state();
+        ASSERT_TRUE(TestSupport::waitUntil(&server, &PairingServer::stateChanged, [&] {
+            return std::holds_alternative<CompanionCore::Pairing::Waiting>(server.state());
+        }));
+        const auto waiting = std::get<CompanionCore::Pairing::Waiting>(server.state());
         const QByteArray response = TestSupport::exchange(
             waiting.port, TestSupport::pairingRequest(waiting.digits, publicKey, device));
         ASSERT_EQ(TestSupport::statusOf(response), 200) << response.toStdString();
-        EXPECT_EQ(server.state(), PairingServer::State::paired(device));
+        const auto* paired = std::get_if<CompanionCore::Pairing::Paired>(&server.state());
+        ASSERT_NE(paired, nullptr);
+        EXPECT_EQ(paired->device, device);
         handToUser();
     }
 

@@ -4,6 +4,7 @@
 // wrong codes) is followed by the next on the same port, and each new code is handed to the client
 // threads.
 
+#include "CompanionCore/Overloaded.h"
 #include "CompanionCore/server/PairingServer.h"
 
 #include <QTcpServer>
@@ -63,21 +64,17 @@ private:
 /// Starts the next session whenever one ends, and tells `waiting` each new code.
 inline void keepStarting(CompanionCore::PairingServer& server,
                          std::function<void(const std::string&)> waiting) {
-    using Kind = CompanionCore::PairingServer::State::Kind;
+    namespace Pairing = CompanionCore::Pairing;
     QObject::connect(&server, &CompanionCore::PairingServer::stateChanged, &server,
                      [&server, waiting = std::move(waiting)] {
-                         switch (server.state().kind) {
-                         case Kind::waiting:
-                             waiting(server.state().digits);
-                             return;
-                         case Kind::paired:
-                         case Kind::failed:
-                             server.start();
-                             return;
-                         case Kind::idle:
-                         case Kind::starting:
-                             return;
-                         }
+                         std::visit(CompanionCore::Overloaded{
+                                        [&](const Pairing::Waiting& state) { waiting(state.digits); },
+                                        [&](const Pairing::Paired&) { server.start(); },
+                                        [&](const Pairing::Failed&) { server.start(); },
+                                        [](const Pairing::Idle&) {},
+                                        [](const Pairing::Starting&) {},
+                                    },
+                                    server.state());
                      });
 }
 

@@ -2,9 +2,28 @@
 
 #include "Companion/linux/LinuxSystemActions.h"
 
+#include <QTcpSocket>
+#include <QTest>
+
 #include <gtest/gtest.h>
 
 namespace AppTestSupport {
+
+void pairAsPhone(std::uint16_t port, const std::string& code, const std::string& device) {
+    const std::string publicKey =
+        "ssh-ed25519 AAAAC3NzaC1lZDI1NTE5AAAAINran2uo1OJXgP8LDadnVR/no2X3xg2Y3BqV+G9J4s7B phone@example";
+    const std::string body =
+        R"({"code":")" + code + R"(","publicKey":")" + publicKey + R"(","device":")" + device + R"("})";
+    const std::string request = "POST /pair HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/json\r\n"
+                                "Content-Length: " +
+                                std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
+    QTcpSocket socket;
+    socket.connectToHost(QHostAddress::LocalHost, port);
+    ASSERT_TRUE(socket.waitForConnected(generousMilliseconds));
+    socket.write(request.data(), static_cast<qint64>(request.size()));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return socket.state() == QAbstractSocket::UnconnectedState; },
+                                generousMilliseconds));
+}
 
 PanelWorld::PanelWorld()
     : actionsRunner(std::make_shared<TestSupport::FakeProcessRunner>())
@@ -58,6 +77,7 @@ TestSupport::ModelParts PanelWorld::environment() {
     environment.host.authorizedKeys = home.path() / ".ssh" / "authorized_keys";
     environment.settings.server.ports = ports;
     environment.settings.server.listenAddress = QHostAddress::LocalHost;
+    environment.settings.server.codeSource = codes.source();
     environment.settings.server.logFile = logFile.empty() ? home.path() / "nuvexa-companion.log" : logFile;
     environment.settings.server.announcer = [this] {
         auto record = std::make_shared<FakeAnnouncer::Record>();

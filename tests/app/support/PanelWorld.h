@@ -4,6 +4,7 @@
 #include "CompanionApp/ContentView.h"
 #include "CompanionApp/PairedPhonesSection.h"
 #include "CompanionCore/server/Announcer.h"
+#include "support/CodeSequence.h"
 #include "support/FakeClock.h"
 #include "support/FakeNotificationCentre.h"
 #include "support/FakeProcessRunner.h"
@@ -73,6 +74,10 @@ private:
     std::shared_ptr<Record> m_record;
 };
 
+/// Sends what the phone app sends to pair with `code` to the loopback `port`, and waits until the
+/// server has closed the connection.
+void pairAsPhone(std::uint16_t port, const std::string& code, const std::string& device);
+
 /// A real `CompanionModel` and a real panel over fake surroundings: system actions and tools that
 /// answer as the test says, a pairing server on a free loopback port with a fake announcer, a tmux
 /// notifier whose tmux, clock and notifications are fakes, and a home in a temporary folder.
@@ -92,6 +97,8 @@ public:
 
     // Set before `build`.
     std::vector<std::uint16_t> ports = {0};
+    /// The pairing codes the server draws, in order.
+    TestSupport::CodeSequence codes;
     /// The pairing log; "nuvexa-companion.log" in the home folder when empty.
     std::filesystem::path logFile;
     /// Answers the key check after a pairing in place of the SSH server (which KeyDoctorTest asks for
