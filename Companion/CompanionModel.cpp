@@ -59,12 +59,6 @@ CompanionModel::CompanionModel(Host host, Settings settings, QObject* parent)
     if (!m_settings.notifier.locateTmux) {
         m_settings.notifier.locateTmux = [host = m_host] { return host.locate("tmux"); };
     }
-    if (!m_settings.checkKey) {
-        m_settings.checkKey = [options = KeyDoctor::options(m_host),
-                               runner = m_host.runner](const CompanionCore::PairedDevice& device) {
-            return KeyDoctor::examine(options, device, *runner);
-        };
-    }
     m_keepAwake = std::make_unique<KeepAwake>(m_host.systemActions->sleepInhibitor());
     // The switch cannot stay on when nothing holds the computer: the red line says why.
     connect(m_keepAwake.get(), &KeepAwake::refused, this,
@@ -77,11 +71,10 @@ CompanionModel::CompanionModel(Host host, Settings settings, QObject* parent)
     });
     m_tmuxNotifier = std::make_unique<TmuxNotifier>(m_settings.notifier);
     m_pairingExpiry = m_settings.server.expiry;
-    // The model owns the server and so outlives it: the provider may hold the model plainly.
-    m_pairing = std::make_unique<CompanionCore::PairingServer>([this] { return identity(); },
-                                                               m_host.authorizedKeys, m_settings.server);
-    connect(m_pairing.get(), &CompanionCore::PairingServer::stateChanged, this,
+    m_session = std::make_unique<PairingSession>(m_host, m_settings.server, m_settings.checkKey);
+    connect(&m_session->server(), &CompanionCore::PairingServer::stateChanged, this,
             &CompanionModel::followPairing);
+    connect(m_session.get(), &PairingSession::keyCheckChanged, this, &CompanionModel::followKeyCheck);
     refresh();
 }
 
@@ -100,31 +93,24 @@ void CompanionModel::setKeyCheck(std::optional<KeyCheckState> state) {
 }
 
 void CompanionModel::followPairing() {
-    const auto* paired = std::get_if<CompanionCore::Pairing::Paired>(&m_pairing->state());
-    if (paired == nullptr) {
-        setKeyCheck(std::nullopt);
-        return;
-    }
-    const auto listing = CompanionCore::PairedDevices::list(paired->keyLine + "\n");
     // A pairing adds a phone to the file: the list follows it.
-    refreshPairedPhones();
-    if (listing.devices.empty() || m_keyCheck) {
-        return;
+    if (std::holds_alternative<CompanionCore::Pairing::Paired>(m_session->server().state())) {
+        refreshPairedPhones();
     }
-    setKeyCheck(KeyCheckState{KeyCheckState::Stage::checking, {}, std::nullopt});
-    enqueue([this, check = m_settings.checkKey, device = listing.devices.front(),
-             wording = m_host.systemActions->wording()](std::stop_token) {
-        const auto report = check(device);
-        KeyCheckState state{report.result.works() ? KeyCheckState::Stage::works
-                                                  : KeyCheckState::Stage::refused,
-                            KeyDoctor::verdict(report.result, wording), KeyDoctor::hostKey(report.result)};
-        publish([state = std::move(state)](CompanionModel& model) {
-            // A new session may have begun meanwhile; its section shows no old verdict.
-            if (model.m_keyCheck) {
-                model.setKeyCheck(state);
-            }
-        });
-    });
+}
+
+void CompanionModel::followKeyCheck() {
+    const auto& check = m_session->keyCheck();
+    if (!check) {
+        setKeyCheck(std::nullopt);
+    } else if (!check->result) {
+        setKeyCheck(KeyCheckState{KeyCheckState::Stage::checking, {}, std::nullopt});
+    } else {
+        setKeyCheck(KeyCheckState{check->result->works() ? KeyCheckState::Stage::works
+                                                         : KeyCheckState::Stage::refused,
+                                  KeyDoctor::verdict(*check->result, m_host.systemActions->wording()),
+                                  KeyDoctor::hostKey(*check->result)});
+    }
 }
 
 void CompanionModel::setLastError(std::optional<std::string> message) {

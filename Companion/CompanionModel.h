@@ -5,6 +5,7 @@
 #include "Companion/KeyCheckState.h"
 #include "Companion/KeyDoctor.h"
 #include "Companion/PairedPhones.h"
+#include "Companion/PairingSession.h"
 #include "Companion/ReadinessCheck.h"
 #include "Companion/ReadinessFacts.h"
 #include "Companion/RevokeScope.h"
@@ -112,7 +113,9 @@ public:
     const std::optional<std::string>& lastError() const { return m_lastError; }
     void setLastError(std::optional<std::string> message);
 
-    CompanionCore::PairingServer& pairing() { return *m_pairing; }
+    CompanionCore::PairingServer& pairing() { return m_session->server(); }
+    /// The pairing server with the key check after a pairing.
+    PairingSession& pairingSession() { return *m_session; }
     /// How long a pairing session waits for the phone once it listens.
     std::chrono::milliseconds pairingExpiry() const { return m_pairingExpiry; }
     KeepAwake& keepAwake() { return *m_keepAwake; }
@@ -182,7 +185,9 @@ private:
     /// Publishes `facts`, with the signal of each field that changed, in the order of the rows.
     void setFacts(ReadinessFacts facts);
     void setKeyCheck(std::optional<KeyCheckState> state);
-    /// Starts the key check when a phone has just paired, and drops it when the section moves on.
+    /// The panel's words for the session's key check.
+    void followKeyCheck();
+    /// Re-reads the phones when one has just paired.
     void followPairing();
 
     Host m_host;
@@ -198,7 +203,7 @@ private:
 
     std::unique_ptr<KeepAwake> m_keepAwake;
     std::unique_ptr<TmuxNotifier> m_tmuxNotifier;
-    std::unique_ptr<CompanionCore::PairingServer> m_pairing;
+    std::unique_ptr<PairingSession> m_session;
     std::chrono::milliseconds m_pairingExpiry;
 
     SerialWorker m_worker{*this};

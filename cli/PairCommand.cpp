@@ -3,6 +3,7 @@
 #include "Companion/KeyDoctor.h"
 #include "Companion/LocalizedFormat.h"
 #include "Companion/PairingFailureText.h"
+#include "Companion/PairingSession.h"
 #include "Companion/PlatformWords.h"
 #include "CompanionCore/Overloaded.h"
 #include "CompanionCore/PairedDevices.h"
@@ -231,16 +232,6 @@ std::optional<std::vector<std::uint16_t>> portsFrom(const QStringList& values) {
     return ports;
 }
 
-/// Asks the SSH server whether it takes the key just installed, and says what it answered.
-void checkKey(const Report& report, const std::string& keyLine, const Companion::KeyDoctor::Options& options,
-              Companion::ProcessRunner& runner) {
-    const auto listing = CompanionCore::PairedDevices::list(keyLine + "\n");
-    if (listing.devices.empty()) {
-        return;
-    }
-    report.keyCheck(Companion::KeyDoctor::examine(options, listing.devices.front(), runner).result);
-}
-
 /// What the command line asks of one pairing session.
 struct PairSettings {
     bool json = false;
@@ -359,7 +350,8 @@ QString pathText(const std::filesystem::path& path) {
 
 /// Runs the session until a phone pairs, it fails or ends, or the user interrupts it; answers the exit
 /// status.
-int runSession(PairingServer& server, const Report& report) {
+int runSession(Companion::PairingSession& session, const Report& report) {
+    PairingServer& server = session.server();
     QEventLoop loop;
     int result = -1;
     const auto finish = [&](int code, const std::string& why) {
@@ -385,7 +377,12 @@ int runSession(PairingServer& server, const Report& report) {
     QObject::connect(&server, &PairingServer::stateChanged, &loop, [&] {
         report.state(server);
         std::visit(CompanionCore::Overloaded{
-                       [&](const Pairing::Paired&) { finish(Exit::done, ""); },
+                       [&](const Pairing::Paired&) {
+                           // Done once the SSH server has said whether it takes the key, if it is asked.
+                           if (!session.keyCheck()) {
+                               finish(Exit::done, "");
+                           }
+                       },
                        [&](const Pairing::Failed&) { finish(Exit::refused, ""); },
                        [&](const Pairing::Idle&) {
                            // A new code passes through idle on its way back to waiting: only an idle
@@ -403,6 +400,12 @@ int runSession(PairingServer& server, const Report& report) {
                        [](const Pairing::Starting&) {},
                    },
                    server.state());
+    });
+    QObject::connect(&session, &Companion::PairingSession::keyCheckChanged, &loop, [&] {
+        if (const auto& check = session.keyCheck(); check && check->result) {
+            report.keyCheck(*check->result);
+            finish(Exit::done, "");
+        }
     });
     QObject::connect(&interruptions, &SignalNotifier::received, &loop, [&] {
         finish(Exit::interrupted, Texts::tr("Emparejamiento cancelado.").toStdString());
@@ -433,12 +436,15 @@ int runPair(const Companion::Host& host, const QStringList& arguments) {
                 .toStdString());
     }
 
-    PairingServer server([&host] { return host.identity(); }, settings.authorizedKeys,
-                         std::move(settings.server));
-    const int result = runSession(server, report);
-    if (const auto* paired = std::get_if<Pairing::Paired>(&server.state()); result == Exit::done && paired) {
-        checkKey(report, paired->keyLine, settings.keyCheck, *host.runner);
-    }
+    // The key goes where the command line says; everything else is the program's host.
+    Companion::Host sessionHost = host;
+    sessionHost.authorizedKeys = settings.authorizedKeys;
+    Companion::PairingSession session(
+        sessionHost, std::move(settings.server),
+        [options = settings.keyCheck, runner = host.runner](const CompanionCore::PairedDevice& device) {
+            return Companion::KeyDoctor::examine(options, device, *runner);
+        });
+    const int result = runSession(session, report);
     return result;
 }
 
