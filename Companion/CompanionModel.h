@@ -63,8 +63,6 @@ public:
 
     /// What the model reaches outside the process.
     const Host& host() const { return m_host; }
-    /// The phones that can log in, as the key file says.
-    const PairedPhones& phones() const { return m_phones; }
 
     /// What the last refresh found, field by field as it arrived.
     const ReadinessFacts& readiness() const { return m_facts; }
@@ -114,8 +112,6 @@ public:
     void setLastError(std::optional<std::string> message);
 
     CompanionCore::PairingServer& pairing() { return m_session->server(); }
-    /// The pairing server with the key check after a pairing.
-    PairingSession& pairingSession() { return *m_session; }
     /// How long a pairing session waits for the phone once it listens.
     std::chrono::milliseconds pairingExpiry() const { return m_pairingExpiry; }
     KeepAwake& keepAwake() { return *m_keepAwake; }
