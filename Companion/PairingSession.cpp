@@ -7,10 +7,11 @@
 namespace Companion {
 
 PairingSession::PairingSession(const Host& host, CompanionCore::PairingServer::Options options,
-                               CheckKey checkKey, QObject* parent)
+                               CheckKey checkKey, Checking checking, QObject* parent)
     : QObject(parent)
     , m_host(host)
-    , m_checkKey(std::move(checkKey)) {
+    , m_checkKey(std::move(checkKey))
+    , m_checking(checking) {
     if (!m_checkKey) {
         m_checkKey = [options = KeyDoctor::options(m_host),
                       runner = m_host.runner](const CompanionCore::PairedDevice& device) {
@@ -43,6 +44,10 @@ void PairingSession::followServer() {
     }
     const auto& device = listing.devices.front();
     setKeyCheck(KeyCheck{device, std::nullopt});
+    if (m_checking == Checking::onCallingThread) {
+        setKeyCheck(KeyCheck{device, m_checkKey(device).result});
+        return;
+    }
     const std::uint64_t check = ++m_checks;
     m_worker.enqueue([this, check, device](std::stop_token) {
         auto result = m_checkKey(device).result;

@@ -32,10 +32,20 @@ public:
         std::optional<CompanionCore::KeyDiagnosis::Result> result;
     };
 
+    /// Where the key check runs.
+    enum class Checking {
+        /// On a worker of the session's own, so a panel never waits for the SSH server.
+        onWorker,
+        /// On the thread that runs the session, before the paired state's observers hear of it: for
+        /// a terminal, which has nothing to keep responsive meanwhile. libssh's OpenSSL then keeps its
+        /// per-thread state on the main thread, which OpenSSL frees at exit.
+        onCallingThread,
+    };
+
     /// A session on `host`, whose key file it writes and whose identity it tells the phone. Without
     /// `checkKey`, `KeyDoctor::examine` with the host's options.
     PairingSession(const Host& host, CompanionCore::PairingServer::Options options, CheckKey checkKey = {},
-                   QObject* parent = nullptr);
+                   Checking checking = Checking::onWorker, QObject* parent = nullptr);
     ~PairingSession() override;
 
     CompanionCore::PairingServer& server() { return *m_server; }
@@ -55,6 +65,7 @@ private:
 
     Host m_host;
     CheckKey m_checkKey;
+    Checking m_checking;
     std::unique_ptr<CompanionCore::PairingServer> m_server;
     std::optional<KeyCheck> m_keyCheck;
     /// Each check's number, so a verdict that arrives after its session has moved on is dropped.

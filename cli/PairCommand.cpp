@@ -378,10 +378,11 @@ int runSession(Companion::PairingSession& session, const Report& report) {
         report.state(server);
         std::visit(CompanionCore::Overloaded{
                        [&](const Pairing::Paired&) {
-                           // Done once the SSH server has said whether it takes the key, if it is asked.
-                           if (!session.keyCheck()) {
-                               finish(Exit::done, "");
+                           // The session asked the SSH server about the key before this hears of it.
+                           if (const auto& check = session.keyCheck(); check && check->result) {
+                               report.keyCheck(*check->result);
                            }
+                           finish(Exit::done, "");
                        },
                        [&](const Pairing::Failed&) { finish(Exit::refused, ""); },
                        [&](const Pairing::Idle&) {
@@ -400,12 +401,6 @@ int runSession(Companion::PairingSession& session, const Report& report) {
                        [](const Pairing::Starting&) {},
                    },
                    server.state());
-    });
-    QObject::connect(&session, &Companion::PairingSession::keyCheckChanged, &loop, [&] {
-        if (const auto& check = session.keyCheck(); check && check->result) {
-            report.keyCheck(*check->result);
-            finish(Exit::done, "");
-        }
     });
     QObject::connect(&interruptions, &SignalNotifier::received, &loop, [&] {
         finish(Exit::interrupted, Texts::tr("Emparejamiento cancelado.").toStdString());
@@ -443,7 +438,8 @@ int runPair(const Companion::Host& host, const QStringList& arguments) {
         sessionHost, std::move(settings.server),
         [options = settings.keyCheck, runner = host.runner](const CompanionCore::PairedDevice& device) {
             return Companion::KeyDoctor::examine(options, device, *runner);
-        });
+        },
+        Companion::PairingSession::Checking::onCallingThread);
     const int result = runSession(session, report);
     return result;
 }

@@ -98,8 +98,9 @@ double luminance(QColor colour) {
 }
 
 double contrast(QColor one, QColor other) {
-    const auto [darker, lighter] = std::minmax(luminance(one), luminance(other));
-    return (lighter + 0.05) / (darker + 0.05);
+    const double first = luminance(one);
+    const double second = luminance(other);
+    return (std::max(first, second) + 0.05) / (std::min(first, second) + 0.05);
 }
 
 /// The pixels of `area` in `sheet` that `counts`.

@@ -17,7 +17,9 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -137,4 +139,23 @@ TEST_F(PairingSessionTest, AVerdictThatArrivesAfterANewSessionBeganIsDropped) {
         QTest::qWaitFor([&] { return session.keyCheck() && session.keyCheck()->result; }, generousWait));
     EXPECT_FALSE(session.keyCheck()->result->works());
     EXPECT_EQ(seen, (std::vector<std::pair<std::string, int>>{{"Phone", 0}, {"Other", 0}, {"Other", 2}}));
+}
+
+TEST_F(PairingSessionTest, OnTheCallingThreadTheVerdictIsInBeforeLaterObserversHearOfThePairing) {
+    const auto caller = std::this_thread::get_id();
+    PairingSession session(
+        m_host, options(),
+        [&](const CompanionCore::PairedDevice&) {
+            EXPECT_EQ(std::this_thread::get_id(), caller);
+            return workingReport();
+        },
+        PairingSession::Checking::onCallingThread);
+    std::optional<bool> verdictWhenPaired;
+    QObject::connect(&session.server(), &CompanionCore::PairingServer::stateChanged, [&] {
+        if (std::holds_alternative<Pairing::Paired>(session.server().state())) {
+            verdictWhenPaired = session.keyCheck() && session.keyCheck()->result.has_value();
+        }
+    });
+    pair(session, 0);
+    EXPECT_EQ(verdictWhenPaired, true);
 }
