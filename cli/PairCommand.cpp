@@ -72,7 +72,10 @@ public:
         if (m_json) {
             object({{"type", "warning"}, {"message", text(message)}});
         } else {
-            std::fprintf(stderr, "%s\n", filled(Texts::tr("aviso: %@"), {text(message)}).c_str());
+            const QString warning = Companion::LocalizedFormat::fill(Texts::tr("aviso: %@"), {text(message)});
+            for (const QString& line : wrapped(warning, terminalColumns - 1)) {
+                std::fprintf(stderr, "%s\n", line.toUtf8().constData());
+            }
             std::fflush(stderr);
         }
     }
