@@ -93,7 +93,8 @@ void write(const QString& output, std::FILE* stream) {
 } // namespace
 
 QString statusTable(const std::vector<Companion::ReadinessCheck>& checks,
-                    const Companion::ReadinessFacts& facts, Companion::SystemActions& actions) {
+                    const Companion::ReadinessFacts& facts, Companion::SystemActions& actions,
+                    const TerminalStyle& style) {
     QStringList addresses;
     for (const auto& address : facts.addresses) {
         addresses.append(text(address));
@@ -112,13 +113,11 @@ QString statusTable(const std::vector<Companion::ReadinessCheck>& checks,
     }
     QString table;
     for (const auto& row : rows) {
-        const QString mark = !row.ok   ? QStringLiteral(" ")
-                             : *row.ok ? QStringLiteral("✓")
-                                       : QStringLiteral("✗");
+        const QString mark = row.ok ? style.mark(*row.ok) : style.blankMark();
         table += row.label.leftJustified(width + columnGap) + mark + QStringLiteral(" ") + row.detail +
                  QStringLiteral("\n");
         // The remedy sits under the detail, wrapped to the terminal.
-        const QString indent(width + columnGap + 2, u' ');
+        const QString indent(width + columnGap + style.blankMark().size() + 1, u' ');
         if (!row.remedy.isEmpty()) {
             for (const QString& line : wrapped(row.remedy, terminalColumns - 1 - indent.size())) {
                 table += indent + line + QStringLiteral("\n");
@@ -192,7 +191,7 @@ int runStatus(const Companion::Host& host, const QStringList& arguments) {
                   QStringLiteral("\n"),
               stdout);
     } else {
-        write(statusTable(checks, facts, *host.systemActions), stdout);
+        write(statusTable(checks, facts, *host.systemActions, TerminalStyle::ofStandardOutput()), stdout);
     }
     return statusExit(facts);
 }

@@ -25,7 +25,7 @@ namespace {
 
 /// The table and the JSON of what `model` has found.
 QString tableOf(const Companion::CompanionModel& model, Companion::SystemActions& actions) {
-    return Cli::statusTable(model.checks(), model.readiness(), actions);
+    return Cli::statusTable(model.checks(), model.readiness(), actions, Cli::TerminalStyle{.symbols = true});
 }
 
 QJsonObject jsonOf(const Companion::CompanionModel& model) {
