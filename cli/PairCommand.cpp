@@ -468,6 +468,17 @@ int runSession(Companion::PairingSession& session, const Report& report) {
 
 } // namespace
 
+QStringList pairingHindrances(Companion::SystemActions& actions, const std::string& user) {
+    QStringList hindrances;
+    for (const auto obstacle : actions.accessObstacles(user)) {
+        if (obstacle == CompanionCore::Obstacle::noDnsSdDaemon ||
+            obstacle == CompanionCore::Obstacle::firewallBlocksPairing) {
+            hindrances.append(Companion::KeyDoctor::describe(obstacle, actions.wording()));
+        }
+    }
+    return hindrances;
+}
+
 int runPair(const Companion::Host& host, const QStringList& arguments) {
     auto parsed = parseArguments(host, arguments);
     if (const int* exitStatus = std::get_if<int>(&parsed)) {
@@ -480,13 +491,7 @@ int runPair(const Companion::Host& host, const QStringList& arguments) {
     if (settings.server.announcer) {
         // What doctor would name of the announcement, said up front, so nobody waits for a phone that
         // cannot find this computer.
-        for (const auto obstacle : host.systemActions->accessObstacles(host.userName())) {
-            if (obstacle == CompanionCore::Obstacle::noDnsSdDaemon ||
-                obstacle == CompanionCore::Obstacle::firewallBlocksPairing) {
-                reach.hindrances.append(
-                    Companion::KeyDoctor::describe(obstacle, host.systemActions->wording()));
-            }
-        }
+        reach.hindrances = pairingHindrances(*host.systemActions, host.userName());
     }
     const Report report(settings.json, settings.verbose, host.systemActions->wording(), std::move(reach));
     // The same test as the readiness row, so the two front ends never disagree.

@@ -1,8 +1,10 @@
 #include "cli/PairCommand.h"
+#include "Companion/KeyDoctor.h"
 #include "cli/CommandLine.h"
 
 #include "server/support/CliSession.h"
 #include "server/support/PhoneClient.h"
+#include "support/FakeSystemActions.h"
 #include "support/ForeignNames.h"
 #include "support/LanguageWords.h"
 #include "support/Patience.h"
@@ -194,6 +196,20 @@ TEST_F(PairCommandTest, StandardOutputCarriesOnlyTheUsersMessagesInTheirLanguage
             EXPECT_FALSE(otherWords.contains(word)) << word.toStdString() << " in\n" << errors;
         }
     }
+}
+
+TEST_F(PairCommandTest, WhatKeepsThePhoneFromFindingTheSessionIsToldInDoctorsWords) {
+    TestSupport::FakeSystemActions actions;
+    actions.setWording(Companion::Wording::linuxSystem);
+    EXPECT_TRUE(Cli::pairingHindrances(actions, "ana").isEmpty());
+    actions.setAccessObstacles(
+        {CompanionCore::Obstacle::firewallBlocksSsh, CompanionCore::Obstacle::noDnsSdDaemon});
+    const QStringList hindrances = Cli::pairingHindrances(actions, "ana");
+    ASSERT_EQ(hindrances.size(), 1) << "only what hinders finding the session";
+    EXPECT_EQ(hindrances.front(), Companion::KeyDoctor::describe(CompanionCore::Obstacle::noDnsSdDaemon,
+                                                                 Companion::Wording::linuxSystem));
+    EXPECT_TRUE(hindrances.front().contains(QStringLiteral("instala y arranca avahi-daemon")))
+        << hindrances.front().toStdString();
 }
 
 TEST_F(PairCommandTest, VerboseAlsoWritesTheLogLinesToStandardError) {
