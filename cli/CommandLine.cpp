@@ -88,6 +88,21 @@ QStringList wrapped(const QString& text, qsizetype width) {
     return lines;
 }
 
+QString fitted(const QString& text) {
+    QStringList lines;
+    for (const QString& line : text.split(u'\n')) {
+        qsizetype indent = 0;
+        while (indent < line.size() && line.at(indent) == u' ') {
+            ++indent;
+        }
+        const QString margin(indent, u' ');
+        for (const QString& part : wrapped(line.mid(indent), terminalColumns - 1 - indent)) {
+            lines.append(margin + part);
+        }
+    }
+    return lines.join(u'\n');
+}
+
 QString helpPage(const QString& usage, const QString& description, const QList<HelpSection>& sections,
                  const QString& epilogue) {
     const qsizetype width = terminalColumns - 1;

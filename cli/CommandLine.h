@@ -44,6 +44,10 @@ QString helpPage(const QString& usage, const QString& description, const QList<H
 /// `text` broken at blanks into lines of at most `width` columns; its own line breaks are kept.
 QStringList wrapped(const QString& text, qsizetype width);
 
+/// `text` with each line too long for the terminal broken at blanks, the continuation lines indented
+/// as the line they continue.
+QString fitted(const QString& text);
+
 /// One command's command line, handled alike for every command: "--help" prints the command's help
 /// and ends it, and every complaint is one line on standard error that names the program and the
 /// command ("nuvexa-companion-cli revoke: …"). Every text is the catalogue's, in the run's language.

@@ -246,7 +246,7 @@ int runDoctor(const Companion::Host& host, const QStringList& arguments) {
                                     .toJson(QJsonDocument::Compact)) +
               QStringLiteral("\n"));
     } else {
-        write(doctorText(reports, host.systemActions->wording()));
+        write(fitted(doctorText(reports, host.systemActions->wording())));
     }
     return allWork(reports) ? Exit::done : Exit::refused;
 }

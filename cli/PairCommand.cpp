@@ -136,9 +136,9 @@ public:
                     {"hostKey", hostKey ? QJsonValue(*hostKey) : QJsonValue(QJsonValue::Null)}});
             return;
         }
-        say(verdict.toStdString());
+        sayWrapped(verdict);
         if (const auto notes = Companion::KeyDoctor::notes(result, m_wording); !notes.isEmpty()) {
-            say(notes.toStdString());
+            sayWrapped(notes);
         }
         if (hostKey) {
             say(Companion::KeyDoctor::hostKeyLine(*hostKey).toStdString());
@@ -206,14 +206,13 @@ private:
                     {"message", text(Pairing::describe(failed))}});
             return;
         }
-        say(filled(Texts::tr("El emparejamiento ha fallado: %@"),
-                   {Companion::PairingFailureText::describe(failed)}));
+        sayWrapped(Companion::LocalizedFormat::fill(Texts::tr("El emparejamiento ha fallado: %@"),
+                                                    {Companion::PairingFailureText::describe(failed)}));
         if (failed.reason == CompanionCore::PairingFailure::keyNotInstalled) {
             // The code is spent, so waiting on is pointless until the cause is fixed.
-            say(Texts::tr(
-                    "El código ya está gastado. Arregla lo que dice el mensaje (el archivo de llaves o su "
-                    "carpeta) y vuelve a ejecutar nuvexa-companion-cli pair para obtener un código nuevo.")
-                    .toStdString());
+            sayWrapped(Texts::tr(
+                "El código ya está gastado. Arregla lo que dice el mensaje (el archivo de llaves o su "
+                "carpeta) y vuelve a ejecutar nuvexa-companion-cli pair para obtener un código nuevo."));
         }
     }
 
@@ -241,11 +240,7 @@ private:
     }
 
     /// A long line for people, broken to fit the terminal.
-    static void sayWrapped(const QString& line) {
-        for (const QString& part : wrapped(line, terminalColumns - 1)) {
-            say(part.toStdString());
-        }
-    }
+    static void sayWrapped(const QString& text) { say(fitted(text).toStdString()); }
 
     static void object(const QJsonObject& json) {
         say(QJsonDocument(json).toJson(QJsonDocument::Compact).toStdString());
