@@ -147,7 +147,10 @@ int runDevices(const Companion::Host& host, const QStringList& arguments) {
                             Texts::tr("Lista los teléfonos que pueden iniciar sesión en esta cuenta."));
     const QCommandLineOption json("json", Texts::tr("Escribe un objeto JSON en lugar de texto."));
     const QCommandLineOption keys = keysOption();
-    commandLine.addOptions({json, keys});
+    // For the shell completions: what revoke takes, one a line.
+    QCommandLineOption names("names", QStringLiteral("Print each phone's name and fingerprint, one a line."));
+    names.setFlags(QCommandLineOption::HiddenFromHelp);
+    commandLine.addOptions({json, keys, names});
     commandLine.setHelpEpilogue(
         Texts::tr("Estado de salida: 0 listado, también cuando no hay ningún teléfono (sin "
                   "--authorized-keys, un archivo de llaves que no existe no tiene ninguno); 1 el archivo "
@@ -163,6 +166,15 @@ int runDevices(const Companion::Host& host, const QStringList& arguments) {
         return commandLine.fail(text(read.failure().message()), Exit::refused);
     }
     const auto& listing = *read;
+    if (commandLine.isSet(names)) {
+        for (const auto& device : listing.devices) {
+            say(device.name);
+            if (const auto fingerprint = Companion::PairedPhones::fingerprint(device)) {
+                say(*fingerprint);
+            }
+        }
+        return Exit::done;
+    }
     if (commandLine.isSet(json)) {
         QJsonArray devices;
         for (const auto& device : listing.devices) {
