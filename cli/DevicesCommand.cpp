@@ -230,6 +230,9 @@ int runRevoke(const Companion::Host& host, const QStringList& arguments) {
     if (commandLine.positionalArguments().size() != 1) {
         return commandLine.usageError(Texts::tr("nombra un teléfono, por su nombre o su huella"));
     }
+    if (const auto missing = missingNamedFile(commandLine, keys)) {
+        return commandLine.fail(*missing, Exit::refused);
+    }
     const std::string query = commandLine.positionalArguments().first().toStdString();
     const Companion::PairedPhones phones(keysFile(commandLine, keys, host));
     const auto refuse = [&](const std::string& message) {

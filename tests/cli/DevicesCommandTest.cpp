@@ -96,6 +96,9 @@ TEST_F(DevicesCommandTest, AMissingFileNamedOnTheCommandLineIsAnError) {
     const auto result = run({"devices"});
     EXPECT_EQ(result.exitCode, Cli::Exit::refused);
     EXPECT_EQ(result.output, "nuvexa-companion-cli devices: " + m_keys.string() + " does not exist\n");
+    const auto revoke = run({"revoke", "iPad", "--yes"});
+    EXPECT_EQ(revoke.exitCode, Cli::Exit::refused);
+    EXPECT_EQ(revoke.output, "nuvexa-companion-cli revoke: " + m_keys.string() + " does not exist\n");
     EXPECT_FALSE(std::filesystem::exists(m_keys)) << "listing creates nothing";
 }
 
