@@ -94,7 +94,7 @@ int main(int argc, char* argv[]) {
     const QString first = arguments.first();
     const QStringList helpNames{QStringLiteral("-h"), QStringLiteral("--help"), QStringLiteral("help")};
     if (helpNames.contains(first)) {
-        if (first != QStringLiteral("help") || arguments.size() == 1) {
+        if (first != QStringLiteral("help") || arguments.size() == 1 || helpNames.contains(arguments.at(1))) {
             write(programHelp(), stdout);
             return Cli::Exit::done;
         }
