@@ -11,7 +11,7 @@ namespace Cli {
 /// How the human output is drawn: symbols and colour only for a person at a terminal, so that what a
 /// pipe or a file receives is plain text. Machine-readable output never asks.
 struct TerminalStyle {
-    /// ✓ and ✗ rather than words.
+    /// ✓ and ✗ rather than + and -.
     bool symbols = false;
     /// ANSI colours on the marks.
     bool colour = false;

@@ -957,19 +957,6 @@ Exit status: the command&apos;s (0 done, 1 the answer is no, 130 interrupted wit
     </message>
 </context>
 <context>
-    <name>TerminalStyle</name>
-    <message>
-        <source>sí</source>
-        <extracomment>a readiness check passed, where no ✓ is drawn</extracomment>
-        <translation>yes</translation>
-    </message>
-    <message>
-        <source>no</source>
-        <extracomment>a readiness check failed, where no ✗ is drawn</extracomment>
-        <translation>no</translation>
-    </message>
-</context>
-<context>
     <name>TmuxNotifier</name>
     <message>
         <source>«%@» ha terminado tras %@.</source>
