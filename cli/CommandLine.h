@@ -6,6 +6,7 @@
 #include <QStringList>
 
 #include <optional>
+#include <utility>
 
 namespace Cli {
 
@@ -22,9 +23,34 @@ inline constexpr int usage = 2;
 inline constexpr int interrupted = 130;
 } // namespace Exit
 
+/// The columns of the terminal the human output is written for; a line fills one less, so that a
+/// terminal that wraps at the last column shows no empty line after it.
+inline constexpr qsizetype terminalColumns = 80;
+
+/// The program as people type it.
+QString programName();
+
+/// One titled part of a help page: rows of a name and its text, the texts aligned in one column.
+struct HelpSection {
+    QString title;
+    QList<std::pair<QString, QString>> rows;
+};
+
+/// A help page in the terminal's width: the usage line, the description, the sections, then
+/// `epilogue`, every paragraph wrapped to fit.
+QString helpPage(const QString& usage, const QString& description, const QList<HelpSection>& sections,
+                 const QString& epilogue);
+
+/// `text` broken at blanks into lines of at most `width` columns; its own line breaks are kept.
+QStringList wrapped(const QString& text, qsizetype width);
+
+/// `text` with each line too long for the terminal broken at blanks, the continuation lines indented
+/// as the line they continue.
+QString fitted(const QString& text);
+
 /// One command's command line, handled alike for every command: "--help" prints the command's help
 /// and ends it, and every complaint is one line on standard error that names the program and the
-/// command ("nuvexa-companion-cli revoke: …").
+/// command ("nuvexa-companion-cli revoke: …"). Every text is the catalogue's, in the run's language.
 class CommandLine {
 public:
     CommandLine(QString command, const QString& description);
@@ -34,7 +60,7 @@ public:
     void addPositionalArgument(const QString& name, const QString& description);
     /// The line repeated after a usage error ("Uso: …"); none by default.
     void setUsageLine(QString line) { m_usageLine = std::move(line); }
-    /// What the help adds after the options, such as the exit statuses.
+    /// What the help adds after the options: the exit statuses.
     void setHelpEpilogue(QString text) { m_helpEpilogue = std::move(text); }
 
     /// Parses the arguments after the command, allowing at most `positionals` of them. Answers the exit
@@ -47,15 +73,24 @@ public:
     QStringList values(const QCommandLineOption& option) const { return m_parser.values(option); }
     QStringList positionalArguments() const { return m_parser.positionalArguments(); }
 
+    /// The command's help page.
+    QString helpText() const;
+
     /// Reports a usage error and answers `Exit::usage`.
     int usageError(const QString& problem) const;
     /// Reports `message` on standard error and answers `status`.
     int fail(const QString& message, int status) const;
 
 private:
+    /// The parser's complaint in the run's language.
+    QString parseError() const;
+
     QString m_command;
+    QString m_description;
     QCommandLineParser m_parser;
     QCommandLineOption m_help;
+    QList<QCommandLineOption> m_options;
+    QList<std::pair<QString, QString>> m_positionals;
     QString m_usageLine;
     QString m_helpEpilogue;
 };

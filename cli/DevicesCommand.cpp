@@ -13,9 +13,12 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <unistd.h>
@@ -55,29 +58,67 @@ std::filesystem::path keysFile(const CommandLine& commandLine, const QCommandLin
                                    : host.authorizedKeys;
 }
 
-QCommandLineOption keysOption() {
-    return QCommandLineOption("authorized-keys", "Read <file> instead of ~/.ssh/authorized_keys.", "file");
-}
-
 /// "línea 3", in the run's language.
 QString lineLabel(int number) {
     return Companion::LocalizedFormat::fill(Texts::tr("línea %d"), {QString::number(number)});
 }
 
-/// "SHA256:…  línea 3  (anterior)": what follows a phone's name and key type.
-QString keyDetails(const PairedDevice& device) {
-    const auto fingerprint = Companion::PairedPhones::fingerprint(device);
-    QString details = (fingerprint ? text(*fingerprint) : Texts::tr("(llave inutilizable)")) + "  " +
-                      lineLabel(device.lineNumber);
-    if (device.older) {
-        details += "  " + Texts::tr("(anterior)");
-    }
-    return details;
+QCommandLineOption keysOption() {
+    return QCommandLineOption("authorized-keys",
+                              Texts::tr("Lee <archivo> en lugar de ~/.ssh/authorized_keys."),
+                              Texts::tr("archivo"));
 }
 
-/// "iPhone de Ana  ED25519  SHA256:…  línea 3  (anterior)"; the name as the file has it, byte for byte.
-std::string describe(const PairedDevice& device) {
-    return device.name + "  " + device.keyType + "  " + keyDetails(device).toStdString();
+/// The key file named on the command line, when it does not exist: the user meant a file that is
+/// not there, which is not the same as having no phones.
+std::optional<QString> missingNamedFile(const CommandLine& commandLine, const QCommandLineOption& keys) {
+    if (!commandLine.isSet(keys)) {
+        return std::nullopt;
+    }
+    std::error_code error;
+    const std::filesystem::path file(commandLine.value(keys).toStdString());
+    if (std::filesystem::exists(std::filesystem::symlink_status(file, error)) || error.value() != ENOENT) {
+        return std::nullopt;
+    }
+    return Companion::LocalizedFormat::fill(Texts::tr("%@ no existe"), {commandLine.value(keys)});
+}
+
+/// The listing for people: a header, then each phone on a line with its key type and where it is in
+/// the file, its fingerprint on the next, so that it fits the terminal.
+QString deviceTable(const std::vector<PairedDevice>& devices) {
+    struct Row {
+        QString name;
+        QString type;
+        QString place;
+        QString fingerprint;
+    };
+    std::vector<Row> rows{
+        {Texts::tr("Teléfono"), Texts::tr("Tipo de llave"), Texts::tr("En el archivo"), {}}};
+    for (const auto& device : devices) {
+        const auto fingerprint = Companion::PairedPhones::fingerprint(device);
+        QString place = lineLabel(device.lineNumber);
+        if (device.older) {
+            place += QStringLiteral(" ") + Texts::tr("(anterior)");
+        }
+        rows.push_back({text(device.name), text(device.keyType), place,
+                        fingerprint ? text(*fingerprint) : Texts::tr("(llave inutilizable)")});
+    }
+    qsizetype nameWidth = 0;
+    qsizetype typeWidth = 0;
+    for (const auto& row : rows) {
+        nameWidth = std::max(nameWidth, row.name.size());
+        typeWidth = std::max(typeWidth, row.type.size());
+    }
+    const QString gap = QStringLiteral("  ");
+    QString table;
+    for (const auto& row : rows) {
+        table += row.name.leftJustified(nameWidth) + gap + row.type.leftJustified(typeWidth) + gap +
+                 row.place + QStringLiteral("\n");
+        if (!row.fingerprint.isEmpty()) {
+            table += gap + row.fingerprint + QStringLiteral("\n");
+        }
+    }
+    return table;
 }
 
 /// Asks `question` on the terminal; only a yes in the prompt's language is a yes, so an empty answer
@@ -102,18 +143,38 @@ std::string describe(const CompanionCore::KeyLine& line) {
 } // namespace
 
 int runDevices(const Companion::Host& host, const QStringList& arguments) {
-    CommandLine commandLine(QStringLiteral("devices"), "Lists the phones that can log in to this account.");
-    const QCommandLineOption json("json", "Write one JSON object instead of text.");
+    CommandLine commandLine(QStringLiteral("devices"),
+                            Texts::tr("Lista los teléfonos que pueden iniciar sesión en esta cuenta."));
+    const QCommandLineOption json("json", Texts::tr("Escribe un objeto JSON en lugar de texto."));
     const QCommandLineOption keys = keysOption();
-    commandLine.addOptions({json, keys});
+    // For the shell completions: what revoke takes, one a line.
+    QCommandLineOption names("names", QStringLiteral("Print each phone's name and fingerprint, one a line."));
+    names.setFlags(QCommandLineOption::HiddenFromHelp);
+    commandLine.addOptions({json, keys, names});
+    commandLine.setHelpEpilogue(
+        Texts::tr("Estado de salida: 0 listado, también cuando no hay ningún teléfono (sin "
+                  "--authorized-keys, un archivo de llaves que no existe no tiene ninguno); 1 el archivo "
+                  "no existe o no se puede leer; 2 error de uso."));
     if (const auto ended = commandLine.parse(arguments)) {
         return *ended;
+    }
+    if (const auto missing = missingNamedFile(commandLine, keys)) {
+        return commandLine.fail(*missing, Exit::refused);
     }
     const auto read = Companion::PairedPhones(keysFile(commandLine, keys, host)).list();
     if (!read) {
         return commandLine.fail(text(read.failure().message()), Exit::refused);
     }
     const auto& listing = *read;
+    if (commandLine.isSet(names)) {
+        for (const auto& device : listing.devices) {
+            say(device.name);
+            if (const auto fingerprint = Companion::PairedPhones::fingerprint(device)) {
+                say(*fingerprint);
+            }
+        }
+        return Exit::done;
+    }
     if (commandLine.isSet(json)) {
         QJsonArray devices;
         for (const auto& device : listing.devices) {
@@ -134,9 +195,8 @@ int runDevices(const Companion::Host& host, const QStringList& arguments) {
     }
     if (listing.devices.empty()) {
         say(Texts::tr("No hay ningún teléfono emparejado.").toStdString());
-    }
-    for (const auto& device : listing.devices) {
-        say(describe(device));
+    } else {
+        std::fputs(deviceTable(listing.devices).toUtf8().constData(), stdout);
     }
     if (listing.otherKeys > 0) {
         say(filled(listing.otherKeys == 1 ? Texts::tr("%d llave más en el archivo.")
@@ -147,25 +207,31 @@ int runDevices(const Companion::Host& host, const QStringList& arguments) {
 }
 
 int runRevoke(const Companion::Host& host, const QStringList& arguments) {
-    CommandLine commandLine(QStringLiteral("revoke"),
-                            "Removes a paired phone's key, so the phone can no longer log in.");
-    commandLine.addPositionalArgument("phone", "The phone's name, or its key's fingerprint (SHA256:…).");
-    const QCommandLineOption yes("yes", "Do not ask for confirmation.");
+    CommandLine commandLine(
+        QStringLiteral("revoke"),
+        Texts::tr("Quita la llave de un teléfono emparejado, para que ya no pueda iniciar sesión."));
+    commandLine.addPositionalArgument(
+        Texts::tr("teléfono"), Texts::tr("El nombre del teléfono, o la huella de su llave (SHA256:…)."));
+    const QCommandLineOption yes("yes", Texts::tr("No pide confirmación."));
     const QCommandLineOption everyLineOption(
-        "every-line", "Also remove the file's other lines that hold the phone's key, whatever their options "
-                      "or comment. Without it, revoke refuses when such lines exist and --yes is given, "
-                      "and asks about them otherwise.");
+        "every-line",
+        Texts::tr("Quita también las otras líneas del archivo que tienen la llave del teléfono, sean cuales "
+                  "sean sus opciones o su comentario. Sin ella, revoke se niega cuando hay tales líneas y "
+                  "se da --yes, y pregunta por ellas si no."));
     const QCommandLineOption keys = keysOption();
     commandLine.addOptions({yes, everyLineOption, keys});
     commandLine.setHelpEpilogue(
-        "Exit status: 0 revoked, the phone's key is on no line of the file any more; 1 nothing matched,\n"
-        "refused, failed, or the key is still on some line of the file (the lines are named); 2 usage "
-        "error.\n");
+        Texts::tr("Estado de salida: 0 revocado, la llave del teléfono ya no está en ninguna línea del "
+                  "archivo; 1 nada coincide, negado, fallido, o la llave sigue en alguna línea del archivo "
+                  "(se nombran las líneas); 2 error de uso."));
     if (const auto ended = commandLine.parse(arguments, 1)) {
         return *ended;
     }
     if (commandLine.positionalArguments().size() != 1) {
         return commandLine.usageError(Texts::tr("nombra un teléfono, por su nombre o su huella"));
+    }
+    if (const auto missing = missingNamedFile(commandLine, keys)) {
+        return commandLine.fail(*missing, Exit::refused);
     }
     const std::string query = commandLine.positionalArguments().first().toStdString();
     const Companion::PairedPhones phones(keysFile(commandLine, keys, host));
@@ -185,8 +251,8 @@ int runRevoke(const Companion::Host& host, const QStringList& arguments) {
         if (found.size() > 1) {
             refuse(filled(Texts::tr("%@ nombra %d llaves; revoca una por su huella:"),
                           {text(query), QString::number(found.size())}));
-            for (const auto& device : found) {
-                std::fprintf(stderr, "  %s\n", describe(device).c_str());
+            for (const QString& line : deviceTable(found).split(u'\n', Qt::SkipEmptyParts)) {
+                std::fprintf(stderr, "  %s\n", line.toUtf8().constData());
             }
             return Exit::refused;
         }

@@ -199,20 +199,23 @@ QJsonObject doctorJson(const std::vector<Report>& reports, Companion::Wording wo
 int runDoctor(const Companion::Host& host, const QStringList& arguments) {
     CommandLine commandLine(
         QStringLiteral("doctor"),
-        "Asks the SSH server whether it accepts each paired phone's key, and names what to "
-        "fix. Changes nothing.");
-    const QCommandLineOption json("json", "Write one JSON object instead of text.");
-    const QCommandLineOption keys("authorized-keys", "Read <file> instead of ~/.ssh/authorized_keys.",
-                                  "file");
-    const QCommandLineOption port("port", "Ask the SSH server on <port> instead of 22.", "port");
-    const QCommandLineOption config("sshd-config", "Read the server's settings from <file>.", "file");
+        Texts::tr("Pregunta al servidor SSH si acepta la llave de cada teléfono emparejado y nombra qué "
+                  "arreglar. No cambia nada."));
+    const QCommandLineOption json("json", Texts::tr("Escribe un objeto JSON en lugar de texto."));
+    const QCommandLineOption keys("authorized-keys",
+                                  Texts::tr("Lee <archivo> en lugar de ~/.ssh/authorized_keys."),
+                                  Texts::tr("archivo"));
+    const QCommandLineOption port("port", Texts::tr("Pregunta al servidor SSH en <puerto> en lugar del 22."),
+                                  Texts::tr("puerto"));
+    const QCommandLineOption config("sshd-config", Texts::tr("Lee los ajustes del servidor de <archivo>."),
+                                    Texts::tr("archivo"));
     QCommandLineOption hostOption(
         "host", "Ask on <host> after loopback (repeatable) instead of this computer's addresses.", "host");
     hostOption.setFlags(QCommandLineOption::HiddenFromHelp);
     commandLine.addOptions({json, keys, port, config, hostOption});
     commandLine.setHelpEpilogue(
-        "Exit status: 0 nothing found keeps a paired phone out, 1 something does (a key file that "
-        "cannot be read among them), 2 usage error.\n");
+        Texts::tr("Estado de salida: 0 nada de lo encontrado deja fuera a un teléfono emparejado; 1 algo "
+                  "lo deja fuera (entre ello un archivo de llaves que no se puede leer); 2 error de uso."));
     if (const auto ended = commandLine.parse(arguments)) {
         return *ended;
     }
@@ -243,7 +246,7 @@ int runDoctor(const Companion::Host& host, const QStringList& arguments) {
                                     .toJson(QJsonDocument::Compact)) +
               QStringLiteral("\n"));
     } else {
-        write(doctorText(reports, host.systemActions->wording()));
+        write(fitted(doctorText(reports, host.systemActions->wording())));
     }
     return allWork(reports) ? Exit::done : Exit::refused;
 }

@@ -14,6 +14,7 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTimer>
@@ -54,15 +55,27 @@ QString text(const std::string& value) {
 /// pipe sees each change as it happens.
 class Report {
 public:
-    Report(bool json, Companion::Wording wording)
+    /// Where the phone can be pointed by hand, and what keeps the session from being found.
+    struct Reach {
+        std::vector<std::string> hosts;
+        /// The remedies of what keeps the phone from finding the session by itself.
+        QStringList hindrances;
+    };
+
+    Report(bool json, bool verbose, Companion::Wording wording, Reach reach)
         : m_json(json)
-        , m_wording(wording) {}
+        , m_verbose(verbose)
+        , m_wording(wording)
+        , m_reach(std::move(reach)) {}
 
     void warning(const std::string& message) const {
         if (m_json) {
             object({{"type", "warning"}, {"message", text(message)}});
         } else {
-            std::fprintf(stderr, "%s\n", filled(Texts::tr("aviso: %@"), {text(message)}).c_str());
+            const QString warning = Companion::LocalizedFormat::fill(Texts::tr("aviso: %@"), {text(message)});
+            for (const QString& line : wrapped(warning, terminalColumns - 1)) {
+                std::fprintf(stderr, "%s\n", line.toUtf8().constData());
+            }
             std::fflush(stderr);
         }
     }
@@ -70,8 +83,10 @@ public:
     void event(const std::string& line) const {
         if (m_json) {
             object({{"type", "event"}, {"line", text(line)}});
-        } else {
-            say(line);
+        } else if (m_verbose) {
+            // The log's own lines, which people only read when they ask for them.
+            std::fprintf(stderr, "%s\n", line.c_str());
+            std::fflush(stderr);
         }
     }
 
@@ -121,9 +136,9 @@ public:
                     {"hostKey", hostKey ? QJsonValue(*hostKey) : QJsonValue(QJsonValue::Null)}});
             return;
         }
-        say(verdict.toStdString());
+        sayWrapped(verdict);
         if (const auto notes = Companion::KeyDoctor::notes(result, m_wording); !notes.isEmpty()) {
-            say(notes.toStdString());
+            sayWrapped(notes);
         }
         if (hostKey) {
             say(Companion::KeyDoctor::hostKeyLine(*hostKey).toStdString());
@@ -132,21 +147,36 @@ public:
 
 private:
     void waiting(const Pairing::Waiting& waiting, bool announced) const {
+        QStringList hosts;
+        for (const auto& host : m_reach.hosts) {
+            hosts.append(text(host));
+        }
         if (m_json) {
             object({{"type", "state"},
                     {"state", "waiting"},
                     {"code", text(waiting.digits)},
                     {"port", waiting.port},
-                    {"announced", announced}});
+                    {"announced", announced},
+                    {"hosts", QJsonArray::fromStringList(hosts)}});
             return;
         }
         say("");
         say(filled(Texts::tr("Código de emparejamiento: %@"), {text(spacedCode(waiting.digits))}));
         say(filled(Texts::tr("Puerto: %d"), {QString::number(waiting.port)}));
+        if (!hosts.isEmpty()) {
+            sayWrapped(Companion::LocalizedFormat::fill(Texts::tr("Direcciones: %@"),
+                                                        {hosts.join(QStringLiteral(", "))}));
+        }
         say((announced ? Companion::PlatformWords::announcerVisible(m_wording)
                        : Companion::PlatformWords::announcerNotYetVisible(m_wording))
                 .toStdString());
-        say(Texts::tr("Escribe el código en la app nuvexa del teléfono.").toStdString());
+        if (!announced) {
+            for (const QString& hindrance : m_reach.hindrances) {
+                sayWrapped(hindrance);
+            }
+        }
+        sayWrapped(Texts::tr("Escribe el código en la app nuvexa del teléfono; si no encuentra este "
+                             "ordenador, escribe en ella una de las direcciones y el puerto."));
         say("");
     }
 
@@ -176,14 +206,13 @@ private:
                     {"message", text(Pairing::describe(failed))}});
             return;
         }
-        say(filled(Texts::tr("El emparejamiento ha fallado: %@"),
-                   {Companion::PairingFailureText::describe(failed)}));
+        sayWrapped(Companion::LocalizedFormat::fill(Texts::tr("El emparejamiento ha fallado: %@"),
+                                                    {Companion::PairingFailureText::describe(failed)}));
         if (failed.reason == CompanionCore::PairingFailure::keyNotInstalled) {
             // The code is spent, so waiting on is pointless until the cause is fixed.
-            say(Texts::tr(
-                    "El código ya está gastado. Arregla lo que dice el mensaje (el archivo de llaves o su "
-                    "carpeta) y vuelve a ejecutar nuvexa-companion-cli pair para obtener un código nuevo.")
-                    .toStdString());
+            sayWrapped(Texts::tr(
+                "El código ya está gastado. Arregla lo que dice el mensaje (el archivo de llaves o su "
+                "carpeta) y vuelve a ejecutar nuvexa-companion-cli pair para obtener un código nuevo."));
         }
     }
 
@@ -210,12 +239,17 @@ private:
         std::fflush(stdout);
     }
 
+    /// A long line for people, broken to fit the terminal.
+    static void sayWrapped(const QString& text) { say(fitted(text).toStdString()); }
+
     static void object(const QJsonObject& json) {
         say(QJsonDocument(json).toJson(QJsonDocument::Compact).toStdString());
     }
 
     bool m_json;
+    bool m_verbose;
     Companion::Wording m_wording;
+    Reach m_reach;
 };
 
 /// The value of a repeatable port option; nothing when one is not a port number.
@@ -235,6 +269,8 @@ std::optional<std::vector<std::uint16_t>> portsFrom(const QStringList& values) {
 /// What the command line asks of one pairing session.
 struct PairSettings {
     bool json = false;
+    /// The event log's lines also go to standard error.
+    bool verbose = false;
     PairingServer::Options server;
     std::filesystem::path authorizedKeys;
     Companion::KeyDoctor::Options keyCheck;
@@ -244,19 +280,22 @@ struct PairSettings {
 std::variant<PairSettings, int> parseArguments(const Companion::Host& host, const QStringList& arguments) {
     CommandLine parser(
         QStringLiteral("pair"),
-        "Runs one pairing session: shows a one-time code, waits for the nuvexa app on the phone to send it "
-        "with its SSH key, and installs that key for this user.");
-    const QCommandLineOption json("json",
-                                  "Write one JSON object per line for every change, instead of text.");
-    const QCommandLineOption noAnnounce("no-announce",
-                                        "Do not announce the session on the local network (Bonjour); the "
-                                        "phone then needs this computer's address typed in.");
-    const QCommandLineOption authorizedKeys("authorized-keys",
-                                            "Install the key into <file> instead of "
-                                            "~/.ssh/authorized_keys.",
-                                            "file");
-    const QCommandLineOption logFile("log-file", "Append the log to <file> instead of the usual place.",
-                                     "file");
+        Texts::tr("Hace una sesión de emparejamiento: muestra un código de un solo uso, espera a "
+                  "que la app nuvexa del teléfono lo envíe con su llave SSH e instala esa llave "
+                  "para este usuario."));
+    const QCommandLineOption json(
+        "json", Texts::tr("Escribe un objeto JSON por línea para cada cambio, en lugar de texto."));
+    const QCommandLineOption noAnnounce(
+        "no-announce", Texts::tr("No anuncia la sesión en la red local; el teléfono necesita entonces "
+                                 "que se le escriba la dirección de este ordenador."));
+    const QCommandLineOption authorizedKeys(
+        "authorized-keys", Texts::tr("Instala la llave en <archivo> en lugar de ~/.ssh/authorized_keys."),
+        Texts::tr("archivo"));
+    const QCommandLineOption logFile(
+        "log-file", Texts::tr("Añade el registro a <archivo> en lugar de al sitio de siempre."),
+        Texts::tr("archivo"));
+    const QCommandLineOption verbose(
+        "verbose", Texts::tr("Escribe también las líneas del registro en la salida de errores."));
     QCommandLineOption port("port", "Listen on <port> (repeatable, tried in order; 0 picks a free one).",
                             "port");
     port.setFlags(QCommandLineOption::HiddenFromHelp);
@@ -271,13 +310,17 @@ std::variant<PairSettings, int> parseArguments(const Companion::Host& host, cons
                                  "host");
     checkHost.setFlags(QCommandLineOption::HiddenFromHelp);
     parser.addOptions(
-        {json, noAnnounce, authorizedKeys, logFile, port, expiry, sshPort, sshdConfig, checkHost});
+        {json, noAnnounce, authorizedKeys, logFile, verbose, port, expiry, sshPort, sshdConfig, checkHost});
+    parser.setHelpEpilogue(
+        Texts::tr("Estado de salida: 0 emparejado; 1 la sesión terminó sin teléfono o falló; "
+                  "2 error de uso; 130 interrumpida con Ctrl-C."));
     if (const auto ended = parser.parse(arguments)) {
         return *ended;
     }
 
     PairSettings settings;
     settings.json = parser.isSet(json);
+    settings.verbose = parser.isSet(verbose);
     if (parser.isSet(port)) {
         const auto ports = portsFrom(parser.values(port));
         if (!ports) {
@@ -308,7 +351,7 @@ std::variant<PairSettings, int> parseArguments(const Companion::Host& host, cons
     if (parser.isSet(sshPort)) {
         const auto ports = portsFrom({parser.value(sshPort)});
         if (!ports || ports->front() == 0) {
-            return parser.usageError(QStringLiteral("--ssh-port needs a number from 1 to 65535"));
+            return parser.usageError(Texts::tr("--ssh-port necesita un número de 1 a 65535"));
         }
         settings.keyCheck.port = ports->front();
     }
@@ -415,6 +458,17 @@ int runSession(Companion::PairingSession& session, const Report& report) {
 
 } // namespace
 
+QStringList pairingHindrances(Companion::SystemActions& actions, const std::string& user) {
+    QStringList hindrances;
+    for (const auto obstacle : actions.accessObstacles(user)) {
+        if (obstacle == CompanionCore::Obstacle::noDnsSdDaemon ||
+            obstacle == CompanionCore::Obstacle::firewallBlocksPairing) {
+            hindrances.append(Companion::KeyDoctor::describe(obstacle, actions.wording()));
+        }
+    }
+    return hindrances;
+}
+
 int runPair(const Companion::Host& host, const QStringList& arguments) {
     auto parsed = parseArguments(host, arguments);
     if (const int* exitStatus = std::get_if<int>(&parsed)) {
@@ -422,7 +476,14 @@ int runPair(const Companion::Host& host, const QStringList& arguments) {
     }
     PairSettings& settings = std::get<PairSettings>(parsed);
 
-    const Report report(settings.json, host.systemActions->wording());
+    Report::Reach reach;
+    reach.hosts = host.identity().hosts;
+    if (settings.server.announcer) {
+        // What doctor would name of the announcement, said up front, so nobody waits for a phone that
+        // cannot find this computer.
+        reach.hindrances = pairingHindrances(*host.systemActions, host.userName());
+    }
+    const Report report(settings.json, settings.verbose, host.systemActions->wording(), std::move(reach));
     // The same test as the readiness row, so the two front ends never disagree.
     if (!host.systemActions->remoteLoginEnabled()) {
         report.warning(

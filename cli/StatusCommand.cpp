@@ -1,7 +1,9 @@
 #include "cli/StatusCommand.h"
 
 #include "Companion/Host.h"
+#include "Companion/PlatformWords.h"
 #include "Companion/Readiness.h"
+#include "Companion/SystemActions.h"
 #include "cli/CommandLine.h"
 
 #include <QCoreApplication>
@@ -41,10 +43,46 @@ struct Row {
     /// Absent for rows that are information rather than a check.
     std::optional<bool> ok;
     QString detail;
+    /// What fixes a failed check; empty when nothing is offered.
+    QString remedy;
 };
 
-Row checkRow(const Companion::ReadinessCheck& check) {
-    return Row{check.title, check.ok, check.detail};
+/// What the panel's button would do, told for a terminal: the button's words, then how to do it by
+/// hand in doctor's words or as the command to type.
+QString remedy(const Companion::ReadinessCheck& check, Companion::SystemActions& actions) {
+    if (check.ok || !check.actionTitle) {
+        return {};
+    }
+    QString how;
+    using Action = Companion::ReadinessCheck::Action;
+    switch (check.action) {
+    case Action::enableRemoteLogin:
+        how = Companion::PlatformWords::noSshServer(actions.wording());
+        break;
+    case Action::installSshServer:
+    case Action::installTools: {
+        std::vector<std::string> packages;
+        if (check.action == Action::installSshServer) {
+            if (const auto package = actions.sshServerPackage()) {
+                packages.push_back(*package);
+            }
+        } else {
+            packages.push_back(check.item == Companion::ReadinessCheck::Item::moshServer ? "mosh" : "tmux");
+        }
+        const auto command = packages.empty() ? std::nullopt : actions.installCommandLine(packages);
+        how = command ? text(*command) : text(actions.packageManagerMissingMessage());
+        break;
+    }
+    case Action::connectDrozak:
+    case Action::none:
+        break;
+    }
+    QString title = *check.actionTitle;
+    if (title.endsWith(u'…')) {
+        title.chop(1);
+    }
+    return QStringLiteral("[") + title + QStringLiteral("]") +
+           (how.isEmpty() ? QString() : QStringLiteral(" ") + how);
 }
 
 void write(const QString& output, std::FILE* stream) {
@@ -55,7 +93,8 @@ void write(const QString& output, std::FILE* stream) {
 } // namespace
 
 QString statusTable(const std::vector<Companion::ReadinessCheck>& checks,
-                    const Companion::ReadinessFacts& facts) {
+                    const Companion::ReadinessFacts& facts, Companion::SystemActions& actions,
+                    const TerminalStyle& style) {
     QStringList addresses;
     for (const auto& address : facts.addresses) {
         addresses.append(text(address));
@@ -63,22 +102,27 @@ QString statusTable(const std::vector<Companion::ReadinessCheck>& checks,
     const auto mesh = facts.meshAddress();
     std::vector<Row> rows;
     for (const auto& check : checks) {
-        rows.push_back(checkRow(check));
+        rows.push_back(Row{check.title, check.ok, check.detail, remedy(check, actions)});
     }
-    rows.push_back(Row{Texts::tr("Direcciones"), std::nullopt, addresses.join(QStringLiteral(", "))});
+    rows.push_back(Row{Texts::tr("Direcciones"), std::nullopt, addresses.join(QStringLiteral(", ")), {}});
     rows.push_back(
-        Row{Texts::tr("Dirección de malla"), std::nullopt, mesh ? text(*mesh) : Texts::tr("ninguna")});
+        Row{Texts::tr("Dirección de malla"), std::nullopt, mesh ? text(*mesh) : Texts::tr("ninguna"), {}});
     qsizetype width = 0;
     for (const auto& row : rows) {
         width = std::max(width, row.label.size());
     }
     QString table;
     for (const auto& row : rows) {
-        const QString mark = !row.ok   ? QStringLiteral(" ")
-                             : *row.ok ? QStringLiteral("✓")
-                                       : QStringLiteral("✗");
+        const QString mark = row.ok ? style.mark(*row.ok) : style.blankMark();
         table += row.label.leftJustified(width + columnGap) + mark + QStringLiteral(" ") + row.detail +
                  QStringLiteral("\n");
+        // The remedy sits under the detail, wrapped to the terminal.
+        const QString indent(width + columnGap + style.blankMark().size() + 1, u' ');
+        if (!row.remedy.isEmpty()) {
+            for (const QString& line : wrapped(row.remedy, terminalColumns - 1 - indent.size())) {
+                table += indent + line + QStringLiteral("\n");
+            }
+        }
     }
     return table;
 }
@@ -129,10 +173,13 @@ int statusExit(const Companion::ReadinessFacts& facts) {
 
 int runStatus(const Companion::Host& host, const QStringList& arguments) {
     CommandLine commandLine(QStringLiteral("status"),
-                            QStringLiteral("Shows whether this computer is ready for the phone."));
+                            Texts::tr("Muestra si este ordenador está listo para el teléfono y, para lo "
+                                      "que falta, qué hacer."));
     const QCommandLineOption json(QStringLiteral("json"),
-                                  QStringLiteral("Write one JSON object instead of text."));
+                                  Texts::tr("Escribe un objeto JSON en lugar de texto."));
     commandLine.addOptions({json});
+    commandLine.setHelpEpilogue(Texts::tr("Estado de salida: 0 listo (el servidor SSH está activado); 1 no "
+                                          "listo; 2 error de uso."));
     commandLine.setUsageLine(Texts::tr("Uso: nuvexa-companion-cli status [--json]"));
     if (const auto ended = commandLine.parse(arguments)) {
         return *ended;
@@ -144,7 +191,7 @@ int runStatus(const Companion::Host& host, const QStringList& arguments) {
                   QStringLiteral("\n"),
               stdout);
     } else {
-        write(statusTable(checks, facts), stdout);
+        write(statusTable(checks, facts, *host.systemActions, TerminalStyle::ofStandardOutput()), stdout);
     }
     return statusExit(facts);
 }

@@ -3,6 +3,8 @@
 #include "Companion/Host.h"
 #include "Companion/ReadinessCheck.h"
 #include "Companion/ReadinessFacts.h"
+#include "Companion/SystemActions.h"
+#include "cli/TerminalStyle.h"
 
 #include <QJsonObject>
 #include <QString>
@@ -19,9 +21,12 @@ namespace Cli {
 /// "status".
 int runStatus(const Companion::Host& host, const QStringList& arguments);
 
-/// The table: one line per readiness row, then the addresses and the mesh address, labels aligned.
+/// The table: one line per readiness row, each failed row followed by its remedy (the panel's button
+/// and how to do it by hand on `actions`' system), then the addresses and the mesh address, labels
+/// aligned; the marks drawn in `style`.
 QString statusTable(const std::vector<Companion::ReadinessCheck>& checks,
-                    const Companion::ReadinessFacts& facts);
+                    const Companion::ReadinessFacts& facts, Companion::SystemActions& actions,
+                    const TerminalStyle& style);
 
 /// The same readiness as JSON: "ready", "remoteLogin", "moshPath", "tmuxPath", "drozakPath",
 /// "drozakStatus" (with the relay tool's own keys), "addresses", "meshAddress", "hasMeshAddress", and

@@ -7,7 +7,6 @@
 #include "cli/PairCommand.h"
 #include "cli/StatusCommand.h"
 
-#include <QCommandLineParser>
 #include <QCoreApplication>
 
 #include <cstdio>
@@ -34,6 +33,46 @@ const std::map<QString, Command> commands = {
     {QStringLiteral("doctor"), Cli::runDoctor},
 };
 
+/// The program's own help: its options and its commands, in the run's language.
+QString programHelp() {
+    const Cli::HelpSection options{Texts::tr("Opciones:"),
+                                   {{QStringLiteral("-h, --help"), Texts::tr("Muestra esta ayuda.")},
+                                    {QStringLiteral("-v, --version"), Texts::tr("Muestra la versión.")}}};
+    const Cli::HelpSection list{
+        Texts::tr("Órdenes:"),
+        {{QStringLiteral("pair"), Texts::tr("Hace una sesión de emparejamiento en este terminal.")},
+         {QStringLiteral("status"), Texts::tr("Muestra si este ordenador está listo para el teléfono.")},
+         {QStringLiteral("devices"), Texts::tr("Lista los teléfonos que pueden iniciar sesión.")},
+         {QStringLiteral("revoke"), Texts::tr("Quita el acceso a un teléfono.")},
+         {QStringLiteral("doctor"),
+          Texts::tr("Comprueba con el servidor SSH que un teléfono emparejado entra.")},
+         {QStringLiteral("help"), Texts::tr("Muestra esta ayuda, o la de la orden que se nombre.")}}};
+    return Cli::helpPage(
+        Companion::LocalizedFormat::fill(Texts::tr("Uso: %@ [opciones] orden"), {Cli::programName()}),
+        Texts::tr("Hace que la app nuvexa del teléfono pueda llegar a este ordenador, desde un terminal."),
+        {options, list},
+        Texts::tr("«nuvexa-companion-cli help ORDEN» muestra la ayuda de una orden.\n"
+                  "Estado de salida: el de la orden (0 hecho, 1 la respuesta es no, 130 interrumpida "
+                  "con Ctrl-C); 2 error de uso."));
+}
+
+void write(const QString& text, std::FILE* stream) {
+    std::fputs(text.toUtf8().constData(), stream);
+    std::fflush(stream);
+}
+
+/// Reports a usage error of the program itself, with where the commands are listed.
+int usageError(const QString& problem) {
+    write(Cli::programName() + QStringLiteral(": ") + problem + QStringLiteral("\n") +
+              Texts::tr("«nuvexa-companion-cli help» lista las órdenes.") + QStringLiteral("\n"),
+          stderr);
+    return Cli::Exit::usage;
+}
+
+QString unknownCommand(const QString& command) {
+    return Companion::LocalizedFormat::fill(Texts::tr("orden desconocida %@"), {command});
+}
+
 } // namespace
 
 int main(int argc, char* argv[]) {
@@ -47,39 +86,36 @@ int main(int argc, char* argv[]) {
     // The panel's catalogue, so both front ends speak the user's language alike.
     Companion::Translations::install(application);
 
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-        "Makes this computer reachable from the nuvexa phone app, from a terminal.");
-    parser.addHelpOption();
-    parser.addVersionOption();
-    parser.addPositionalArgument("command",
-                                 "pair     Run one pairing session in this terminal.\n"
-                                 "status   Show whether this computer is ready for the phone.\n"
-                                 "devices  List the phones that can log in.\n"
-                                 "revoke   Take a phone's access away.\n"
-                                 "doctor   Check with the SSH server that a paired phone gets in.");
-    // Everything after the command belongs to the command.
-    parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
-    if (!parser.parse(QCoreApplication::arguments())) {
-        std::fprintf(stderr, "nuvexa-companion-cli: %s\n", qPrintable(parser.errorText()));
+    QStringList arguments = QCoreApplication::arguments().mid(1);
+    if (arguments.isEmpty()) {
+        write(programHelp(), stderr);
         return Cli::Exit::usage;
     }
-    if (parser.isSet("version")) {
-        parser.showVersion();
-    }
-    QStringList arguments = parser.positionalArguments();
-    if (parser.isSet("help") || arguments.isEmpty()) {
-        if (parser.isSet("help")) {
-            parser.showHelp(0);
+    const QString first = arguments.first();
+    const QStringList helpNames{QStringLiteral("-h"), QStringLiteral("--help"), QStringLiteral("help")};
+    if (helpNames.contains(first)) {
+        if (first != QStringLiteral("help") || arguments.size() == 1 || helpNames.contains(arguments.at(1))) {
+            write(programHelp(), stdout);
+            return Cli::Exit::done;
         }
-        std::fputs(qPrintable(parser.helpText()), stderr);
-        return Cli::Exit::usage;
+        if (arguments.size() > 2) {
+            return usageError(
+                Companion::LocalizedFormat::fill(Texts::tr("argumento inesperado %@"), {arguments.at(2)}));
+        }
+        // "help pair" is "pair --help".
+        arguments = QStringList{arguments.at(1), QStringLiteral("--help")};
+    } else if (first == QStringLiteral("-v") || first == QStringLiteral("--version")) {
+        write(Cli::programName() + QStringLiteral(" ") + QStringLiteral(NUVEXA_VERSION) +
+                  QStringLiteral("\n"),
+              stdout);
+        return Cli::Exit::done;
+    } else if (first.startsWith(u'-')) {
+        return usageError(Companion::LocalizedFormat::fill(Texts::tr("opción desconocida %@"), {first}));
     }
     const QString command = arguments.takeFirst();
     const auto found = commands.find(command);
     if (found == commands.end()) {
-        std::fprintf(stderr, "nuvexa-companion-cli: unknown command %s\n", qPrintable(command));
-        return Cli::Exit::usage;
+        return usageError(unknownCommand(command));
     }
     // The commands report every failure they foresee as a value; this only keeps one they did not
     // from ending in an abort and a core dump.

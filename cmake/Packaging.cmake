@@ -72,6 +72,13 @@ else()
     endforeach()
     install(FILES ${NUVEXA_PACKAGING_OUT}/changelog.gz ${PROJECT_SOURCE_DIR}/packaging/debian/copyright
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/nuvexa-companion)
+    # Shell completions where each shell looks for a package's own.
+    install(FILES ${PROJECT_SOURCE_DIR}/packaging/completion/nuvexa-companion-cli.bash
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions RENAME nuvexa-companion-cli)
+    install(FILES ${PROJECT_SOURCE_DIR}/packaging/completion/_nuvexa-companion-cli
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/zsh/vendor-completions)
+    install(FILES ${PROJECT_SOURCE_DIR}/packaging/completion/nuvexa-companion-cli.fish
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/fish/vendor_completions.d)
     # The autostart entry lives in /etc, so the package keeps a user's edit of it on upgrade.
     set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/conffiles)
 endif()

@@ -2,6 +2,49 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en" sourcelanguage="es">
 <context>
+    <name>CommandLine</name>
+    <message>
+        <source>argumento inesperado %@</source>
+        <translation>unexpected argument %@</translation>
+    </message>
+    <message>
+        <source>Muestra esta ayuda.</source>
+        <translation>Show this help.</translation>
+    </message>
+    <message>
+        <source>Uso: %@ [opciones]</source>
+        <translation>Usage: %@ [options]</translation>
+    </message>
+    <message>
+        <source>Opciones:</source>
+        <translation>Options:</translation>
+    </message>
+    <message>
+        <source>Argumentos:</source>
+        <translation>Arguments:</translation>
+    </message>
+    <message>
+        <source>opción desconocida %@</source>
+        <translation>unknown option %@</translation>
+    </message>
+    <message>
+        <source>opciones desconocidas %@</source>
+        <translation>unknown options %@</translation>
+    </message>
+    <message>
+        <source>la línea de órdenes no se entiende</source>
+        <translation>the command line makes no sense</translation>
+    </message>
+    <message>
+        <source>%@ no lleva ningún valor</source>
+        <translation>%@ takes no value</translation>
+    </message>
+    <message>
+        <source>%@ necesita un valor</source>
+        <translation>%@ needs a value</translation>
+    </message>
+</context>
+<context>
     <name>CompanionApp::ContentView</name>
     <message>
         <source>Actualizar</source>
@@ -144,13 +187,6 @@ Unless you remove them, it can still log in to this computer.</translation>
     </message>
 </context>
 <context>
-    <name>CommandLine</name>
-    <message>
-        <source>argumento inesperado %@</source>
-        <translation>unexpected argument %@</translation>
-    </message>
-</context>
-<context>
     <name>CompanionModel</name>
     <message>
         <source>«%@» aún puede iniciar sesión: su llave sigue en la línea %d.</source>
@@ -248,6 +284,66 @@ Unless you remove them, it can still log in to this computer.</translation>
         <source>%@ aún puede iniciar sesión: su llave sigue en estas líneas del archivo:</source>
         <translation>%@ can still log in: its key is still on these lines of the file:</translation>
     </message>
+    <message>
+        <source>Lee &lt;archivo&gt; en lugar de ~/.ssh/authorized_keys.</source>
+        <translation>Read &lt;file&gt; instead of ~/.ssh/authorized_keys.</translation>
+    </message>
+    <message>
+        <source>archivo</source>
+        <translation>file</translation>
+    </message>
+    <message>
+        <source>%@ no existe</source>
+        <translation>%@ does not exist</translation>
+    </message>
+    <message>
+        <source>Teléfono</source>
+        <translation>Phone</translation>
+    </message>
+    <message>
+        <source>Tipo de llave</source>
+        <translation>Key type</translation>
+    </message>
+    <message>
+        <source>En el archivo</source>
+        <translation>In the file</translation>
+    </message>
+    <message>
+        <source>Lista los teléfonos que pueden iniciar sesión en esta cuenta.</source>
+        <translation>Lists the phones that can log in to this account.</translation>
+    </message>
+    <message>
+        <source>Escribe un objeto JSON en lugar de texto.</source>
+        <translation>Write one JSON object instead of text.</translation>
+    </message>
+    <message>
+        <source>Estado de salida: 0 listado, también cuando no hay ningún teléfono (sin --authorized-keys, un archivo de llaves que no existe no tiene ninguno); 1 el archivo no existe o no se puede leer; 2 error de uso.</source>
+        <translation>Exit status: 0 listed, also when there is no phone (without --authorized-keys, a key file that does not exist has none); 1 the file does not exist or cannot be read; 2 usage error.</translation>
+    </message>
+    <message>
+        <source>Quita la llave de un teléfono emparejado, para que ya no pueda iniciar sesión.</source>
+        <translation>Removes a paired phone&apos;s key, so the phone can no longer log in.</translation>
+    </message>
+    <message>
+        <source>teléfono</source>
+        <translation>phone</translation>
+    </message>
+    <message>
+        <source>El nombre del teléfono, o la huella de su llave (SHA256:…).</source>
+        <translation>The phone&apos;s name, or its key&apos;s fingerprint (SHA256:…).</translation>
+    </message>
+    <message>
+        <source>No pide confirmación.</source>
+        <translation>Do not ask for confirmation.</translation>
+    </message>
+    <message>
+        <source>Quita también las otras líneas del archivo que tienen la llave del teléfono, sean cuales sean sus opciones o su comentario. Sin ella, revoke se niega cuando hay tales líneas y se da --yes, y pregunta por ellas si no.</source>
+        <translation>Also remove the file&apos;s other lines that hold the phone&apos;s key, whatever their options or comment. Without it, revoke refuses when such lines exist and --yes is given, and asks about them otherwise.</translation>
+    </message>
+    <message>
+        <source>Estado de salida: 0 revocado, la llave del teléfono ya no está en ninguna línea del archivo; 1 nada coincide, negado, fallido, o la llave sigue en alguna línea del archivo (se nombran las líneas); 2 error de uso.</source>
+        <translation>Exit status: 0 revoked, the phone&apos;s key is on no line of the file any more; 1 nothing matched, refused, failed, or the key is still on some line of the file (the lines are named); 2 usage error.</translation>
+    </message>
 </context>
 <context>
     <name>DoctorCommand</name>
@@ -266,6 +362,38 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>no es un puerto: %@</source>
         <translation>not a port: %@</translation>
+    </message>
+    <message>
+        <source>Pregunta al servidor SSH si acepta la llave de cada teléfono emparejado y nombra qué arreglar. No cambia nada.</source>
+        <translation>Asks the SSH server whether it accepts each paired phone&apos;s key, and names what to fix. Changes nothing.</translation>
+    </message>
+    <message>
+        <source>Escribe un objeto JSON en lugar de texto.</source>
+        <translation>Write one JSON object instead of text.</translation>
+    </message>
+    <message>
+        <source>Lee &lt;archivo&gt; en lugar de ~/.ssh/authorized_keys.</source>
+        <translation>Read &lt;file&gt; instead of ~/.ssh/authorized_keys.</translation>
+    </message>
+    <message>
+        <source>archivo</source>
+        <translation>file</translation>
+    </message>
+    <message>
+        <source>Pregunta al servidor SSH en &lt;puerto&gt; en lugar del 22.</source>
+        <translation>Ask the SSH server on &lt;port&gt; instead of 22.</translation>
+    </message>
+    <message>
+        <source>puerto</source>
+        <translation>port</translation>
+    </message>
+    <message>
+        <source>Lee los ajustes del servidor de &lt;archivo&gt;.</source>
+        <translation>Read the server&apos;s settings from &lt;file&gt;.</translation>
+    </message>
+    <message>
+        <source>Estado de salida: 0 nada de lo encontrado deja fuera a un teléfono emparejado; 1 algo lo deja fuera (entre ello un archivo de llaves que no se puede leer); 2 error de uso.</source>
+        <translation>Exit status: 0 nothing found keeps a paired phone out; 1 something does (a key file that cannot be read among them); 2 usage error.</translation>
     </message>
 </context>
 <context>
@@ -382,6 +510,76 @@ Unless you remove them, it can still log in to this computer.</translation>
         <source>error inesperado: %@</source>
         <translation>unexpected error: %@</translation>
     </message>
+    <message>
+        <source>Opciones:</source>
+        <translation>Options:</translation>
+    </message>
+    <message>
+        <source>Muestra esta ayuda.</source>
+        <translation>Show this help.</translation>
+    </message>
+    <message>
+        <source>Muestra la versión.</source>
+        <translation>Show the version.</translation>
+    </message>
+    <message>
+        <source>Órdenes:</source>
+        <translation>Commands:</translation>
+    </message>
+    <message>
+        <source>Hace una sesión de emparejamiento en este terminal.</source>
+        <translation>Run one pairing session in this terminal.</translation>
+    </message>
+    <message>
+        <source>Muestra si este ordenador está listo para el teléfono.</source>
+        <translation>Show whether this computer is ready for the phone.</translation>
+    </message>
+    <message>
+        <source>Lista los teléfonos que pueden iniciar sesión.</source>
+        <translation>List the phones that can log in.</translation>
+    </message>
+    <message>
+        <source>Quita el acceso a un teléfono.</source>
+        <translation>Take a phone&apos;s access away.</translation>
+    </message>
+    <message>
+        <source>Comprueba con el servidor SSH que un teléfono emparejado entra.</source>
+        <translation>Check with the SSH server that a paired phone gets in.</translation>
+    </message>
+    <message>
+        <source>Muestra esta ayuda, o la de la orden que se nombre.</source>
+        <translation>Show this help, or the help of the command named.</translation>
+    </message>
+    <message>
+        <source>Uso: %@ [opciones] orden</source>
+        <translation>Usage: %@ [options] command</translation>
+    </message>
+    <message>
+        <source>Hace que la app nuvexa del teléfono pueda llegar a este ordenador, desde un terminal.</source>
+        <translation>Makes this computer reachable from the nuvexa phone app, from a terminal.</translation>
+    </message>
+    <message>
+        <source>«nuvexa-companion-cli help ORDEN» muestra la ayuda de una orden.
+Estado de salida: el de la orden (0 hecho, 1 la respuesta es no, 130 interrumpida con Ctrl-C); 2 error de uso.</source>
+        <translation>“nuvexa-companion-cli help COMMAND” shows the help of a command.
+Exit status: the command&apos;s (0 done, 1 the answer is no, 130 interrupted with Ctrl-C); 2 usage error.</translation>
+    </message>
+    <message>
+        <source>«nuvexa-companion-cli help» lista las órdenes.</source>
+        <translation>“nuvexa-companion-cli help” lists the commands.</translation>
+    </message>
+    <message>
+        <source>orden desconocida %@</source>
+        <translation>unknown command %@</translation>
+    </message>
+    <message>
+        <source>argumento inesperado %@</source>
+        <translation>unexpected argument %@</translation>
+    </message>
+    <message>
+        <source>opción desconocida %@</source>
+        <translation>unknown option %@</translation>
+    </message>
 </context>
 <context>
     <name>PairCommand</name>
@@ -396,10 +594,6 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>Puerto: %d</source>
         <translation>Port: %d</translation>
-    </message>
-    <message>
-        <source>Escribe el código en la app nuvexa del teléfono.</source>
-        <translation>Type the code into the nuvexa app on the phone.</translation>
     </message>
     <message>
         <source>El emparejamiento ha fallado: %@</source>
@@ -456,6 +650,76 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>no se escribe ningún registro: otros pueden leer %@ y no se pueden cambiar sus permisos</source>
         <translation>no log is written: others can read %@ and its permissions cannot be changed</translation>
+    </message>
+    <message>
+        <source>Direcciones: %@</source>
+        <translation>Addresses: %@</translation>
+    </message>
+    <message>
+        <source>Escribe el código en la app nuvexa del teléfono; si no encuentra este ordenador, escribe en ella una de las direcciones y el puerto.</source>
+        <translation>Type the code into the nuvexa app on the phone; if it does not find this computer, type one of the addresses and the port into it.</translation>
+    </message>
+    <message>
+        <source>Hace una sesión de emparejamiento: muestra un código de un solo uso, espera a que la app nuvexa del teléfono lo envíe con su llave SSH e instala esa llave para este usuario.</source>
+        <translation>Runs one pairing session: shows a one-time code, waits for the nuvexa app on the phone to send it with its SSH key, and installs that key for this user.</translation>
+    </message>
+    <message>
+        <source>Escribe un objeto JSON por línea para cada cambio, en lugar de texto.</source>
+        <translation>Write one JSON object per line for every change, instead of text.</translation>
+    </message>
+    <message>
+        <source>No anuncia la sesión en la red local; el teléfono necesita entonces que se le escriba la dirección de este ordenador.</source>
+        <translation>Do not announce the session on the local network; the phone then needs this computer&apos;s address typed in.</translation>
+    </message>
+    <message>
+        <source>Instala la llave en &lt;archivo&gt; en lugar de ~/.ssh/authorized_keys.</source>
+        <translation>Install the key into &lt;file&gt; instead of ~/.ssh/authorized_keys.</translation>
+    </message>
+    <message>
+        <source>archivo</source>
+        <translation>file</translation>
+    </message>
+    <message>
+        <source>Añade el registro a &lt;archivo&gt; en lugar de al sitio de siempre.</source>
+        <translation>Append the log to &lt;file&gt; instead of the usual place.</translation>
+    </message>
+    <message>
+        <source>Escribe también las líneas del registro en la salida de errores.</source>
+        <translation>Also write the log&apos;s lines to standard error.</translation>
+    </message>
+    <message>
+        <source>Estado de salida: 0 emparejado; 1 la sesión terminó sin teléfono o falló; 2 error de uso; 130 interrumpida con Ctrl-C.</source>
+        <translation>Exit status: 0 paired; 1 the session ended without a phone or failed; 2 usage error; 130 interrupted with Ctrl-C.</translation>
+    </message>
+    <message>
+        <source>--ssh-port necesita un número de 1 a 65535</source>
+        <translation>--ssh-port needs a number from 1 to 65535</translation>
+    </message>
+</context>
+<context>
+    <name>PairingFailureText</name>
+    <message>
+        <source>%@ es de %@, no de %@, la cuenta con la que entraría el teléfono</source>
+        <extracomment>a file or folder, the account it belongs to, the account the phone would log in to</extracomment>
+        <translation>%@ belongs to %@, not to %@, the account the phone would log in to</translation>
+    </message>
+    <message>
+        <source>no hay ningún puerto libre</source>
+        <translation>no free port</translation>
+    </message>
+    <message>
+        <source>no se pueden recibir conexiones del teléfono: %@</source>
+        <extracomment>the system&apos;s error message</extracomment>
+        <translation>cannot accept connections from the phone: %@</translation>
+    </message>
+    <message>
+        <source>demasiados códigos incorrectos</source>
+        <translation>too many wrong codes</translation>
+    </message>
+    <message>
+        <source>no se ha podido escribir authorized_keys: %@</source>
+        <extracomment>the system&apos;s error message</extracomment>
+        <translation>could not write authorized_keys: %@</translation>
     </message>
 </context>
 <context>
@@ -632,6 +896,18 @@ Unless you remove them, it can still log in to this computer.</translation>
         <source>Uso: nuvexa-companion-cli status [--json]</source>
         <translation>Usage: nuvexa-companion-cli status [--json]</translation>
     </message>
+    <message>
+        <source>Muestra si este ordenador está listo para el teléfono y, para lo que falta, qué hacer.</source>
+        <translation>Shows whether this computer is ready for the phone and, for what is missing, what to do.</translation>
+    </message>
+    <message>
+        <source>Escribe un objeto JSON en lugar de texto.</source>
+        <translation>Write one JSON object instead of text.</translation>
+    </message>
+    <message>
+        <source>Estado de salida: 0 listo (el servidor SSH está activado); 1 no listo; 2 error de uso.</source>
+        <translation>Exit status: 0 ready (the SSH server is on); 1 not ready; 2 usage error.</translation>
+    </message>
 </context>
 <context>
     <name>SystemActions</name>
@@ -689,32 +965,6 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>nuvexa</source>
         <translation>nuvexa</translation>
-    </message>
-</context>
-<context>
-    <name>PairingFailureText</name>
-    <message>
-        <source>%@ es de %@, no de %@, la cuenta con la que entraría el teléfono</source>
-        <extracomment>a file or folder, the account it belongs to, the account the phone would log in to</extracomment>
-        <translation>%@ belongs to %@, not to %@, the account the phone would log in to</translation>
-    </message>
-    <message>
-        <source>no hay ningún puerto libre</source>
-        <translation>no free port</translation>
-    </message>
-    <message>
-        <source>no se pueden recibir conexiones del teléfono: %@</source>
-        <extracomment>the system&apos;s error message</extracomment>
-        <translation>cannot accept connections from the phone: %@</translation>
-    </message>
-    <message>
-        <source>demasiados códigos incorrectos</source>
-        <translation>too many wrong codes</translation>
-    </message>
-    <message>
-        <source>no se ha podido escribir authorized_keys: %@</source>
-        <extracomment>the system&apos;s error message</extracomment>
-        <translation>could not write authorized_keys: %@</translation>
     </message>
 </context>
 </TS>

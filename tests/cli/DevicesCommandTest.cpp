@@ -57,9 +57,13 @@ TEST_F(DevicesCommandTest, ListsEachPhoneWithTypeFingerprintAndLineAndOnlyCounts
     write(laptopLine + "\n" + phoneLine + "\n" + tabletLine + "\n");
     const auto result = run({"devices"});
     EXPECT_EQ(result.exitCode, Cli::Exit::done);
-    EXPECT_EQ(result.output, "iPhone de Ana  ssh-ed25519  " + Keys::ed25519Fingerprint + "  line 2\n" +
-                                 "iPad  ssh-rsa  " + Keys::rsaFingerprint + "  line 3\n" +
-                                 "1 other key in the file.\n");
+    EXPECT_EQ(result.output, "Phone          Key type     In the file\n"
+                             "iPhone de Ana  ssh-ed25519  line 2\n"
+                             "  " +
+                                 Keys::ed25519Fingerprint + "\n" +
+                                 "iPad           ssh-rsa      line 3\n"
+                                 "  " +
+                                 Keys::rsaFingerprint + "\n" + "1 other key in the file.\n");
     EXPECT_EQ(result.output.find("laptop"), std::string::npos);
 }
 
@@ -78,10 +82,23 @@ TEST_F(DevicesCommandTest, TheJsonListsTheSameAndMarksTheOlderKeyOfAName) {
     EXPECT_EQ(json.value("otherKeys").toInt(), 0);
 }
 
-TEST_F(DevicesCommandTest, AMissingFileHasNoPhones) {
-    const auto result = run({"devices"});
+TEST_F(DevicesCommandTest, AMissingDefaultFileHasNoPhones) {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("HOME", QString::fromStdString(m_home.path().string()));
+    const auto result =
+        TestSupport::runProgram(cli, {"devices"}, TestSupport::generousMilliseconds, environment);
     EXPECT_EQ(result.exitCode, Cli::Exit::done);
     EXPECT_EQ(result.output, "No phone is paired.\n");
+    EXPECT_FALSE(std::filesystem::exists(m_home / ".ssh")) << "listing creates nothing";
+}
+
+TEST_F(DevicesCommandTest, AMissingFileNamedOnTheCommandLineIsAnError) {
+    const auto result = run({"devices"});
+    EXPECT_EQ(result.exitCode, Cli::Exit::refused);
+    EXPECT_EQ(result.output, "nuvexa-companion-cli devices: " + m_keys.string() + " does not exist\n");
+    const auto revoke = run({"revoke", "iPad", "--yes"});
+    EXPECT_EQ(revoke.exitCode, Cli::Exit::refused);
+    EXPECT_EQ(revoke.output, "nuvexa-companion-cli revoke: " + m_keys.string() + " does not exist\n");
     EXPECT_FALSE(std::filesystem::exists(m_keys)) << "listing creates nothing";
 }
 
@@ -154,8 +171,10 @@ TEST_F(DevicesCommandTest, InSpanishTheListAndTheQuestionSpeakSpanishAndOnlyASiR
     const QString keys = QString::fromStdString(m_keys.string());
     const auto listing = TestSupport::runProgram(cli, {"devices", "--authorized-keys", keys},
                                                  TestSupport::generousMilliseconds, spanish);
-    EXPECT_EQ(listing.output, "iPhone de Ana  ssh-ed25519  " + Keys::ed25519Fingerprint + "  línea 2\n" +
-                                  "1 llave más en el archivo.\n");
+    EXPECT_EQ(listing.output, "Teléfono       Tipo de llave  En el archivo\n"
+                              "iPhone de Ana  ssh-ed25519    línea 2\n"
+                              "  " +
+                                  Keys::ed25519Fingerprint + "\n" + "1 llave más en el archivo.\n");
 
     const QString command = cli + " revoke 'iPhone de Ana' --authorized-keys " + keys;
     const auto answer = [&](const char* reply) {
@@ -198,8 +217,10 @@ TEST_F(DevicesCommandTest, UsageErrorsExitTwo) {
     EXPECT_EQ(run({"devices", "--bogus"}).exitCode, Cli::Exit::usage);
     const auto help = TestSupport::runProgram(cli, {"revoke", "--help"});
     EXPECT_EQ(help.exitCode, 0);
-    EXPECT_NE(help.output.find("Exit status: 0 revoked, the phone's key is on no line of the file any more; "
-                               "1 nothing matched"),
+    // The help is wrapped to the terminal: read it as one paragraph.
+    const std::string helpText = QString::fromStdString(help.output).simplified().toStdString();
+    EXPECT_NE(helpText.find("Exit status: 0 revoked, the phone's key is on no line of the file any more; "
+                            "1 nothing matched"),
               std::string::npos)
         << help.output;
     EXPECT_NE(help.output.find("--every-line"), std::string::npos) << help.output;

@@ -1,24 +1,32 @@
 #include "cli/PairCommand.h"
+#include "Companion/KeyDoctor.h"
 #include "cli/CommandLine.h"
 
 #include "server/support/CliSession.h"
 #include "server/support/PhoneClient.h"
+#include "support/FakeSystemActions.h"
 #include "support/ForeignNames.h"
+#include "support/LanguageWords.h"
+#include "support/Patience.h"
 #include "support/Programs.h"
 #include "support/TemporaryDirectory.h"
 
+#include <QJsonArray>
+#include <QProcess>
 #include <QRegularExpression>
 #include <QTcpServer>
 #include <QTcpSocket>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <regex>
 #include <sstream>
 #include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
@@ -128,12 +136,102 @@ TEST_F(PairCommandTest, ShowsTheCodeAndPortThenExitsZeroWithTheKeyFingerprintOnc
                         std::string("Key installed: 256 ") + TestSupport::sampleEd25519Fingerprint +
                             " nuvexa:Ana's phone (ED25519)"),
               lines.end());
-    // Every event is shown, timestamp first.
-    EXPECT_NE(std::find_if(lines.begin(), lines.end(),
+    // The events go to the log file only, unless asked for.
+    EXPECT_EQ(std::find_if(lines.begin(), lines.end(),
                            [](const std::string& line) { return line.ends_with("Z pairing requested"); }),
               lines.end());
+    EXPECT_NE(file("log").find("Z pairing requested\n"), std::string::npos);
     EXPECT_NE(file("authorized_keys").find("nuvexa:Ana's phone"), std::string::npos);
     EXPECT_TRUE(file("log").ends_with("listener stopped\n"));
+}
+
+TEST_F(PairCommandTest, StandardOutputCarriesOnlyTheUsersMessagesInTheirLanguage) {
+    static const std::regex logLine(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ )");
+    for (const auto& [environment, otherWords, codeLine] :
+         {std::tuple(speaking("es_ES.UTF-8"), TestSupport::englishWords, "Código de emparejamiento: "),
+          std::tuple(speaking("en_US.UTF-8"), TestSupport::spanishWords, "Pairing code: ")}) {
+        QProcess process;
+        process.setProcessEnvironment(environment);
+        process.start(cli, isolated({"--expiry", "1"}));
+        ASSERT_TRUE(process.waitForFinished(TestSupport::generousMilliseconds));
+        EXPECT_EQ(process.exitCode(), Cli::Exit::refused);
+        const std::string output = process.readAllStandardOutput().toStdString();
+        const auto lines = linesOf(output);
+        const auto code = std::find_if(lines.begin(), lines.end(),
+                                       [&](const std::string& line) { return line.starts_with(codeLine); });
+        ASSERT_NE(code, lines.end()) << output;
+        std::string digits = code->substr(std::string(codeLine).size());
+        digits.erase(std::remove(digits.begin(), digits.end(), ' '), digits.end());
+        EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                                [&](const std::string& line) {
+                                    std::string bare = line;
+                                    bare.erase(std::remove(bare.begin(), bare.end(), ' '), bare.end());
+                                    return bare.find(digits) != std::string::npos;
+                                }),
+                  1)
+            << "the code is printed once\n"
+            << output;
+        for (const auto& line : lines) {
+            EXPECT_FALSE(std::regex_search(line, logLine)) << line;
+            EXPECT_LE(QString::fromStdString(line).size(), Cli::terminalColumns) << line;
+        }
+        for (const QString& word : TestSupport::wordsOf(output)) {
+            EXPECT_FALSE(otherWords.contains(word)) << word.toStdString() << " in\n" << output;
+        }
+        // Where the phone can be pointed by hand: at least this computer's own name.
+        EXPECT_NE(std::find_if(lines.begin(), lines.end(),
+                               [](const std::string& line) {
+                                   return line.starts_with("Direcciones: ") ||
+                                          line.starts_with("Addresses: ");
+                               }),
+                  lines.end())
+            << output;
+        // Standard error holds warnings for people (no SSH server here, for one), never a log line.
+        const std::string errors = process.readAllStandardError().toStdString();
+        for (const auto& line : linesOf(errors)) {
+            EXPECT_FALSE(std::regex_search(line, logLine)) << line;
+            EXPECT_LE(QString::fromStdString(line).size(), Cli::terminalColumns) << line;
+        }
+        for (const QString& word : TestSupport::wordsOf(errors)) {
+            EXPECT_FALSE(otherWords.contains(word)) << word.toStdString() << " in\n" << errors;
+        }
+    }
+}
+
+TEST_F(PairCommandTest, WhatKeepsThePhoneFromFindingTheSessionIsToldInDoctorsWords) {
+    TestSupport::FakeSystemActions actions;
+    actions.setWording(Companion::Wording::linuxSystem);
+    EXPECT_TRUE(Cli::pairingHindrances(actions, "ana").isEmpty());
+    actions.setAccessObstacles(
+        {CompanionCore::Obstacle::firewallBlocksSsh, CompanionCore::Obstacle::noDnsSdDaemon});
+    const QStringList hindrances = Cli::pairingHindrances(actions, "ana");
+    ASSERT_EQ(hindrances.size(), 1) << "only what hinders finding the session";
+    EXPECT_EQ(hindrances.front(), Companion::KeyDoctor::describe(CompanionCore::Obstacle::noDnsSdDaemon,
+                                                                 Companion::Wording::linuxSystem));
+    EXPECT_TRUE(hindrances.front().contains(QStringLiteral("instala y arranca avahi-daemon")))
+        << hindrances.front().toStdString();
+}
+
+TEST_F(PairCommandTest, VerboseAlsoWritesTheLogLinesToStandardError) {
+    CliSession session(cli, isolated({"--expiry", "1", "--verbose"}));
+    EXPECT_EQ(session.waitForExit(), Cli::Exit::refused);
+    const std::string errors = session.errors();
+    EXPECT_NE(errors.find("Z listening on "), std::string::npos) << errors;
+    EXPECT_NE(errors.find("Z listener stopped\n"), std::string::npos) << errors;
+    for (const auto& line : session.lines()) {
+        EXPECT_EQ(line.find("listening on"), std::string::npos) << line;
+    }
+}
+
+TEST_F(PairCommandTest, TheJsonWaitingStateAlsoNamesTheAddresses) {
+    CliSession session(cli, isolated({"--json"}));
+    const auto waiting = session.waitForJson("state", "waiting");
+    ASSERT_TRUE(waiting.has_value()) << session.errors();
+    EXPECT_TRUE(waiting->value("hosts").isArray());
+    EXPECT_FALSE(waiting->value("hosts").toArray().isEmpty());
+    EXPECT_TRUE(waiting->contains("code"));
+    ::kill(static_cast<pid_t>(session.processId()), SIGINT);
+    EXPECT_EQ(session.waitForExit(), Cli::Exit::interrupted);
 }
 
 TEST_F(PairCommandTest, WritesOneJsonObjectPerLineWithJson) {
@@ -265,11 +363,14 @@ TEST_F(PairCommandTest, AKeyThatCannotBeWrittenTellsAPersonToFixItAndStartAgain)
                           TestSupport::pairingRequest(digits, TestSupport::sampleEd25519Key, "Ana's phone"));
     EXPECT_EQ(session.waitForExit(), Cli::Exit::refused);
     const auto& lines = session.lines();
-    EXPECT_NE(std::find_if(lines.begin(), lines.end(),
-                           [](const std::string& line) {
-                               return line.starts_with("Pairing failed: could not write authorized_keys: ");
-                           }),
-              lines.end());
+    // The failure is wrapped to the terminal: read the lines as one paragraph.
+    std::string paragraph;
+    for (const auto& line : lines) {
+        paragraph += line + " ";
+        EXPECT_LE(QString::fromStdString(line).size(), Cli::terminalColumns) << line;
+    }
+    EXPECT_NE(paragraph.find("Pairing failed: could not write authorized_keys: "), std::string::npos)
+        << paragraph;
     EXPECT_NE(std::find_if(lines.begin(), lines.end(),
                            [](const std::string& line) { return line.starts_with("The code is used up."); }),
               lines.end());
@@ -399,8 +500,12 @@ TEST_F(PairCommandTest, ALogFileOfAnotherAccountGetsNoCodeAndTheUserIsWarnedInTh
         arguments[arguments.indexOf("--log-file") + 1] = logPath;
         const auto session = TestSupport::runProgram(cli, arguments, 60000, language.environment);
         EXPECT_EQ(session.exitCode, Cli::Exit::refused) << session.output;
-        const auto lines = linesOf(session.output);
-        EXPECT_EQ(std::count(lines.begin(), lines.end(), language.warning), 1) << session.output;
+        // The warning is wrapped to the terminal: read the output as one paragraph.
+        EXPECT_EQ(QString::fromStdString(session.output)
+                      .simplified()
+                      .count(QString::fromStdString(language.warning)),
+                  1)
+            << session.output;
         const QRegularExpressionMatch code =
             QRegularExpression(": (\\d{3}) (\\d{3})$", QRegularExpression::MultilineOption)
                 .match(QString::fromStdString(session.output));

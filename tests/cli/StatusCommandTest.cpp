@@ -1,5 +1,6 @@
 #include "cli/StatusCommand.h"
 #include "Companion/CompanionModel.h"
+#include "Companion/PlatformWords.h"
 #include "Companion/Translations.h"
 #include "Companion/linux/LinuxSystemActions.h"
 #include "cli/CommandLine.h"
@@ -23,8 +24,8 @@ using TestSupport::writeScript;
 namespace {
 
 /// The table and the JSON of what `model` has found.
-QString tableOf(const Companion::CompanionModel& model) {
-    return Cli::statusTable(model.checks(), model.readiness());
+QString tableOf(const Companion::CompanionModel& model, Companion::SystemActions& actions) {
+    return Cli::statusTable(model.checks(), model.readiness(), actions, Cli::TerminalStyle{.symbols = true});
 }
 
 QJsonObject jsonOf(const Companion::CompanionModel& model) {
@@ -49,29 +50,55 @@ protected:
 TEST_F(StatusCommandTest, TheTableShowsEachCheckAsThePanelDoes) {
     m_actions->setRemoteLoginOn(true);
     writeScript(m_tools / "tmux", "exit 0");
-    const auto table = tableOf(*model());
+    const auto table = tableOf(*model(), *m_actions);
     const auto tmux = QString::fromStdString((m_tools / "tmux").string());
     EXPECT_EQ(table.toStdString(),
               QStringLiteral("Inicio de sesión remoto (SSH)  ✓ activado\n"
                              "mosh-server                    ✗ no instalado\n"
+                             "                                 [Instalar con Homebrew] brew install mosh\n"
                              "tmux                           ✓ %1\n"
                              "Drozak                         ✗ no instalado · fuera de casa hace falta\n"
+                             "                                 [Descargar Drozak]\n"
                              "Direcciones                      studio.local, 192.168.1.5\n"
                              "Dirección de malla               ninguna\n")
                   .arg(tmux)
                   .toStdString());
 }
 
+TEST_F(StatusCommandTest, EachFailedRowGivesThePanelsButtonAndDoctorsRemedy) {
+    m_actions->setWording(Companion::Wording::linuxSystem);
+    const auto table = tableOf(*model(), *m_actions);
+    const auto checks = model()->checks();
+    const auto ssh = std::find_if(checks.begin(), checks.end(), [](const Companion::ReadinessCheck& check) {
+        return check.item == Companion::ReadinessCheck::Item::sshServer;
+    });
+    ASSERT_NE(ssh, checks.end());
+    ASSERT_FALSE(ssh->ok);
+    ASSERT_TRUE(ssh->actionTitle.has_value());
+    // The button's words, then doctor's, wrapped under the detail.
+    QString button = *ssh->actionTitle;
+    button.remove(u'…');
+    const QString remedy = QStringLiteral("[") + button + QStringLiteral("] ") +
+                           Companion::PlatformWords::noSshServer(Companion::Wording::linuxSystem);
+    const QStringList lines = table.split(u'\n');
+    ASSERT_GE(lines.size(), 3);
+    EXPECT_TRUE(lines.at(0).contains(QStringLiteral("✗"))) << table.toStdString();
+    EXPECT_EQ((lines.at(1) + QStringLiteral(" ") + lines.at(2)).simplified(), remedy) << table.toStdString();
+    for (const QString& line : lines) {
+        EXPECT_LE(line.size(), Cli::terminalColumns - 1) << line.toStdString();
+    }
+}
+
 TEST_F(StatusCommandTest, TheRelayRowFollowsTheRelayState) {
     writeScript(m_tools / "drozak",
                 "echo '{\"connected\": false, \"state_detail\": \"Necesita iniciar sesión\"}'");
-    EXPECT_TRUE(tableOf(*model()).contains(
-        QStringLiteral("Drozak                         ✗ Necesita iniciar sesión\n")));
+    EXPECT_TRUE(tableOf(*model(), *m_actions)
+                    .contains(QStringLiteral("Drozak                         ✗ Necesita iniciar sesión\n")));
     writeScript(m_tools / "drozak", "echo '{\"connected\": false, \"state_detail\": \"\"}'");
-    EXPECT_TRUE(tableOf(*model()).contains(QStringLiteral("✗ instalado, sin conexión\n")));
+    EXPECT_TRUE(tableOf(*model(), *m_actions).contains(QStringLiteral("✗ instalado, sin conexión\n")));
     writeScript(m_tools / "drozak",
                 "echo '{\"connected\": true, \"ip\": \"100.101.2.3\", \"relay_connected\": true}'");
-    const auto table = tableOf(*model());
+    const auto table = tableOf(*model(), *m_actions);
     EXPECT_TRUE(table.contains(QStringLiteral("✓ conectado · 100.101.2.3 · por relé\n")));
     EXPECT_TRUE(table.contains(QStringLiteral("Dirección de malla               100.101.2.3\n")));
 }
@@ -123,10 +150,10 @@ TEST_F(StatusCommandTest, OnLinuxTheTableNamesNoOtherSystemInSpanishOrEnglish) {
         std::make_shared<Companion::QtProcessRunner>(), std::move(options));
     const auto model = TestSupport::refreshedModel(actions, m_tools.path());
 
-    const QString spanish = tableOf(*model);
+    const QString spanish = tableOf(*model, *actions);
     ASSERT_TRUE(Companion::Translations::install(*QCoreApplication::instance(),
                                                  QLocale(QLocale::English, QLocale::UnitedStates)));
-    const QString english = tableOf(*model);
+    const QString english = tableOf(*model, *actions);
     Companion::Translations::install(*QCoreApplication::instance(), QLocale::c());
 
     EXPECT_TRUE(spanish.startsWith(QStringLiteral("Servidor SSH        ✗ desactivado\n")))

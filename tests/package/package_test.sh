@@ -46,6 +46,9 @@ expected=(
     /usr/share/man/man1/nuvexa-companion-cli-status.1.gz
     /usr/share/man/man1/nuvexa-companion-cli-devices.1.gz
     /usr/share/man/man1/nuvexa-companion-cli-doctor.1.gz
+    /usr/share/bash-completion/completions/nuvexa-companion-cli
+    /usr/share/zsh/vendor-completions/_nuvexa-companion-cli
+    /usr/share/fish/vendor_completions.d/nuvexa-companion-cli.fish
     /usr/share/doc/nuvexa-companion/copyright
     /usr/share/doc/nuvexa-companion/changelog.gz
 )
@@ -89,9 +92,26 @@ status_exit=0
 [ "$status_exit" -le 1 ] || fail "nuvexa-companion-cli status --json exited with $status_exit"
 grep -Eq '^\{.*"ready":(true|false).*\}$' "$work/status.json" \
     || fail "status --json did not print a JSON object with \"ready\""
-(cd / && PATH=/usr/bin:/bin nuvexa-companion-cli pair --help) > "$work/help.txt" || fail "pair --help failed"
+(cd / && LC_ALL=en_US.UTF-8 LANGUAGE= PATH=/usr/bin:/bin nuvexa-companion-cli pair --help) > "$work/help.txt" \
+    || fail "pair --help failed"
 head -n 1 "$work/help.txt" | grep -q '^Usage: nuvexa-companion-cli pair ' || fail "pair --help does not name the program"
 echo "package test: both commands run from PATH"
+
+# The installed bash completion completes the commands, as bash-completion would load it.
+completions=$(bash -c 'source /usr/share/bash-completion/completions/nuvexa-companion-cli
+    complete -p nuvexa-companion-cli
+    COMP_WORDS=(nuvexa-companion-cli st); COMP_CWORD=1; _nuvexa_companion_cli; echo "${COMPREPLY[@]}"')
+[[ "$completions" == *"complete -F _nuvexa_companion_cli nuvexa-companion-cli"* ]] \
+    || fail "the bash completion does not complete nuvexa-companion-cli"
+[[ "$completions" == *$'\n'status ]] || fail "the bash completion does not complete the commands"
+if command -v zsh > /dev/null; then
+    zsh -n /usr/share/zsh/vendor-completions/_nuvexa-companion-cli || fail "the zsh completion does not parse"
+fi
+if command -v fish > /dev/null; then
+    fish --no-execute /usr/share/fish/vendor_completions.d/nuvexa-companion-cli.fish \
+        || fail "the fish completion does not parse"
+fi
+echo "package test: the shell completions are installed"
 
 exec_line=$(sed -n 's/^Exec=//p' /usr/share/applications/nuvexa-companion.desktop)
 [ "$exec_line" = "$(sed -n 's/^Exec=//p' /etc/xdg/autostart/nuvexa-companion.desktop)" ] \

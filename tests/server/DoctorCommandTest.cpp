@@ -1,4 +1,5 @@
 #include "CompanionCore/KeyFileSession.h"
+#include "cli/CommandLine.h"
 #include "server/support/SshdScenario.h"
 #include "support/Programs.h"
 
@@ -31,12 +32,21 @@ protected:
                         << "LANGUAGE="
                         << "LANG=" + language;
         }
-        return TestSupport::runProgram("/usr/sbin/runuser",
-                                       QStringList{"-u", testUser, "--", "/usr/bin/env"} + environment +
-                                           QStringList{cli, "doctor", "--port",
-                                                       QString::number(server.port()), "--sshd-config",
-                                                       server.configPath(), "--host", "127.0.0.1"} +
-                                           extra);
+        auto result = TestSupport::runProgram(
+            "/usr/sbin/runuser",
+            QStringList{"-u", testUser, "--", "/usr/bin/env"} + environment +
+                QStringList{cli, "doctor", "--port", QString::number(server.port()), "--sshd-config",
+                            server.configPath(), "--host", "127.0.0.1"} +
+                extra);
+        if (!extra.contains("--json")) {
+            // The report fits the terminal; its sentences are then read as one paragraph, wherever
+            // they were broken.
+            for (const QString& line : QString::fromStdString(result.output).split(u'\n')) {
+                EXPECT_LE(line.size(), Cli::terminalColumns) << line.toStdString();
+            }
+            result.output = QString::fromStdString(result.output).simplified().toStdString();
+        }
+        return result;
     }
 
     static QJsonObject json(const TestSupport::ProgramResult& result) {

@@ -130,6 +130,14 @@ public:
         std::lock_guard lock(m_mutex);
         return m_addresses;
     }
+    void setAccessObstacles(std::vector<CompanionCore::Obstacle> obstacles) {
+        std::lock_guard lock(m_mutex);
+        m_obstacles = std::move(obstacles);
+    }
+    std::vector<CompanionCore::Obstacle> accessObstacles(const std::string&) override {
+        std::lock_guard lock(m_mutex);
+        return m_obstacles;
+    }
 
 private:
     mutable std::mutex m_mutex;
@@ -137,6 +145,7 @@ private:
     bool m_remoteLogin = false;
     bool m_sshServerInstalled = true;
     std::vector<std::string> m_addresses;
+    std::vector<CompanionCore::Obstacle> m_obstacles;
     std::optional<std::string> m_remoteLoginAnswer;
     std::optional<std::string> m_installPrefix = std::string("brew install");
     std::optional<std::string> m_terminalAnswer;
