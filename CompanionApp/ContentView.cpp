@@ -3,7 +3,9 @@
 #include "CompanionApp/CheckRow.h"
 #include "CompanionApp/PairedPhonesSection.h"
 #include "CompanionApp/PairingSection.h"
+#include "CompanionApp/PanelAccessibility.h"
 #include "CompanionApp/PanelStyle.h"
+#include "CompanionApp/RevokeConfirmation.h"
 #include "CompanionApp/Switch.h"
 #include "CompanionApp/Translations.h"
 #include "CompanionApp/WatchRow.h"
@@ -13,13 +15,13 @@
 #include "CompanionCore/Tools.h"
 #include "CompanionCore/server/EventLog.h"
 
+#include <QAccessible>
 #include <QCoreApplication>
 #include <QDesktopServices>
 #include <QEvent>
 #include <QFrame>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QMessageBox>
 #include <QPainter>
 #include <QPushButton>
 #include <QSignalBlocker>
@@ -37,7 +39,7 @@ QString fromStd(const std::string& text) {
     return QString::fromStdString(text);
 }
 
-ContentView::Options completed(ContentView::Options options) {
+ContentView::Options completed(ContentView::Options options, QWidget* panel) {
     if (!options.openUrl) {
         options.openUrl = [](const QUrl& url) { return QDesktopServices::openUrl(url); };
     }
@@ -45,40 +47,8 @@ ContentView::Options completed(ContentView::Options options) {
         options.quit = [] { QCoreApplication::quit(); };
     }
     if (!options.confirmRevoke) {
-        options.confirmRevoke = [](const QString& phone,
-                                   const QStringList& otherLines) -> std::optional<Companion::RevokeScope> {
-            const QString text =
-                otherLines.isEmpty()
-                    ? Translations::fill(ContentView::tr("¿Revocar «%@»? Ya no podrá iniciar sesión en "
-                                                         "este ordenador."),
-                                         {phone})
-                    : Translations::fill(
-                          ContentView::tr("¿Revocar «%@»? Su llave también está en otras líneas "
-                                          "del archivo:\n%@\nSi no las quitas, podrá seguir "
-                                          "iniciando sesión en este ordenador."),
-                          {phone, otherLines.join(u'\n')});
-            QMessageBox question(QMessageBox::Question, ContentView::tr("Revocar…"), text,
-                                 QMessageBox::NoButton);
-            // Names and lines come from the key file: shown as they are, never as markup.
-            question.setTextFormat(Qt::PlainText);
-            QPushButton* everyLine = nullptr;
-            QPushButton* phoneLines = nullptr;
-            if (otherLines.isEmpty()) {
-                phoneLines = question.addButton(ContentView::tr("Revocar"), QMessageBox::DestructiveRole);
-            } else {
-                everyLine =
-                    question.addButton(ContentView::tr("Revocar y quitarlas"), QMessageBox::DestructiveRole);
-                phoneLines = question.addButton(ContentView::tr("Solo su línea"), QMessageBox::ActionRole);
-            }
-            question.addButton(ContentView::tr("Cancelar"), QMessageBox::RejectRole);
-            question.exec();
-            if (everyLine && question.clickedButton() == everyLine) {
-                return Companion::RevokeScope::everyLine;
-            }
-            if (question.clickedButton() == phoneLines) {
-                return Companion::RevokeScope::phoneLines;
-            }
-            return std::nullopt;
+        options.confirmRevoke = [panel](const QString& phone, const QStringList& otherLines) {
+            return RevokeConfirmation::ask(panel, phone, otherLines);
         };
     }
     return options;
@@ -99,7 +69,8 @@ ContentView::ContentView(Companion::CompanionModel& model, QWidget* parent)
 ContentView::ContentView(Companion::CompanionModel& model, Options options, QWidget* parent)
     : QWidget(parent)
     , m_model(model)
-    , m_options(completed(std::move(options))) {
+    , m_options(completed(std::move(options), this)) {
+    PanelAccessibility::install();
     setObjectName(QStringLiteral("panel"));
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(PanelStyle::padding, PanelStyle::padding, PanelStyle::padding,
@@ -270,6 +241,7 @@ void ContentView::render() {
 
 void ContentView::renderHeader() {
     m_title->setText(tr("nuvexa Companion"));
+    PanelAccessibility::setName(*this, m_title->text());
     //: computer name and user
     m_computerLine->setText(Translations::fill(
         tr("%@ · usuario %@"), {fromStd(m_model.host().computerName()), fromStd(m_model.host().userName())}));
@@ -374,6 +346,22 @@ void ContentView::showEvent(QShowEvent* event) {
     // The checks are current whenever the user looks.
     m_model.refresh();
     render();
+    if (isWindow()) {
+        announceOpening();
+    }
+}
+
+void ContentView::announceOpening() {
+    // A popup opens without the window system's activation: the panel takes the keyboard focus itself
+    // (Tab then leads to its first control), and says it is the active window, so a screen reader
+    // announces it by name.
+    if (focusWidget() == nullptr || !focusWidget()->isVisible()) {
+        setFocus(Qt::PopupFocusReason);
+    }
+    QAccessible::State activated;
+    activated.active = true;
+    QAccessibleStateChangeEvent event(this, activated);
+    QAccessible::updateAccessibility(&event);
 }
 
 void ContentView::paintEvent(QPaintEvent* event) {

@@ -47,7 +47,7 @@ public:
         std::function<void()> quit;
         /// Asks whether to revoke the phone so named, showing the other lines that hold its key
         /// ("línea 2: …"; none in the usual case). Answers how much to remove, or nothing to
-        /// cancel; a dialog by default.
+        /// cancel; a dialog over the panel by default.
         std::function<std::optional<Companion::RevokeScope>(const QString& phone,
                                                             const QStringList& otherLines)>
             confirmRevoke;
@@ -92,6 +92,7 @@ private:
     void renderHeader();
     void renderChecks();
     void fitHeight();
+    void announceOpening();
 
     Companion::CompanionModel& m_model;
     Options m_options;

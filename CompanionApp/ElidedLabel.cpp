@@ -1,5 +1,7 @@
 #include "CompanionApp/ElidedLabel.h"
 
+#include "CompanionApp/PanelAccessibility.h"
+
 #include <QFontMetrics>
 #include <QPainter>
 
@@ -17,6 +19,8 @@ void ElidedLabel::setText(const QString& text) {
     }
     m_text = text;
     setToolTip(text);
+    // A screen reader reads the whole text, whatever the width shows.
+    PanelAccessibility::setName(*this, text);
     updateGeometry();
     update();
 }

@@ -1,6 +1,8 @@
 #include "CompanionApp/PairedPhonesSection.h"
 
+#include "CompanionApp/PanelAccessibility.h"
 #include "CompanionApp/PanelStyle.h"
+#include "CompanionApp/Translations.h"
 #include "CompanionCore/SshPublicKey.h"
 
 #include <QHBoxLayout>
@@ -82,6 +84,11 @@ void PairedPhonesSection::render(const std::vector<CompanionCore::PairedDevice>&
         auto* button = PanelStyle::makeSmallButton(row);
         button->setObjectName(QStringLiteral("revokeButton"));
         button->setText(tr("Revocar…"));
+        // The buttons look alike; each says whose access it takes away.
+        const QString revokeName =
+            Translations::fill(tr("Revocar «%@»…"), {QString::fromStdString(phone.name)});
+        PanelAccessibility::setName(*button, revokeName);
+        button->setToolTip(revokeName);
         connect(button, &QPushButton::clicked, this, [this, phone] { emit revokeRequested(phone); });
         rowLayout->addWidget(button);
         m_rowLayout->addWidget(row);

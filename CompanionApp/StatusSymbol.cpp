@@ -1,6 +1,9 @@
 #include "CompanionApp/StatusSymbol.h"
 
+#include "CompanionApp/PanelAccessibility.h"
 #include "CompanionApp/PanelStyle.h"
+
+#include <QEvent>
 
 #include <QPainter>
 #include <QPainterPath>
@@ -62,6 +65,30 @@ StatusSymbol::StatusSymbol(Symbol symbol, QColor colour, QWidget* parent)
     , m_colour(std::move(colour)) {
     setFixedSize(sizeHint());
     setAttribute(Qt::WA_TranslucentBackground);
+    PanelAccessibility::setName(*this, spokenName(m_symbol));
+}
+
+QString StatusSymbol::spokenName(Symbol symbol) {
+    switch (symbol) {
+    case Symbol::checkmarkCircleFill:
+        return tr("Listo");
+    case Symbol::xmarkCircle:
+        return tr("Pendiente");
+    case Symbol::radioWaves:
+        return tr("Visible en la red local");
+    case Symbol::hourglass:
+        return tr("En espera");
+    case Symbol::checkmarkSealFill:
+        return tr("Emparejamiento completado");
+    }
+    return {};
+}
+
+void StatusSymbol::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::LanguageChange) {
+        PanelAccessibility::setName(*this, spokenName(m_symbol));
+    }
 }
 
 void StatusSymbol::setSymbol(Symbol symbol, QColor colour) {
@@ -70,6 +97,7 @@ void StatusSymbol::setSymbol(Symbol symbol, QColor colour) {
     }
     m_symbol = symbol;
     m_colour = std::move(colour);
+    PanelAccessibility::setName(*this, spokenName(m_symbol));
     update();
 }
 

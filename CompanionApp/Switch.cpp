@@ -2,6 +2,7 @@
 
 #include "CompanionApp/PanelStyle.h"
 
+#include <QKeyEvent>
 #include <QPainter>
 
 namespace CompanionApp {
@@ -44,6 +45,18 @@ QRectF Switch::trackRect() const {
 
 bool Switch::hitButton(const QPoint& position) const {
     return rect().contains(position);
+}
+
+void Switch::keyPressEvent(QKeyEvent* event) {
+    // A switch is not a push button: nothing else in the panel waits for Return while it has focus.
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
+        if (!event->isAutoRepeat()) {
+            click();
+        }
+        event->accept();
+        return;
+    }
+    QAbstractButton::keyPressEvent(event);
 }
 
 void Switch::paintEvent(QPaintEvent*) {

@@ -2,6 +2,31 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en" sourcelanguage="es">
 <context>
+    <name>CommandLine</name>
+    <message>
+        <source>argumento inesperado %@</source>
+        <translation>unexpected argument %@</translation>
+    </message>
+</context>
+<context>
+    <name>CompanionApp::BusyIndicator</name>
+    <message>
+        <source>Trabajando…</source>
+        <translation>Working…</translation>
+    </message>
+</context>
+<context>
+    <name>CompanionApp::CheckRow</name>
+    <message>
+        <source>%@: listo</source>
+        <translation>%@: ready</translation>
+    </message>
+    <message>
+        <source>%@: pendiente</source>
+        <translation>%@: not ready</translation>
+    </message>
+</context>
+<context>
     <name>CompanionApp::ContentView</name>
     <message>
         <source>Actualizar</source>
@@ -25,38 +50,6 @@
         <translation>%@ · user %@</translation>
     </message>
     <message>
-        <source>Revocar…</source>
-        <translation>Revoke…</translation>
-    </message>
-    <message>
-        <source>¿Revocar «%@»? Ya no podrá iniciar sesión en este ordenador.</source>
-        <translation>Revoke “%@”? It will no longer be able to log in to this computer.</translation>
-    </message>
-    <message>
-        <source>Revocar</source>
-        <translation>Revoke</translation>
-    </message>
-    <message>
-        <source>Cancelar</source>
-        <translation>Cancel</translation>
-    </message>
-    <message>
-        <source>¿Revocar «%@»? Su llave también está en otras líneas del archivo:
-%@
-Si no las quitas, podrá seguir iniciando sesión en este ordenador.</source>
-        <translation>Revoke “%@”? Its key is also on other lines of the file:
-%@
-Unless you remove them, it can still log in to this computer.</translation>
-    </message>
-    <message>
-        <source>Revocar y quitarlas</source>
-        <translation>Revoke and remove them</translation>
-    </message>
-    <message>
-        <source>Solo su línea</source>
-        <translation>Only its line</translation>
-    </message>
-    <message>
         <source>línea %d: %@</source>
         <translation>line %d: %@</translation>
     </message>
@@ -75,6 +68,10 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>Revocar…</source>
         <translation>Revoke…</translation>
+    </message>
+    <message>
+        <source>Revocar «%@»…</source>
+        <translation>Revoke “%@”…</translation>
     </message>
 </context>
 <context>
@@ -115,6 +112,72 @@ Unless you remove them, it can still log in to this computer.</translation>
         <source>Emparejar otro</source>
         <translation>Pair another</translation>
     </message>
+    <message>
+        <source>Para emparejar, activa antes el inicio de sesión remoto (SSH), más arriba.</source>
+        <translation>To pair, first turn on remote login (SSH), above.</translation>
+    </message>
+</context>
+<context>
+    <name>CompanionApp::RevokeConfirmation</name>
+    <message>
+        <source>¿Revocar «%@»? Ya no podrá iniciar sesión en este ordenador.</source>
+        <translation>Revoke “%@”? It will no longer be able to log in to this computer.</translation>
+    </message>
+    <message>
+        <source>¿Revocar «%@»? Su llave también está en otras líneas del archivo:
+%@
+Si no las quitas, podrá seguir iniciando sesión en este ordenador.</source>
+        <translation>Revoke “%@”? Its key is also on other lines of the file:
+%@
+Unless you remove them, it can still log in to this computer.</translation>
+    </message>
+    <message>
+        <source>¿Quitar el acceso de «%@» a este ordenador?</source>
+        <translation>Remove the access of “%@” to this computer?</translation>
+    </message>
+    <message>
+        <source>Su llave se quitará de ~/.ssh/authorized_keys. Para volver a conectar desde ese teléfono habrá que emparejarlo de nuevo.</source>
+        <translation>Its key will be removed from ~/.ssh/authorized_keys. To connect from that phone again, pair it again.</translation>
+    </message>
+    <message>
+        <source>Revocar</source>
+        <translation>Revoke</translation>
+    </message>
+    <message>
+        <source>Revocar y quitarlas</source>
+        <translation>Revoke and remove them</translation>
+    </message>
+    <message>
+        <source>Solo su línea</source>
+        <translation>Only its line</translation>
+    </message>
+    <message>
+        <source>Cancelar</source>
+        <translation>Cancel</translation>
+    </message>
+</context>
+<context>
+    <name>CompanionApp::StatusSymbol</name>
+    <message>
+        <source>Listo</source>
+        <translation>Ready</translation>
+    </message>
+    <message>
+        <source>Pendiente</source>
+        <translation>Not ready</translation>
+    </message>
+    <message>
+        <source>Visible en la red local</source>
+        <translation>Visible on the local network</translation>
+    </message>
+    <message>
+        <source>En espera</source>
+        <translation>Waiting</translation>
+    </message>
+    <message>
+        <source>Emparejamiento completado</source>
+        <translation>Pairing complete</translation>
+    </message>
 </context>
 <context>
     <name>CompanionApp::WatchRow</name>
@@ -141,13 +204,6 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>Sin permiso de notificaciones: el aviso solo se verá aquí.</source>
         <translation>Notifications are not allowed: the alert will only show here.</translation>
-    </message>
-</context>
-<context>
-    <name>CommandLine</name>
-    <message>
-        <source>argumento inesperado %@</source>
-        <translation>unexpected argument %@</translation>
     </message>
 </context>
 <context>
@@ -459,6 +515,32 @@ Unless you remove them, it can still log in to this computer.</translation>
     </message>
 </context>
 <context>
+    <name>PairingFailureText</name>
+    <message>
+        <source>%@ es de %@, no de %@, la cuenta con la que entraría el teléfono</source>
+        <extracomment>a file or folder, the account it belongs to, the account the phone would log in to</extracomment>
+        <translation>%@ belongs to %@, not to %@, the account the phone would log in to</translation>
+    </message>
+    <message>
+        <source>no hay ningún puerto libre</source>
+        <translation>no free port</translation>
+    </message>
+    <message>
+        <source>no se pueden recibir conexiones del teléfono: %@</source>
+        <extracomment>the system&apos;s error message</extracomment>
+        <translation>cannot accept connections from the phone: %@</translation>
+    </message>
+    <message>
+        <source>demasiados códigos incorrectos</source>
+        <translation>too many wrong codes</translation>
+    </message>
+    <message>
+        <source>no se ha podido escribir authorized_keys: %@</source>
+        <extracomment>the system&apos;s error message</extracomment>
+        <translation>could not write authorized_keys: %@</translation>
+    </message>
+</context>
+<context>
     <name>PlatformWords</name>
     <message>
         <source>Solo direcciones de casa. Fuera de casa hace falta Drozak o Tailscale en el Mac y en el iPhone; entonces aparecerá aquí la dirección de malla.</source>
@@ -689,32 +771,6 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>nuvexa</source>
         <translation>nuvexa</translation>
-    </message>
-</context>
-<context>
-    <name>PairingFailureText</name>
-    <message>
-        <source>%@ es de %@, no de %@, la cuenta con la que entraría el teléfono</source>
-        <extracomment>a file or folder, the account it belongs to, the account the phone would log in to</extracomment>
-        <translation>%@ belongs to %@, not to %@, the account the phone would log in to</translation>
-    </message>
-    <message>
-        <source>no hay ningún puerto libre</source>
-        <translation>no free port</translation>
-    </message>
-    <message>
-        <source>no se pueden recibir conexiones del teléfono: %@</source>
-        <extracomment>the system&apos;s error message</extracomment>
-        <translation>cannot accept connections from the phone: %@</translation>
-    </message>
-    <message>
-        <source>demasiados códigos incorrectos</source>
-        <translation>too many wrong codes</translation>
-    </message>
-    <message>
-        <source>no se ha podido escribir authorized_keys: %@</source>
-        <extracomment>the system&apos;s error message</extracomment>
-        <translation>could not write authorized_keys: %@</translation>
     </message>
 </context>
 </TS>
