@@ -188,18 +188,20 @@ void ContentView::connectObserved() {
             [this](bool on) { m_model.tmuxNotifier().setEnabled(on); });
     connect(m_pairingSection, &PairingSection::startRequested, this, [this] { m_model.pairing().start(); });
     connect(m_pairingSection, &PairingSection::stopRequested, this, [this] { m_model.pairing().stop(); });
-    connect(
-        m_pairedPhones, &PairedPhonesSection::revokeRequested, this,
-        [this](const CompanionCore::PairedDevice& phone) {
-            QStringList otherLines;
-            for (const auto& line : m_model.otherLinesHolding(phone)) {
-                otherLines << Translations::fill(tr("línea %d: %@"), {QString::number(line.lineNumber),
-                                                                      QString::fromStdString(line.excerpt)});
-            }
-            if (const auto scope = m_options.confirmRevoke(QString::fromStdString(phone.name), otherLines)) {
-                m_model.revoke(phone, *scope);
-            }
-        });
+    connect(m_pairedPhones, &PairedPhonesSection::revokeRequested, this,
+            [this](const CompanionCore::PairedDevice& phone) {
+                QStringList otherLines;
+                for (const auto& line : m_model.otherLinesHolding(phone)) {
+                    otherLines << Translations::fill(
+                        tr("línea %d: %@"),
+                        {QString::number(line.lineNumber), QString::fromStdString(line.excerpt)});
+                }
+                const auto scope = keptOpenWhileAsking(
+                    [&] { return m_options.confirmRevoke(QString::fromStdString(phone.name), otherLines); });
+                if (scope) {
+                    m_model.revoke(phone, *scope);
+                }
+            });
     connect(m_refreshButton, &QPushButton::clicked, this, [this] { m_model.refresh(); });
     connect(m_logButton, &QPushButton::clicked, this, [this] {
         const auto file = m_model.pairing().logFile();
@@ -349,6 +351,26 @@ void ContentView::showEvent(QShowEvent* event) {
     if (isWindow()) {
         announceOpening();
     }
+}
+
+std::optional<Companion::RevokeScope>
+ContentView::keptOpenWhileAsking(const std::function<std::optional<Companion::RevokeScope>()>& ask) {
+    // Qt closes every popup when a modal dialog appears: for as long as the question is asked, the
+    // panel stays where it is as a plain frameless window, and drops as a popup again afterwards.
+    const bool popup = windowType() == Qt::Popup && isVisible();
+    const QPoint position = pos();
+    if (popup) {
+        setWindowFlags(Qt::Tool | Qt::FramelessWindowHint);
+        move(position);
+        show();
+    }
+    const auto answer = ask();
+    if (popup) {
+        setWindowFlags(Qt::Popup);
+        move(position);
+        show();
+    }
+    return answer;
 }
 
 void ContentView::announceOpening() {

@@ -93,6 +93,8 @@ private:
     void renderChecks();
     void fitHeight();
     void announceOpening();
+    std::optional<Companion::RevokeScope>
+    keptOpenWhileAsking(const std::function<std::optional<Companion::RevokeScope>()>& ask);
 
     Companion::CompanionModel& m_model;
     Options m_options;

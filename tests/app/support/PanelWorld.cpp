@@ -103,6 +103,9 @@ CompanionApp::ContentView::Options PanelWorld::panelOptions() {
         return true;
     };
     options.quit = [this] { ++quits; };
+    if (realRevokeDialog) {
+        return options;
+    }
     options.confirmRevoke = [this](const QString& phone,
                                    const QStringList& otherLines) -> std::optional<Companion::RevokeScope> {
         revokeQuestions.push_back(phone);

@@ -170,6 +170,8 @@ public:
     /// hold the key too), the phones it named and the other lines it showed for each.
     bool confirmRevoke = true;
     bool revokeEveryLine = false;
+    /// The panel asks with its own dialog instead, and none of the above is recorded.
+    bool realRevokeDialog = false;
     std::vector<QString> revokeQuestions;
     std::vector<QStringList> revokeOtherLines;
 
