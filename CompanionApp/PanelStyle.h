@@ -46,8 +46,23 @@ enum class Tone {
     warning,
 };
 
-/// The colour of `tone` on `palette`; the signal colours are brighter on a dark palette.
+/// Least contrast of text against its background, and of a control's parts (WCAG AA).
+inline constexpr qreal textContrast = 4.5;
+inline constexpr qreal controlContrast = 3.0;
+
+/// The colour of `tone` on `palette`; the signal colours are brighter on a dark palette, and every
+/// tone reads against the palette's window colour with at least `textContrast`.
 QColor colour(Tone tone, const QPalette& palette);
+/// The track of a switch that is off: the palette's mid tone, darkened or lightened as far as a
+/// control needs against the window colour (`controlContrast`).
+QColor switchTrackOff(const QPalette& palette);
+
+/// The WCAG contrast ratio of `foreground` (composed over `background` when translucent) on
+/// `background`, from 1 to 21.
+qreal contrastRatio(const QColor& foreground, const QColor& background);
+/// `colour`, made darker on a light background or lighter on a dark one until it has `minimum`
+/// contrast against `background`; unchanged when it already has.
+QColor withContrast(const QColor& colour, const QColor& background, qreal minimum);
 
 /// Colours `widget`'s text in `tone` and remembers the tone, so `retone` can follow a new palette.
 void setTone(QWidget& widget, Tone tone);

@@ -76,7 +76,7 @@ void Switch::paintEvent(QPaintEvent*) {
     }
     const qreal radius = trackHeight / 2;
     painter.setPen(Qt::NoPen);
-    painter.setBrush(isChecked() ? colours.color(QPalette::Highlight) : colours.color(QPalette::Mid));
+    painter.setBrush(isChecked() ? colours.color(QPalette::Highlight) : PanelStyle::switchTrackOff(colours));
     painter.drawRoundedRect(track, radius, radius);
 
     const qreal knob = trackHeight - 2 * knobInset;
