@@ -70,7 +70,7 @@ void PairingSection::buildStartView() {
     m_startView = new QWidget(this);
     m_startView->setObjectName(QStringLiteral("startView"));
     auto* layout = viewLayout(m_startView);
-    m_startButton = new QPushButton(m_startView);
+    m_startButton = PanelStyle::makeButton(m_startView);
     m_startButton->setObjectName(QStringLiteral("startButton"));
     layout->addWidget(m_startButton, 0, Qt::AlignLeft);
     m_explanation = PanelStyle::makeCaption(m_startView, Tone::secondary, true);

@@ -4,6 +4,7 @@
 #include <QFontDatabase>
 #include <QLabel>
 #include <QPushButton>
+#include <QStyle>
 #include <QWidget>
 
 #include <algorithm>
@@ -24,6 +25,22 @@ constexpr int darkLightness = 128;
 /// How `withContrast` walks towards black or white: percent per step, and at most this many steps.
 constexpr int contrastStepPercent = 105;
 constexpr int maximumContrastSteps = 60;
+
+/// A push button whose text keeps `buttonTextPadding` from its frame on either side, whatever the
+/// style's own margins (some leave about three pixels).
+class PaddedButton final : public QPushButton {
+public:
+    using QPushButton::QPushButton;
+
+    QSize sizeHint() const override {
+        QSize size = QPushButton::sizeHint();
+        const int frame = style()->pixelMetric(QStyle::PM_DefaultFrameWidth, nullptr, this);
+        const int wanted = fontMetrics().horizontalAdvance(text()) + 2 * (buttonTextPadding + frame);
+        size.setWidth(std::max(size.width(), wanted));
+        return size;
+    }
+    QSize minimumSizeHint() const override { return sizeHint(); }
+};
 
 bool isDark(const QPalette& palette) {
     return palette.color(QPalette::Window).lightness() < darkLightness;
@@ -137,11 +154,15 @@ QLabel* makeCaption(QWidget* parent, Tone tone, bool wraps) {
 }
 
 QPushButton* makeSmallButton(QWidget* parent) {
-    auto* button = new QPushButton(parent);
+    auto* button = new PaddedButton(parent);
     button->setFont(smallControlFont());
     button->setAttribute(Qt::WA_MacSmallSize);
     button->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     return button;
+}
+
+QPushButton* makeButton(QWidget* parent) {
+    return new PaddedButton(parent);
 }
 
 QFont captionFont() {

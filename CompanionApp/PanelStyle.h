@@ -29,6 +29,8 @@ inline constexpr int watchSpacing = 2;
 inline constexpr int detailSpacing = 1;
 /// Side of the status symbols drawn before a row or a label.
 inline constexpr int symbolSize = 16;
+/// Least room between a button's text and each side of its frame.
+inline constexpr int buttonTextPadding = 8;
 /// The pairing code's size in points: big enough to read across a desk.
 inline constexpr qreal codePointSize = 34;
 
@@ -73,8 +75,10 @@ void retone(QWidget& root);
 
 /// A label in the caption font and `tone`; a wrapping one grows downwards as far as its text needs.
 QLabel* makeCaption(QWidget* parent, Tone tone, bool wraps = false);
-/// A button in the small control size.
+/// A button in the small control size, with at least `buttonTextPadding` on each side of its text.
 QPushButton* makeSmallButton(QWidget* parent);
+/// A button in the body text size, padded as the small ones.
+QPushButton* makeButton(QWidget* parent);
 
 /// The small font of details, explanations and notes.
 QFont captionFont();
