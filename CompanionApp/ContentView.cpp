@@ -24,6 +24,7 @@
 #include <QLabel>
 #include <QPainter>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QSignalBlocker>
 #include <QVBoxLayout>
 
@@ -34,6 +35,9 @@ namespace CompanionApp {
 namespace {
 
 using PanelStyle::Tone;
+
+/// The popup's edge, inside the padding.
+constexpr int edgeWidth = 1;
 
 QString fromStd(const std::string& text) {
     return QString::fromStdString(text);
@@ -72,23 +76,38 @@ ContentView::ContentView(Companion::CompanionModel& model, Options options, QWid
     , m_options(completed(std::move(options), this)) {
     PanelAccessibility::install();
     setObjectName(QStringLiteral("panel"));
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(PanelStyle::padding, PanelStyle::padding, PanelStyle::padding,
-                               PanelStyle::padding);
+    // The sections sit in a scroll area, so that a screen too short for them scrolls them instead of
+    // cutting them off; one pixel of the padding is left for the popup's edge.
+    auto* outer = new QVBoxLayout(this);
+    outer->setContentsMargins(edgeWidth, edgeWidth, edgeWidth, edgeWidth);
+    m_scrollArea = new QScrollArea(this);
+    m_scrollArea->setObjectName(QStringLiteral("scrollArea"));
+    m_scrollArea->setFrameShape(QFrame::NoFrame);
+    m_scrollArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_scrollArea->setWidgetResizable(true);
+    m_scrollArea->viewport()->setAutoFillBackground(false);
+    outer->addWidget(m_scrollArea);
+    m_content = new QWidget(m_scrollArea);
+    m_content->setObjectName(QStringLiteral("content"));
+    m_content->setAutoFillBackground(false);
+    auto* layout = new QVBoxLayout(m_content);
+    const int inner = PanelStyle::padding - edgeWidth;
+    layout->setContentsMargins(inner, inner, inner, inner);
     layout->setSpacing(PanelStyle::sectionSpacing);
     layout->addWidget(buildHeader());
     layout->addWidget(divider());
     layout->addWidget(buildChecks());
     layout->addWidget(divider());
-    m_pairingSection = new PairingSection(this);
+    m_pairingSection = new PairingSection(m_content);
     m_pairingSection->setObjectName(QStringLiteral("pairingSection"));
     m_pairingSection->setExpiry(m_model.pairingExpiry());
     layout->addWidget(m_pairingSection);
-    m_pairedPhones = new PairedPhonesSection(this);
+    m_pairedPhones = new PairedPhonesSection(m_content);
     m_pairedPhones->setObjectName(QStringLiteral("pairedPhonesSection"));
     layout->addWidget(m_pairedPhones);
     layout->addWidget(divider());
     layout->addWidget(buildFooter());
+    m_scrollArea->setWidget(m_content);
     setFixedWidth(PanelStyle::contentWidth + 2 * PanelStyle::padding);
 
     connectObserved();
@@ -96,7 +115,7 @@ ContentView::ContentView(Companion::CompanionModel& model, Options options, QWid
 }
 
 QWidget* ContentView::buildHeader() {
-    auto* header = new QWidget(this);
+    auto* header = new QWidget(m_content);
     header->setObjectName(QStringLiteral("header"));
     auto* layout = stack(header, PanelStyle::headerSpacing);
     m_title = new QLabel(header);
@@ -117,7 +136,7 @@ QWidget* ContentView::buildHeader() {
 }
 
 QWidget* ContentView::buildChecks() {
-    auto* checks = new QWidget(this);
+    auto* checks = new QWidget(m_content);
     checks->setObjectName(QStringLiteral("checks"));
     auto* layout = stack(checks, PanelStyle::checksSpacing);
     // The rows themselves follow the model's list of checks.
@@ -138,7 +157,7 @@ QWidget* ContentView::buildChecks() {
 }
 
 QWidget* ContentView::buildFooter() {
-    auto* footer = new QWidget(this);
+    auto* footer = new QWidget(m_content);
     footer->setObjectName(QStringLiteral("footer"));
     auto* layout = new QHBoxLayout(footer);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -156,7 +175,7 @@ QWidget* ContentView::buildFooter() {
 }
 
 QFrame* ContentView::divider() {
-    auto* line = new QFrame(this);
+    auto* line = new QFrame(m_content);
     line->setFrameShape(QFrame::HLine);
     line->setFrameShadow(QFrame::Plain);
     line->setForegroundRole(QPalette::Mid);
@@ -334,13 +353,26 @@ void ContentView::fitHeight() {
             child->updateGeometry();
         }
     }
-    QLayout* panel = layout();
-    panel->invalidate();
-    panel->activate();
+    QLayout* sections = m_content->layout();
+    sections->invalidate();
+    sections->activate();
     // Wrapped notes make the height depend on the fixed width.
-    const int height =
-        panel->hasHeightForWidth() ? panel->totalHeightForWidth(width()) : panel->totalSizeHint().height();
-    setFixedHeight(height);
+    const int contentWidth = width() - 2 * edgeWidth;
+    const int height = (sections->hasHeightForWidth() ? sections->totalHeightForWidth(contentWidth)
+                                                      : sections->totalSizeHint().height()) +
+                       2 * edgeWidth;
+    m_contentHeight = height;
+    const bool scrolls = m_maximumHeight.has_value() && height > *m_maximumHeight;
+    m_scrollArea->setVerticalScrollBarPolicy(scrolls ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff);
+    setFixedHeight(scrolls ? *m_maximumHeight : height);
+}
+
+void ContentView::setMaximumPanelHeight(std::optional<int> height) {
+    if (height == m_maximumHeight) {
+        return;
+    }
+    m_maximumHeight = height;
+    fitHeight();
 }
 
 void ContentView::showEvent(QShowEvent* event) {

@@ -16,6 +16,7 @@
 class QFrame;
 class QLabel;
 class QPushButton;
+class QScrollArea;
 class QVBoxLayout;
 
 namespace Companion {
@@ -76,6 +77,15 @@ public:
     QPushButton& refreshButton() const { return *m_refreshButton; }
     QPushButton& logButton() const { return *m_logButton; }
     QPushButton& quitButton() const { return *m_quitButton; }
+    /// Holds the sections; it scrolls them when the panel may not be as tall as they are.
+    QScrollArea& scrollArea() const { return *m_scrollArea; }
+
+    /// The panel grows with its content up to `height` (the room the screen leaves), and scrolls
+    /// beyond; without a limit it is always as tall as its content.
+    void setMaximumPanelHeight(std::optional<int> height);
+    std::optional<int> maximumPanelHeight() const { return m_maximumHeight; }
+    /// The height the panel's content asks for, which it has unless that exceeds the maximum.
+    int contentHeight() const { return m_contentHeight; }
 
 protected:
     void showEvent(QShowEvent* event) override;
@@ -99,6 +109,10 @@ private:
     Companion::CompanionModel& m_model;
     Options m_options;
 
+    QScrollArea* m_scrollArea = nullptr;
+    QWidget* m_content = nullptr;
+    std::optional<int> m_maximumHeight;
+    int m_contentHeight = 0;
     QLabel* m_title = nullptr;
     QLabel* m_computerLine = nullptr;
     QWidget* m_addresses = nullptr;

@@ -11,6 +11,7 @@
 #include <QLabel>
 #include <QLayout>
 #include <QPixmap>
+#include <QScrollArea>
 #include <QStringList>
 
 #include <gtest/gtest.h>
@@ -102,6 +103,10 @@ void collect(QWidget& widget, QWidget& root, QStringList& out) {
     }
     if (QLayout* layout = widget.layout()) {
         collect(*layout, root, out);
+    }
+    // What a scroll area holds is its widget, outside any layout.
+    if (auto* scrolled = qobject_cast<QScrollArea*>(&widget); scrolled != nullptr && scrolled->widget()) {
+        collect(*scrolled->widget(), root, out);
     }
 }
 
