@@ -110,6 +110,15 @@ void MenuBarApp::togglePanel() {
     showPanel();
 }
 
+void MenuBarApp::openPanel() {
+    if (m_panel->isVisible()) {
+        m_panel->raise();
+        m_panel->activateWindow();
+        return;
+    }
+    showPanel();
+}
+
 void MenuBarApp::showPanel() {
     switch (m_windowing) {
     case PanelWindowing::anchoredPopup:

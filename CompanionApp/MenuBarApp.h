@@ -55,6 +55,8 @@ public:
     /// Drops the panel under (or above) the icon, or where the compositor places it on Wayland; closes
     /// it when it is open.
     void togglePanel();
+    /// Shows the panel, or brings it forward when it is open already.
+    void openPanel();
     /// How the panel is shown on this platform.
     PanelWindowing windowing() const { return m_windowing; }
 
