@@ -3,6 +3,7 @@
 #include <QAccessibleObject>
 #include <QAccessibleWidget>
 #include <QApplication>
+#include <QFrame>
 #include <QWidget>
 #include <QWindow>
 
@@ -84,6 +85,11 @@ QAccessibleInterface* factory(const QString& className, QObject* object) {
     auto* widget = qobject_cast<QWidget*>(object);
     if (widget == nullptr) {
         return nullptr;
+    }
+    // The panel's dividers are lines, not unnamed frames.
+    if (auto* frame = qobject_cast<QFrame*>(widget);
+        frame != nullptr && className == QLatin1String("QFrame") && frame->frameShape() == QFrame::HLine) {
+        return new QAccessibleWidget(widget, QAccessible::Separator);
     }
     if (className == QLatin1String("CompanionApp::ContentView")) {
         return new QAccessibleWidget(widget, widget->isWindow() ? QAccessible::Window : QAccessible::Pane);

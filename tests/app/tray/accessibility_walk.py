@@ -13,7 +13,7 @@ import subprocess
 import sys
 
 import pyatspi
-from gi.repository import GLib
+from gi.repository import Atspi, GLib
 
 APPLICATION = "nuvexa-companion"
 PANEL = "nuvexa Companion"
@@ -64,8 +64,6 @@ def give_up():
     return False
 
 
-# Names are read as they are now, not as a cache kept them.
-pyatspi.setCacheLevel(pyatspi.CACHE_NONE)
 pyatspi.Registry.registerEventListener(on_activate, "window:activate")
 GLib.idle_add(click_icon)
 GLib.timeout_add_seconds(PATIENCE_SECONDS, give_up)
@@ -76,6 +74,8 @@ application = find_application()
 if application is None:
     print("accessibility: no application named %r on the bus" % APPLICATION)
     sys.exit(1)
+# Names are read as they are now, not as a cache kept them.
+application.set_cache_mask(Atspi.Cache.NONE)
 windows = [application.getChildAtIndex(i) for i in range(application.childCount)]
 panels = [w for w in windows if w is not None and w.name == PANEL]
 expect(len(panels) == 1, "the application lists %d windows named %r among %r" %
@@ -105,6 +105,9 @@ for node in everything:
             expect(node.name, "a %s has no name" % node.getRoleName())
     expect(node.getRoleName() != "filler" or not node.getState().contains(pyatspi.STATE_SHOWING) or
            node.childCount > 0, "an unnamed filler draws something")
+
+expect(not [n for n in everything if n.getRoleName() == "frame"], "an unnamed frame inside the panel")
+expect(len([n for n in everything if n.getRoleName() == "separator"]) >= 3, "the dividers are not separators")
 
 rows = [n for n in everything if n.getRoleName() == "panel" and
         (n.name.endswith(": listo") or n.name.endswith(": pendiente"))]
