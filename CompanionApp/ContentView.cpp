@@ -227,7 +227,13 @@ void ContentView::connectObserved() {
         // Before the first pairing there is no log yet, and an opener shown a missing file says so
         // with an error: an empty log is the honest answer.
         CompanionCore::EventLog::ensureExists(file);
-        m_options.openUrl(QUrl::fromLocalFile(QString::fromStdString(file.string())));
+        const QString path = QString::fromStdString(file.string());
+        if (!m_options.openUrl(QUrl::fromLocalFile(path))) {
+            // With no application to show it, the user still learns where the log is.
+            m_model.setLastError(
+                Translations::fill(tr("No hay ninguna aplicación para abrir el registro; está en %@"), {path})
+                    .toStdString());
+        }
     });
     connect(m_quitButton, &QPushButton::clicked, this, [this] { m_options.quit(); });
 }

@@ -53,6 +53,10 @@
         <source>línea %d: %@</source>
         <translation>line %d: %@</translation>
     </message>
+    <message>
+        <source>No hay ninguna aplicación para abrir el registro; está en %@</source>
+        <translation>No application can open the log; it is at %@</translation>
+    </message>
 </context>
 <context>
     <name>CompanionApp::PairedPhonesSection</name>

@@ -683,6 +683,19 @@ TEST(ContentViewTest, LogButtonLeavesAnExistingLogAsItIs) {
     EXPECT_EQ(readFile(log), lines);
 }
 
+TEST(ContentViewTest, LogButtonWithNothingToOpenTheLogSaysSoWithItsPath) {
+    PanelWorld world;
+    world.canOpenFiles = false;
+    world.buildAndShow();
+    QTest::mouseClick(&world.panel().logButton(), Qt::LeftButton);
+    ASSERT_EQ(world.openedFiles.size(), 1U);
+    EXPECT_TRUE(world.panel().lastError().isVisible());
+    EXPECT_EQ(world.panel().lastError().text().toStdString(),
+              "No hay ninguna aplicación para abrir el registro; está en " +
+                  (world.home.path() / "nuvexa-companion.log").string());
+    saveArtifact(world.panel());
+}
+
 TEST(ContentViewTest, QuitButtonEndsTheProgram) {
     PanelWorld world;
     world.buildAndShow();

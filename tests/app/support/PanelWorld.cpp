@@ -100,7 +100,7 @@ CompanionApp::ContentView::Options PanelWorld::panelOptions() {
     CompanionApp::ContentView::Options options;
     options.openUrl = [this](const QUrl& url) {
         openedFiles.push_back(url);
-        return true;
+        return canOpenFiles;
     };
     options.quit = [this] { ++quits; };
     if (realRevokeDialog) {
