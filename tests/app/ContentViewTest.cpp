@@ -69,6 +69,15 @@ TEST(ContentViewTest, IsThreeHundredTwentyPointsOfContentWithFourteenOfPadding) 
     saveArtifact(world.panel());
 }
 
+TEST(ContentViewTest, IsDrawnWholeAtOneOneAndAHalfAndTwoPixelsAPoint) {
+    PanelWorld world;
+    world.buildAndShow();
+    for (const qreal ratio : {1.0, 1.5, 2.0}) {
+        const QImage picture = AppTestSupport::saveScaledArtifact(world.panel(), ratio);
+        EXPECT_EQ(picture.size(), world.panel().size() * ratio);
+    }
+}
+
 TEST(ContentViewTest, ShowsHeaderChecksPairingAndFooterInThatOrder) {
     PanelWorld world;
     world.buildAndShow();
