@@ -730,10 +730,6 @@ Unless you remove them, it can still log in to this computer.</translation>
         <translation>Cannot find pkexec and systemctl to ask for administrator permission.</translation>
     </message>
     <message>
-        <source>No se ha podido cambiar el servidor SSH (código %1).</source>
-        <translation>Could not change the SSH server (code %1).</translation>
-    </message>
-    <message>
         <source>Ningún agente de polkit puede pedir la contraseña de administrador en este escritorio. Escribe «%@» en una terminal.</source>
         <translation>No polkit agent can ask for the administrator password on this desktop. Type “%@” into a terminal.</translation>
     </message>
@@ -764,6 +760,22 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>No he podido abrir una terminal ni copiar la orden. Escribe «%@» en una terminal y pulsa Intro.</source>
         <translation>Could not open a terminal nor copy the command. Type “%@” into a terminal and press Return.</translation>
+    </message>
+    <message>
+        <source>No se ha dado permiso de administrador y el servidor SSH sigue como estaba. También puedes escribir «%@» en una terminal.</source>
+        <translation>Administrator permission was not given, and the SSH server is as it was. You can also type “%@” into a terminal.</translation>
+    </message>
+    <message>
+        <source>No se puede pedir permiso de administrador: polkit no responde. Escribe «%@» en una terminal.</source>
+        <translation>Administrator permission cannot be asked for: polkit does not answer. Type “%@” into a terminal.</translation>
+    </message>
+    <message>
+        <source>No se ha podido cambiar el servidor SSH (%@). Escribe «%@» en una terminal para ver por qué.</source>
+        <translation>Could not change the SSH server (%@). Type “%@” into a terminal to see why.</translation>
+    </message>
+    <message>
+        <source>No se ha podido cambiar el servidor SSH (código %d). Escribe «%@» en una terminal para ver por qué.</source>
+        <translation>Could not change the SSH server (code %d). Type “%@” into a terminal to see why.</translation>
     </message>
 </context>
 <context>
