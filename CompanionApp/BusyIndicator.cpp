@@ -1,6 +1,9 @@
 #include "CompanionApp/BusyIndicator.h"
 
+#include "CompanionApp/PanelAccessibility.h"
 #include "CompanionApp/PanelStyle.h"
+
+#include <QEvent>
 
 #include <QPainter>
 
@@ -26,6 +29,14 @@ BusyIndicator::BusyIndicator(QWidget* parent)
         m_step = (m_step + 1) % spokes;
         update();
     });
+    PanelAccessibility::setName(*this, tr("Trabajando…"));
+}
+
+void BusyIndicator::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::LanguageChange) {
+        PanelAccessibility::setName(*this, tr("Trabajando…"));
+    }
 }
 
 QSize BusyIndicator::sizeHint() const {

@@ -2,8 +2,10 @@
 
 #include "CompanionApp/BusyIndicator.h"
 #include "CompanionApp/ElidedLabel.h"
+#include "CompanionApp/PanelAccessibility.h"
 #include "CompanionApp/PanelStyle.h"
 #include "CompanionApp/StatusSymbol.h"
+#include "CompanionApp/Translations.h"
 
 #include <QEvent>
 #include <QHBoxLayout>
@@ -69,12 +71,26 @@ void CheckRow::setContent(Content content) {
     m_button->setEnabled(!m_content.busy);
     m_busy->setVisible(m_content.busy && m_content.actionTitle.has_value());
     applyTones();
+    nameForScreenReaders();
+}
+
+void CheckRow::nameForScreenReaders() {
+    // Whether the check passed is drawn by colour and shape only: the row says it in words.
+    PanelAccessibility::setName(*this, m_content.ok
+                                           ? Translations::fill(tr("%@: listo"), {m_content.title})
+                                           : Translations::fill(tr("%@: pendiente"), {m_content.title}));
+    PanelAccessibility::setDescription(*this, m_content.detail);
+    if (m_content.actionTitle) {
+        PanelAccessibility::setDescription(*m_button, m_content.title);
+    }
 }
 
 void CheckRow::changeEvent(QEvent* event) {
     QWidget::changeEvent(event);
     if (event->type() == QEvent::PaletteChange || event->type() == QEvent::StyleChange) {
         applyTones();
+    } else if (event->type() == QEvent::LanguageChange) {
+        nameForScreenReaders();
     }
 }
 

@@ -54,6 +54,7 @@ protected:
 
 private:
     void applyTones();
+    void nameForScreenReaders();
 
     Content m_content;
     StatusSymbol* m_symbol;

@@ -3,7 +3,9 @@
 #include "CompanionApp/CheckRow.h"
 #include "CompanionApp/PairedPhonesSection.h"
 #include "CompanionApp/PairingSection.h"
+#include "CompanionApp/PanelAccessibility.h"
 #include "CompanionApp/PanelStyle.h"
+#include "CompanionApp/RevokeConfirmation.h"
 #include "CompanionApp/Switch.h"
 #include "CompanionApp/Translations.h"
 #include "CompanionApp/WatchRow.h"
@@ -13,15 +15,16 @@
 #include "CompanionCore/Tools.h"
 #include "CompanionCore/server/EventLog.h"
 
+#include <QAccessible>
 #include <QCoreApplication>
 #include <QDesktopServices>
 #include <QEvent>
 #include <QFrame>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QMessageBox>
 #include <QPainter>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QSignalBlocker>
 #include <QVBoxLayout>
 
@@ -33,11 +36,14 @@ namespace {
 
 using PanelStyle::Tone;
 
+/// The popup's edge, inside the padding.
+constexpr int edgeWidth = 1;
+
 QString fromStd(const std::string& text) {
     return QString::fromStdString(text);
 }
 
-ContentView::Options completed(ContentView::Options options) {
+ContentView::Options completed(ContentView::Options options, QWidget* panel) {
     if (!options.openUrl) {
         options.openUrl = [](const QUrl& url) { return QDesktopServices::openUrl(url); };
     }
@@ -45,40 +51,8 @@ ContentView::Options completed(ContentView::Options options) {
         options.quit = [] { QCoreApplication::quit(); };
     }
     if (!options.confirmRevoke) {
-        options.confirmRevoke = [](const QString& phone,
-                                   const QStringList& otherLines) -> std::optional<Companion::RevokeScope> {
-            const QString text =
-                otherLines.isEmpty()
-                    ? Translations::fill(ContentView::tr("¿Revocar «%@»? Ya no podrá iniciar sesión en "
-                                                         "este ordenador."),
-                                         {phone})
-                    : Translations::fill(
-                          ContentView::tr("¿Revocar «%@»? Su llave también está en otras líneas "
-                                          "del archivo:\n%@\nSi no las quitas, podrá seguir "
-                                          "iniciando sesión en este ordenador."),
-                          {phone, otherLines.join(u'\n')});
-            QMessageBox question(QMessageBox::Question, ContentView::tr("Revocar…"), text,
-                                 QMessageBox::NoButton);
-            // Names and lines come from the key file: shown as they are, never as markup.
-            question.setTextFormat(Qt::PlainText);
-            QPushButton* everyLine = nullptr;
-            QPushButton* phoneLines = nullptr;
-            if (otherLines.isEmpty()) {
-                phoneLines = question.addButton(ContentView::tr("Revocar"), QMessageBox::DestructiveRole);
-            } else {
-                everyLine =
-                    question.addButton(ContentView::tr("Revocar y quitarlas"), QMessageBox::DestructiveRole);
-                phoneLines = question.addButton(ContentView::tr("Solo su línea"), QMessageBox::ActionRole);
-            }
-            question.addButton(ContentView::tr("Cancelar"), QMessageBox::RejectRole);
-            question.exec();
-            if (everyLine && question.clickedButton() == everyLine) {
-                return Companion::RevokeScope::everyLine;
-            }
-            if (question.clickedButton() == phoneLines) {
-                return Companion::RevokeScope::phoneLines;
-            }
-            return std::nullopt;
+        options.confirmRevoke = [panel](const QString& phone, const QStringList& otherLines) {
+            return RevokeConfirmation::ask(panel, phone, otherLines);
         };
     }
     return options;
@@ -99,25 +73,41 @@ ContentView::ContentView(Companion::CompanionModel& model, QWidget* parent)
 ContentView::ContentView(Companion::CompanionModel& model, Options options, QWidget* parent)
     : QWidget(parent)
     , m_model(model)
-    , m_options(completed(std::move(options))) {
+    , m_options(completed(std::move(options), this)) {
+    PanelAccessibility::install();
     setObjectName(QStringLiteral("panel"));
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(PanelStyle::padding, PanelStyle::padding, PanelStyle::padding,
-                               PanelStyle::padding);
+    // The sections sit in a scroll area, so that a screen too short for them scrolls them instead of
+    // cutting them off; one pixel of the padding is left for the popup's edge.
+    auto* outer = new QVBoxLayout(this);
+    outer->setContentsMargins(edgeWidth, edgeWidth, edgeWidth, edgeWidth);
+    m_scrollArea = new QScrollArea(this);
+    m_scrollArea->setObjectName(QStringLiteral("scrollArea"));
+    m_scrollArea->setFrameShape(QFrame::NoFrame);
+    m_scrollArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_scrollArea->setWidgetResizable(true);
+    m_scrollArea->viewport()->setAutoFillBackground(false);
+    outer->addWidget(m_scrollArea);
+    m_content = new QWidget(m_scrollArea);
+    m_content->setObjectName(QStringLiteral("content"));
+    m_content->setAutoFillBackground(false);
+    auto* layout = new QVBoxLayout(m_content);
+    const int inner = PanelStyle::padding - edgeWidth;
+    layout->setContentsMargins(inner, inner, inner, inner);
     layout->setSpacing(PanelStyle::sectionSpacing);
     layout->addWidget(buildHeader());
     layout->addWidget(divider());
     layout->addWidget(buildChecks());
     layout->addWidget(divider());
-    m_pairingSection = new PairingSection(this);
+    m_pairingSection = new PairingSection(m_content);
     m_pairingSection->setObjectName(QStringLiteral("pairingSection"));
     m_pairingSection->setExpiry(m_model.pairingExpiry());
     layout->addWidget(m_pairingSection);
-    m_pairedPhones = new PairedPhonesSection(this);
+    m_pairedPhones = new PairedPhonesSection(m_content);
     m_pairedPhones->setObjectName(QStringLiteral("pairedPhonesSection"));
     layout->addWidget(m_pairedPhones);
     layout->addWidget(divider());
     layout->addWidget(buildFooter());
+    m_scrollArea->setWidget(m_content);
     setFixedWidth(PanelStyle::contentWidth + 2 * PanelStyle::padding);
 
     connectObserved();
@@ -125,7 +115,7 @@ ContentView::ContentView(Companion::CompanionModel& model, Options options, QWid
 }
 
 QWidget* ContentView::buildHeader() {
-    auto* header = new QWidget(this);
+    auto* header = new QWidget(m_content);
     header->setObjectName(QStringLiteral("header"));
     auto* layout = stack(header, PanelStyle::headerSpacing);
     m_title = new QLabel(header);
@@ -146,7 +136,7 @@ QWidget* ContentView::buildHeader() {
 }
 
 QWidget* ContentView::buildChecks() {
-    auto* checks = new QWidget(this);
+    auto* checks = new QWidget(m_content);
     checks->setObjectName(QStringLiteral("checks"));
     auto* layout = stack(checks, PanelStyle::checksSpacing);
     // The rows themselves follow the model's list of checks.
@@ -167,7 +157,7 @@ QWidget* ContentView::buildChecks() {
 }
 
 QWidget* ContentView::buildFooter() {
-    auto* footer = new QWidget(this);
+    auto* footer = new QWidget(m_content);
     footer->setObjectName(QStringLiteral("footer"));
     auto* layout = new QHBoxLayout(footer);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -185,7 +175,7 @@ QWidget* ContentView::buildFooter() {
 }
 
 QFrame* ContentView::divider() {
-    auto* line = new QFrame(this);
+    auto* line = new QFrame(m_content);
     line->setFrameShape(QFrame::HLine);
     line->setFrameShadow(QFrame::Plain);
     line->setForegroundRole(QPalette::Mid);
@@ -217,25 +207,33 @@ void ContentView::connectObserved() {
             [this](bool on) { m_model.tmuxNotifier().setEnabled(on); });
     connect(m_pairingSection, &PairingSection::startRequested, this, [this] { m_model.pairing().start(); });
     connect(m_pairingSection, &PairingSection::stopRequested, this, [this] { m_model.pairing().stop(); });
-    connect(
-        m_pairedPhones, &PairedPhonesSection::revokeRequested, this,
-        [this](const CompanionCore::PairedDevice& phone) {
-            QStringList otherLines;
-            for (const auto& line : m_model.otherLinesHolding(phone)) {
-                otherLines << Translations::fill(tr("línea %d: %@"), {QString::number(line.lineNumber),
-                                                                      QString::fromStdString(line.excerpt)});
-            }
-            if (const auto scope = m_options.confirmRevoke(QString::fromStdString(phone.name), otherLines)) {
-                m_model.revoke(phone, *scope);
-            }
-        });
+    connect(m_pairedPhones, &PairedPhonesSection::revokeRequested, this,
+            [this](const CompanionCore::PairedDevice& phone) {
+                QStringList otherLines;
+                for (const auto& line : m_model.otherLinesHolding(phone)) {
+                    otherLines << Translations::fill(
+                        tr("línea %d: %@"),
+                        {QString::number(line.lineNumber), QString::fromStdString(line.excerpt)});
+                }
+                const auto scope = keptOpenWhileAsking(
+                    [&] { return m_options.confirmRevoke(QString::fromStdString(phone.name), otherLines); });
+                if (scope) {
+                    m_model.revoke(phone, *scope);
+                }
+            });
     connect(m_refreshButton, &QPushButton::clicked, this, [this] { m_model.refresh(); });
     connect(m_logButton, &QPushButton::clicked, this, [this] {
         const auto file = m_model.pairing().logFile();
         // Before the first pairing there is no log yet, and an opener shown a missing file says so
         // with an error: an empty log is the honest answer.
         CompanionCore::EventLog::ensureExists(file);
-        m_options.openUrl(QUrl::fromLocalFile(QString::fromStdString(file.string())));
+        const QString path = QString::fromStdString(file.string());
+        if (!m_options.openUrl(QUrl::fromLocalFile(path))) {
+            // With no application to show it, the user still learns where the log is.
+            m_model.setLastError(
+                Translations::fill(tr("No hay ninguna aplicación para abrir el registro; está en %@"), {path})
+                    .toStdString());
+        }
     });
     connect(m_quitButton, &QPushButton::clicked, this, [this] { m_options.quit(); });
 }
@@ -270,6 +268,7 @@ void ContentView::render() {
 
 void ContentView::renderHeader() {
     m_title->setText(tr("nuvexa Companion"));
+    PanelAccessibility::setName(*this, m_title->text());
     //: computer name and user
     m_computerLine->setText(Translations::fill(
         tr("%@ · usuario %@"), {fromStd(m_model.host().computerName()), fromStd(m_model.host().userName())}));
@@ -360,13 +359,26 @@ void ContentView::fitHeight() {
             child->updateGeometry();
         }
     }
-    QLayout* panel = layout();
-    panel->invalidate();
-    panel->activate();
+    QLayout* sections = m_content->layout();
+    sections->invalidate();
+    sections->activate();
     // Wrapped notes make the height depend on the fixed width.
-    const int height =
-        panel->hasHeightForWidth() ? panel->totalHeightForWidth(width()) : panel->totalSizeHint().height();
-    setFixedHeight(height);
+    const int contentWidth = width() - 2 * edgeWidth;
+    const int height = (sections->hasHeightForWidth() ? sections->totalHeightForWidth(contentWidth)
+                                                      : sections->totalSizeHint().height()) +
+                       2 * edgeWidth;
+    m_contentHeight = height;
+    const bool scrolls = m_maximumHeight.has_value() && height > *m_maximumHeight;
+    m_scrollArea->setVerticalScrollBarPolicy(scrolls ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff);
+    setFixedHeight(scrolls ? *m_maximumHeight : height);
+}
+
+void ContentView::setMaximumPanelHeight(std::optional<int> height) {
+    if (height == m_maximumHeight) {
+        return;
+    }
+    m_maximumHeight = height;
+    fitHeight();
 }
 
 void ContentView::showEvent(QShowEvent* event) {
@@ -374,6 +386,42 @@ void ContentView::showEvent(QShowEvent* event) {
     // The checks are current whenever the user looks.
     m_model.refresh();
     render();
+    if (isWindow()) {
+        announceOpening();
+    }
+}
+
+std::optional<Companion::RevokeScope>
+ContentView::keptOpenWhileAsking(const std::function<std::optional<Companion::RevokeScope>()>& ask) {
+    // Qt closes every popup when a modal dialog appears: for as long as the question is asked, the
+    // panel stays where it is as a plain frameless window, and drops as a popup again afterwards.
+    const bool popup = windowType() == Qt::Popup && isVisible();
+    const QPoint position = pos();
+    if (popup) {
+        setWindowFlags(Qt::Tool | Qt::FramelessWindowHint);
+        move(position);
+        show();
+    }
+    const auto answer = ask();
+    if (popup) {
+        setWindowFlags(Qt::Popup);
+        move(position);
+        show();
+    }
+    return answer;
+}
+
+void ContentView::announceOpening() {
+    // A popup opens without the window system's activation: the panel takes the keyboard focus itself
+    // (Tab then leads to its first control), and says it is the active window, so a screen reader
+    // announces it by name.
+    if (focusWidget() == nullptr || !focusWidget()->isVisible()) {
+        setFocus(Qt::PopupFocusReason);
+    }
+    QAccessible::State activated;
+    activated.active = true;
+    QAccessibleStateChangeEvent event(this, activated);
+    QAccessible::updateAccessibility(&event);
 }
 
 void ContentView::paintEvent(QPaintEvent* event) {

@@ -16,6 +16,7 @@
 class QFrame;
 class QLabel;
 class QPushButton;
+class QScrollArea;
 class QVBoxLayout;
 
 namespace Companion {
@@ -47,7 +48,7 @@ public:
         std::function<void()> quit;
         /// Asks whether to revoke the phone so named, showing the other lines that hold its key
         /// ("línea 2: …"; none in the usual case). Answers how much to remove, or nothing to
-        /// cancel; a dialog by default.
+        /// cancel; a dialog over the panel by default.
         std::function<std::optional<Companion::RevokeScope>(const QString& phone,
                                                             const QStringList& otherLines)>
             confirmRevoke;
@@ -76,6 +77,15 @@ public:
     QPushButton& refreshButton() const { return *m_refreshButton; }
     QPushButton& logButton() const { return *m_logButton; }
     QPushButton& quitButton() const { return *m_quitButton; }
+    /// Holds the sections; it scrolls them when the panel may not be as tall as they are.
+    QScrollArea& scrollArea() const { return *m_scrollArea; }
+
+    /// The panel grows with its content up to `height` (the room the screen leaves), and scrolls
+    /// beyond; without a limit it is always as tall as its content.
+    void setMaximumPanelHeight(std::optional<int> height);
+    std::optional<int> maximumPanelHeight() const { return m_maximumHeight; }
+    /// The height the panel's content asks for, which it has unless that exceeds the maximum.
+    int contentHeight() const { return m_contentHeight; }
 
 protected:
     void showEvent(QShowEvent* event) override;
@@ -92,10 +102,17 @@ private:
     void renderHeader();
     void renderChecks();
     void fitHeight();
+    void announceOpening();
+    std::optional<Companion::RevokeScope>
+    keptOpenWhileAsking(const std::function<std::optional<Companion::RevokeScope>()>& ask);
 
     Companion::CompanionModel& m_model;
     Options m_options;
 
+    QScrollArea* m_scrollArea = nullptr;
+    QWidget* m_content = nullptr;
+    std::optional<int> m_maximumHeight;
+    int m_contentHeight = 0;
     QLabel* m_title = nullptr;
     QLabel* m_computerLine = nullptr;
     QWidget* m_addresses = nullptr;

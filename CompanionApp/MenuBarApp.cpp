@@ -16,6 +16,8 @@ namespace {
 
 /// Between the icon and the panel.
 constexpr int iconGap = 4;
+/// What a window manager's frame and title bar may add to the window's height.
+constexpr int windowFrameAllowance = 48;
 /// Longer than a press and its release on the icon take, shorter than two deliberate clicks.
 constexpr std::chrono::milliseconds focusLossClickSpan{400};
 
@@ -40,6 +42,9 @@ MenuBarApp::MenuBarApp(Options options, QObject* parent)
 
     if (!QSystemTrayIcon::isSystemTrayAvailable()) {
         m_panel->setWindowFlags(Qt::Window);
+        if (const QScreen* screen = QGuiApplication::primaryScreen()) {
+            m_panel->setMaximumPanelHeight(screen->availableGeometry().height() - windowFrameAllowance);
+        }
         m_panel->show();
         return;
     }
@@ -100,6 +105,15 @@ void MenuBarApp::togglePanel() {
     if (m_panel->isVisible()) {
         m_panelHasFocus = false;
         m_panel->hide();
+        return;
+    }
+    showPanel();
+}
+
+void MenuBarApp::openPanel() {
+    if (m_panel->isVisible()) {
+        m_panel->raise();
+        m_panel->activateWindow();
         return;
     }
     showPanel();
@@ -189,6 +203,22 @@ bool MenuBarApp::isSecondHalfOfClosingPress(QObject* watched, QEvent* event) {
     }
 }
 
+QRect MenuBarApp::panelGeometry(QSize wanted, const QRect& icon, QPoint anchor, const QRect& area) {
+    // Below an icon in the upper half of the screen (a menu bar, a top panel), above one in the lower.
+    const bool below = anchor.y() < area.center().y();
+    const int start = icon.isValid() ? (below ? icon.bottom() + iconGap : icon.top() - iconGap)
+                                     : (below ? anchor.y() + iconGap : anchor.y() - iconGap);
+    // As tall as its content where the screen leaves room beside the icon; where it does not, the
+    // panel scrolls, and it never takes less than half the screen.
+    const int room = below ? area.bottom() + 1 - start : start - area.top();
+    const int height = std::min({wanted.height(), std::max(room, area.height() / 2), area.height()});
+    const int top = below ? start : start - height;
+    const int left = anchor.x() - wanted.width() / 2;
+    const int x = std::clamp(left, area.left(), std::max(area.left(), area.right() + 1 - wanted.width()));
+    const int y = std::clamp(top, area.top(), std::max(area.top(), area.bottom() + 1 - height));
+    return {x, y, wanted.width(), height};
+}
+
 void MenuBarApp::placePanel() {
     const QRect icon = m_tray ? m_tray->geometry() : QRect();
     const QPoint anchor = icon.isValid() ? icon.center() : QCursor::pos();
@@ -199,16 +229,10 @@ void MenuBarApp::placePanel() {
     if (screen == nullptr) {
         return;
     }
-    const QRect area = screen->availableGeometry();
-    const QSize size = m_panel->size();
-    // Below an icon in the upper half of the screen (a menu bar, a top panel), above one in the lower.
-    const bool below = anchor.y() < area.center().y();
-    const int top = icon.isValid() ? (below ? icon.bottom() + iconGap : icon.top() - iconGap - size.height())
-                                   : (below ? anchor.y() + iconGap : anchor.y() - iconGap - size.height());
-    const int left = anchor.x() - size.width() / 2;
-    const int x = std::clamp(left, area.left(), std::max(area.left(), area.right() + 1 - size.width()));
-    const int y = std::clamp(top, area.top(), std::max(area.top(), area.bottom() + 1 - size.height()));
-    m_panel->move(x, y);
+    const QRect placed = panelGeometry({m_panel->width(), m_panel->contentHeight()}, icon, anchor,
+                                       screen->availableGeometry());
+    m_panel->setMaximumPanelHeight(placed.height());
+    m_panel->move(placed.topLeft());
 }
 
 } // namespace CompanionApp

@@ -47,9 +47,16 @@ public:
     /// the panel exactly once, however quickly it follows the previous one.
     static bool isClick(QSystemTrayIcon::ActivationReason reason);
 
+    /// Where the panel of size `wanted` goes for a tray icon at `icon` (invalid when the tray does not
+    /// say; `anchor` stands for it then) on a screen whose free area is `area`: inside that area, beside
+    /// the icon, and no taller than the room there.
+    static QRect panelGeometry(QSize wanted, const QRect& icon, QPoint anchor, const QRect& area);
+
     /// Drops the panel under (or above) the icon, or where the compositor places it on Wayland; closes
     /// it when it is open.
     void togglePanel();
+    /// Shows the panel, or brings it forward when it is open already.
+    void openPanel();
     /// How the panel is shown on this platform.
     PanelWindowing windowing() const { return m_windowing; }
 

@@ -1,6 +1,9 @@
 #include "CompanionApp/PairedPhonesSection.h"
 
+#include "CompanionApp/ElidedLabel.h"
+#include "CompanionApp/PanelAccessibility.h"
 #include "CompanionApp/PanelStyle.h"
+#include "CompanionApp/Translations.h"
 #include "CompanionCore/SshPublicKey.h"
 
 #include <QHBoxLayout>
@@ -68,9 +71,10 @@ void PairedPhonesSection::render(const std::vector<CompanionCore::PairedDevice>&
         auto* textLayout = new QVBoxLayout(text);
         textLayout->setContentsMargins(0, 0, 0, 0);
         textLayout->setSpacing(0);
-        auto* name = new QLabel(QString::fromStdString(phone.name), text);
+        // A long name ends in an ellipsis rather than pushing the button out or being cut mid-word.
+        auto* name = new ElidedLabel(ElidedLabel::Overflow::name, text);
         name->setObjectName(QStringLiteral("pairedPhoneName"));
-        name->setTextFormat(Qt::PlainText);
+        name->setText(QString::fromStdString(phone.name));
         auto* detail = PanelStyle::makeCaption(text, PanelStyle::Tone::secondary);
         detail->setObjectName(QStringLiteral("pairedPhoneDetail"));
         //: shown after the fingerprint of a phone's earlier key
@@ -82,6 +86,11 @@ void PairedPhonesSection::render(const std::vector<CompanionCore::PairedDevice>&
         auto* button = PanelStyle::makeSmallButton(row);
         button->setObjectName(QStringLiteral("revokeButton"));
         button->setText(tr("Revocar…"));
+        // The buttons look alike; each says whose access it takes away.
+        const QString revokeName =
+            Translations::fill(tr("Revocar «%@»…"), {QString::fromStdString(phone.name)});
+        PanelAccessibility::setName(*button, revokeName);
+        button->setToolTip(revokeName);
         connect(button, &QPushButton::clicked, this, [this, phone] { emit revokeRequested(phone); });
         rowLayout->addWidget(button);
         m_rowLayout->addWidget(row);

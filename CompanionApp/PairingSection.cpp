@@ -4,6 +4,7 @@
 #include "Companion/PairingFailureText.h"
 #include "Companion/PlatformWords.h"
 #include "CompanionApp/BusyIndicator.h"
+#include "CompanionApp/PanelAccessibility.h"
 #include "CompanionApp/PanelStyle.h"
 #include "CompanionApp/StatusSymbol.h"
 #include "CompanionApp/Translations.h"
@@ -69,7 +70,7 @@ void PairingSection::buildStartView() {
     m_startView = new QWidget(this);
     m_startView->setObjectName(QStringLiteral("startView"));
     auto* layout = viewLayout(m_startView);
-    m_startButton = new QPushButton(m_startView);
+    m_startButton = PanelStyle::makeButton(m_startView);
     m_startButton->setObjectName(QStringLiteral("startButton"));
     layout->addWidget(m_startButton, 0, Qt::AlignLeft);
     m_explanation = PanelStyle::makeCaption(m_startView, Tone::secondary, true);
@@ -170,12 +171,20 @@ void PairingSection::render(const CompanionCore::PairingState& state, bool annou
     m_startButton->setText(tr("Emparejar con el iPhone"));
     // Pairing is offered only once the SSH server is on; its check row offers the way to turn it on.
     m_startButton->setEnabled(remoteLogin);
+    const QString whyDisabled =
+        remoteLogin ? QString()
+                    : tr("Para emparejar, activa antes el inicio de sesión remoto (SSH), más arriba.");
+    m_startButton->setToolTip(whyDisabled);
+    PanelAccessibility::setDescription(*m_startButton, whyDisabled);
     m_explanation->setText(Companion::PlatformWords::pairingExplanation(m_wording));
     m_failure->setText(failure.value_or(QString()));
     m_failure->setVisible(failure.has_value());
 
     m_codeCaption->setText(tr("Código para el iPhone"));
     m_code->setText(formattedCode(digits));
+    // Read digit by digit, not as one large number.
+    PanelAccessibility::setName(*m_code, spokenCode(digits));
+    PanelAccessibility::setDescription(*m_code, m_codeCaption->text());
     // The session's whole lifetime, not a countdown.
     m_portLine->setText(Translations::fill(tr("Esperando al iPhone en el puerto %d · caduca en %d min"),
                                            {QString::number(port), QString::number(m_expiryMinutes)}));
@@ -222,6 +231,14 @@ void PairingSection::renderKeyCheck(const std::optional<Companion::KeyCheckState
     }
     PanelStyle::setTone(*m_keyCheckLine, tone);
     m_hostKeyLine->setText(Companion::KeyDoctor::hostKeyLine(check->hostKey.value_or(QString())));
+}
+
+QString PairingSection::spokenCode(const QString& digits) {
+    QStringList characters;
+    for (const QChar character : digits) {
+        characters << QString(character);
+    }
+    return characters.join(u' ');
 }
 
 QString PairingSection::formattedCode(const QString& digits) {

@@ -46,6 +46,8 @@ public:
 
     /// The code as shown: its characters in order, with one blank before the fourth only.
     static QString formattedCode(const QString& digits);
+    /// The code as a screen reader says it: each character on its own.
+    static QString spokenCode(const QString& digits);
 
     QWidget& startView() const { return *m_startView; }
     QPushButton& startButton() const { return *m_startButton; }

@@ -4,7 +4,11 @@
 #include <QFontDatabase>
 #include <QLabel>
 #include <QPushButton>
+#include <QStyle>
 #include <QWidget>
+
+#include <algorithm>
+#include <cmath>
 
 namespace CompanionApp::PanelStyle {
 
@@ -18,6 +22,25 @@ constexpr qreal secondaryAlpha = 0.6;
 constexpr const char* toneProperty = "nuvexaTone";
 /// A palette whose window colour is darker than this counts as dark.
 constexpr int darkLightness = 128;
+/// How `withContrast` walks towards black or white: percent per step, and at most this many steps.
+constexpr int contrastStepPercent = 105;
+constexpr int maximumContrastSteps = 60;
+
+/// A push button whose text keeps `buttonTextPadding` from its frame on either side, whatever the
+/// style's own margins (some leave about three pixels).
+class PaddedButton final : public QPushButton {
+public:
+    using QPushButton::QPushButton;
+
+    QSize sizeHint() const override {
+        QSize size = QPushButton::sizeHint();
+        const int frame = style()->pixelMetric(QStyle::PM_DefaultFrameWidth, nullptr, this);
+        const int wanted = fontMetrics().horizontalAdvance(text()) + 2 * (buttonTextPadding + frame);
+        size.setWidth(std::max(size.width(), wanted));
+        return size;
+    }
+    QSize minimumSizeHint() const override { return sizeHint(); }
+};
 
 bool isDark(const QPalette& palette) {
     return palette.color(QPalette::Window).lightness() < darkLightness;
@@ -36,22 +59,64 @@ QFont scaled(QFont font, qreal scale) {
 
 QColor colour(Tone tone, const QPalette& palette) {
     const bool dark = isDark(palette);
+    const QColor window = palette.color(QPalette::Window);
     switch (tone) {
     case Tone::primary:
         return palette.color(QPalette::WindowText);
     case Tone::secondary: {
         QColor text = palette.color(QPalette::WindowText);
         text.setAlphaF(static_cast<float>(secondaryAlpha));
-        return text;
+        if (contrastRatio(text, window) >= textContrast) {
+            return text;
+        }
+        return withContrast(palette.color(QPalette::WindowText), window, textContrast);
     }
     case Tone::positive:
-        return dark ? QColor(0x30, 0xd1, 0x58) : QColor(0x24, 0x8a, 0x3d);
+        return withContrast(dark ? QColor(0x30, 0xd1, 0x58) : QColor(0x1c, 0x6e, 0x31), window, textContrast);
     case Tone::error:
-        return dark ? QColor(0xff, 0x45, 0x3a) : QColor(0xd7, 0x00, 0x15);
+        return withContrast(dark ? QColor(0xff, 0x6b, 0x61) : QColor(0xc0, 0x00, 0x13), window, textContrast);
     case Tone::warning:
-        return dark ? QColor(0xff, 0x9f, 0x0a) : QColor(0xc9, 0x5a, 0x00);
+        return withContrast(dark ? QColor(0xff, 0x9f, 0x0a) : QColor(0xa3, 0x47, 0x00), window, textContrast);
     }
     return palette.color(QPalette::WindowText);
+}
+
+QColor switchTrackOff(const QPalette& palette) {
+    return withContrast(palette.color(QPalette::Mid), palette.color(QPalette::Window), controlContrast);
+}
+
+qreal contrastRatio(const QColor& foreground, const QColor& background) {
+    const auto channel = [](qreal value) {
+        return value <= 0.03928 ? value / 12.92 : std::pow((value + 0.055) / 1.055, 2.4);
+    };
+    const auto luminance = [&](const QColor& colour) {
+        return 0.2126 * channel(colour.redF()) + 0.7152 * channel(colour.greenF()) +
+               0.0722 * channel(colour.blueF());
+    };
+    const qreal alpha = foreground.alphaF();
+    const QColor composed =
+        QColor::fromRgbF(static_cast<float>(foreground.redF() * alpha + background.redF() * (1 - alpha)),
+                         static_cast<float>(foreground.greenF() * alpha + background.greenF() * (1 - alpha)),
+                         static_cast<float>(foreground.blueF() * alpha + background.blueF() * (1 - alpha)));
+    const qreal lighter = std::max(luminance(composed), luminance(background));
+    const qreal darker = std::min(luminance(composed), luminance(background));
+    return (lighter + 0.05) / (darker + 0.05);
+}
+
+QColor withContrast(const QColor& colour, const QColor& background, qreal minimum) {
+    const bool darken = background.lightness() >= darkLightness;
+    QColor adjusted = colour;
+    // Each step moves the lightness a little towards black or white, keeping the hue.
+    for (int step = 0; step < maximumContrastSteps && contrastRatio(adjusted, background) < minimum; ++step) {
+        adjusted = darken ? adjusted.darker(contrastStepPercent) : adjusted.lighter(contrastStepPercent);
+        if (!darken && adjusted.lightness() >= 255) {
+            break;
+        }
+    }
+    if (contrastRatio(adjusted, background) < minimum) {
+        return darken ? QColor(Qt::black) : QColor(Qt::white);
+    }
+    return adjusted;
 }
 
 void setTone(QWidget& widget, Tone tone) {
@@ -89,11 +154,15 @@ QLabel* makeCaption(QWidget* parent, Tone tone, bool wraps) {
 }
 
 QPushButton* makeSmallButton(QWidget* parent) {
-    auto* button = new QPushButton(parent);
+    auto* button = new PaddedButton(parent);
     button->setFont(smallControlFont());
     button->setAttribute(Qt::WA_MacSmallSize);
     button->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     return button;
+}
+
+QPushButton* makeButton(QWidget* parent) {
+    return new PaddedButton(parent);
 }
 
 QFont captionFont() {

@@ -29,6 +29,8 @@ inline constexpr int watchSpacing = 2;
 inline constexpr int detailSpacing = 1;
 /// Side of the status symbols drawn before a row or a label.
 inline constexpr int symbolSize = 16;
+/// Least room between a button's text and each side of its frame.
+inline constexpr int buttonTextPadding = 8;
 /// The pairing code's size in points: big enough to read across a desk.
 inline constexpr qreal codePointSize = 34;
 
@@ -46,8 +48,23 @@ enum class Tone {
     warning,
 };
 
-/// The colour of `tone` on `palette`; the signal colours are brighter on a dark palette.
+/// Least contrast of text against its background, and of a control's parts (WCAG AA).
+inline constexpr qreal textContrast = 4.5;
+inline constexpr qreal controlContrast = 3.0;
+
+/// The colour of `tone` on `palette`; the signal colours are brighter on a dark palette, and every
+/// tone reads against the palette's window colour with at least `textContrast`.
 QColor colour(Tone tone, const QPalette& palette);
+/// The track of a switch that is off: the palette's mid tone, darkened or lightened as far as a
+/// control needs against the window colour (`controlContrast`).
+QColor switchTrackOff(const QPalette& palette);
+
+/// The WCAG contrast ratio of `foreground` (composed over `background` when translucent) on
+/// `background`, from 1 to 21.
+qreal contrastRatio(const QColor& foreground, const QColor& background);
+/// `colour`, made darker on a light background or lighter on a dark one until it has `minimum`
+/// contrast against `background`; unchanged when it already has.
+QColor withContrast(const QColor& colour, const QColor& background, qreal minimum);
 
 /// Colours `widget`'s text in `tone` and remembers the tone, so `retone` can follow a new palette.
 void setTone(QWidget& widget, Tone tone);
@@ -58,8 +75,10 @@ void retone(QWidget& root);
 
 /// A label in the caption font and `tone`; a wrapping one grows downwards as far as its text needs.
 QLabel* makeCaption(QWidget* parent, Tone tone, bool wraps = false);
-/// A button in the small control size.
+/// A button in the small control size, with at least `buttonTextPadding` on each side of its text.
 QPushButton* makeSmallButton(QWidget* parent);
+/// A button in the body text size, padded as the small ones.
+QPushButton* makeButton(QWidget* parent);
 
 /// The small font of details, explanations and notes.
 QFont captionFont();

@@ -1,11 +1,15 @@
 #include "CompanionApp/StatusSymbol.h"
 
+#include "CompanionApp/PanelAccessibility.h"
 #include "CompanionApp/PanelStyle.h"
+
+#include <QEvent>
 
 #include <QPainter>
 #include <QPainterPath>
 #include <QPainterPathStroker>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -62,6 +66,30 @@ StatusSymbol::StatusSymbol(Symbol symbol, QColor colour, QWidget* parent)
     , m_colour(std::move(colour)) {
     setFixedSize(sizeHint());
     setAttribute(Qt::WA_TranslucentBackground);
+    PanelAccessibility::setName(*this, spokenName(m_symbol));
+}
+
+QString StatusSymbol::spokenName(Symbol symbol) {
+    switch (symbol) {
+    case Symbol::checkmarkCircleFill:
+        return tr("Listo");
+    case Symbol::xmarkCircle:
+        return tr("Pendiente");
+    case Symbol::radioWaves:
+        return tr("Visible en la red local");
+    case Symbol::hourglass:
+        return tr("En espera");
+    case Symbol::checkmarkSealFill:
+        return tr("Emparejamiento completado");
+    }
+    return {};
+}
+
+void StatusSymbol::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::LanguageChange) {
+        PanelAccessibility::setName(*this, spokenName(m_symbol));
+    }
 }
 
 void StatusSymbol::setSymbol(Symbol symbol, QColor colour) {
@@ -70,6 +98,7 @@ void StatusSymbol::setSymbol(Symbol symbol, QColor colour) {
     }
     m_symbol = symbol;
     m_colour = std::move(colour);
+    PanelAccessibility::setName(*this, spokenName(m_symbol));
     update();
 }
 
@@ -85,6 +114,37 @@ void StatusSymbol::paintEvent(QPaintEvent*) {
 void StatusSymbol::paint(QPainter& painter, const QRectF& bounds, Symbol symbol, const QColor& colour) {
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
+    // A cut-out is computed in device pixels: path subtraction turns curves into straight segments at
+    // the path's own scale, which in the unit square (or in points at 2x) would be coarse polygons.
+    const qreal ratio = painter.device() != nullptr ? painter.device()->devicePixelRatio() : 1.0;
+    const QTransform toBounds =
+        QTransform::fromTranslate(bounds.left(), bounds.top()).scale(bounds.width(), bounds.height()) *
+        painter.worldTransform() * QTransform::fromScale(ratio, ratio);
+    const qreal markWidth = strokeFraction * 1.2 * std::min(bounds.width(), bounds.height()) * ratio;
+    if (symbol == Symbol::checkmarkCircleFill || symbol == Symbol::checkmarkSealFill) {
+        painter.setWorldTransform(QTransform::fromScale(1 / ratio, 1 / ratio));
+    }
+    switch (symbol) {
+    case Symbol::checkmarkCircleFill: {
+        QPainterPath circle;
+        circle.addEllipse(QRectF(0.04, 0.04, 0.92, 0.92));
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(colour);
+        painter.drawPath(cutOut(toBounds.map(circle), toBounds.map(checkMark()), markWidth));
+        painter.restore();
+        return;
+    }
+    case Symbol::checkmarkSealFill:
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(colour);
+        painter.drawPath(cutOut(toBounds.map(seal()), toBounds.map(checkMark()), markWidth));
+        painter.restore();
+        return;
+    case Symbol::xmarkCircle:
+    case Symbol::radioWaves:
+    case Symbol::hourglass:
+        break;
+    }
     // Everything below is drawn in a unit square.
     painter.translate(bounds.topLeft());
     painter.scale(bounds.width(), bounds.height());
@@ -92,12 +152,9 @@ void StatusSymbol::paint(QPainter& painter, const QRectF& bounds, Symbol symbol,
     painter.setPen(Qt::NoPen);
     painter.setBrush(colour);
     switch (symbol) {
-    case Symbol::checkmarkCircleFill: {
-        QPainterPath circle;
-        circle.addEllipse(QRectF(0.04, 0.04, 0.92, 0.92));
-        painter.drawPath(cutOut(circle, checkMark(), strokeFraction * 1.2));
+    case Symbol::checkmarkCircleFill:
+    case Symbol::checkmarkSealFill:
         break;
-    }
     case Symbol::xmarkCircle:
         painter.setPen(pen);
         painter.setBrush(Qt::NoBrush);
@@ -140,9 +197,6 @@ void StatusSymbol::paint(QPainter& painter, const QRectF& bounds, Symbol symbol,
         painter.drawPath(sand);
         break;
     }
-    case Symbol::checkmarkSealFill:
-        painter.drawPath(cutOut(seal(), checkMark(), strokeFraction * 1.2));
-        break;
     }
     painter.restore();
 }

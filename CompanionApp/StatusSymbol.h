@@ -35,11 +35,15 @@ public:
 
     QSize sizeHint() const override;
 
+    /// What `symbol` says, for a screen reader.
+    static QString spokenName(Symbol symbol);
+
     /// Draws `symbol` in `colour` inside `bounds`.
     static void paint(QPainter& painter, const QRectF& bounds, Symbol symbol, const QColor& colour);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
 private:
     Symbol m_symbol;

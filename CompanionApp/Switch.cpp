@@ -2,6 +2,7 @@
 
 #include "CompanionApp/PanelStyle.h"
 
+#include <QKeyEvent>
 #include <QPainter>
 
 namespace CompanionApp {
@@ -46,6 +47,18 @@ bool Switch::hitButton(const QPoint& position) const {
     return rect().contains(position);
 }
 
+void Switch::keyPressEvent(QKeyEvent* event) {
+    // A switch is not a push button: nothing else in the panel waits for Return while it has focus.
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
+        if (!event->isAutoRepeat()) {
+            click();
+        }
+        event->accept();
+        return;
+    }
+    QAbstractButton::keyPressEvent(event);
+}
+
 void Switch::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
@@ -63,7 +76,7 @@ void Switch::paintEvent(QPaintEvent*) {
     }
     const qreal radius = trackHeight / 2;
     painter.setPen(Qt::NoPen);
-    painter.setBrush(isChecked() ? colours.color(QPalette::Highlight) : colours.color(QPalette::Mid));
+    painter.setBrush(isChecked() ? colours.color(QPalette::Highlight) : PanelStyle::switchTrackOff(colours));
     painter.drawRoundedRect(track, radius, radius);
 
     const qreal knob = trackHeight - 2 * knobInset;

@@ -5,7 +5,7 @@
 namespace CompanionApp {
 
 /// An on/off switch with its label: the label on the leading side, a small sliding switch on the
-/// trailing edge. Pressing anywhere on it, or the space bar, flips it.
+/// trailing edge. Pressing anywhere on it, the space bar or Return flips it.
 class Switch : public QAbstractButton {
     Q_OBJECT
 
@@ -18,6 +18,7 @@ public:
 protected:
     void paintEvent(QPaintEvent* event) override;
     bool hitButton(const QPoint& position) const override;
+    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     QRectF trackRect() const;

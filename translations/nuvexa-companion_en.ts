@@ -45,6 +45,24 @@
     </message>
 </context>
 <context>
+    <name>CompanionApp::BusyIndicator</name>
+    <message>
+        <source>Trabajando…</source>
+        <translation>Working…</translation>
+    </message>
+</context>
+<context>
+    <name>CompanionApp::CheckRow</name>
+    <message>
+        <source>%@: listo</source>
+        <translation>%@: ready</translation>
+    </message>
+    <message>
+        <source>%@: pendiente</source>
+        <translation>%@: not ready</translation>
+    </message>
+</context>
+<context>
     <name>CompanionApp::ContentView</name>
     <message>
         <source>Actualizar</source>
@@ -68,40 +86,12 @@
         <translation>%@ · user %@</translation>
     </message>
     <message>
-        <source>Revocar…</source>
-        <translation>Revoke…</translation>
-    </message>
-    <message>
-        <source>¿Revocar «%@»? Ya no podrá iniciar sesión en este ordenador.</source>
-        <translation>Revoke “%@”? It will no longer be able to log in to this computer.</translation>
-    </message>
-    <message>
-        <source>Revocar</source>
-        <translation>Revoke</translation>
-    </message>
-    <message>
-        <source>Cancelar</source>
-        <translation>Cancel</translation>
-    </message>
-    <message>
-        <source>¿Revocar «%@»? Su llave también está en otras líneas del archivo:
-%@
-Si no las quitas, podrá seguir iniciando sesión en este ordenador.</source>
-        <translation>Revoke “%@”? Its key is also on other lines of the file:
-%@
-Unless you remove them, it can still log in to this computer.</translation>
-    </message>
-    <message>
-        <source>Revocar y quitarlas</source>
-        <translation>Revoke and remove them</translation>
-    </message>
-    <message>
-        <source>Solo su línea</source>
-        <translation>Only its line</translation>
-    </message>
-    <message>
         <source>línea %d: %@</source>
         <translation>line %d: %@</translation>
+    </message>
+    <message>
+        <source>No hay ninguna aplicación para abrir el registro; está en %@</source>
+        <translation>No application can open the log; it is at %@</translation>
     </message>
 </context>
 <context>
@@ -118,6 +108,10 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>Revocar…</source>
         <translation>Revoke…</translation>
+    </message>
+    <message>
+        <source>Revocar «%@»…</source>
+        <translation>Revoke “%@”…</translation>
     </message>
 </context>
 <context>
@@ -157,6 +151,72 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>Emparejar otro</source>
         <translation>Pair another</translation>
+    </message>
+    <message>
+        <source>Para emparejar, activa antes el inicio de sesión remoto (SSH), más arriba.</source>
+        <translation>To pair, first turn on remote login (SSH), above.</translation>
+    </message>
+</context>
+<context>
+    <name>CompanionApp::RevokeConfirmation</name>
+    <message>
+        <source>¿Revocar «%@»? Ya no podrá iniciar sesión en este ordenador.</source>
+        <translation>Revoke “%@”? It will no longer be able to log in to this computer.</translation>
+    </message>
+    <message>
+        <source>¿Revocar «%@»? Su llave también está en otras líneas del archivo:
+%@
+Si no las quitas, podrá seguir iniciando sesión en este ordenador.</source>
+        <translation>Revoke “%@”? Its key is also on other lines of the file:
+%@
+Unless you remove them, it can still log in to this computer.</translation>
+    </message>
+    <message>
+        <source>¿Quitar el acceso de «%@» a este ordenador?</source>
+        <translation>Remove the access of “%@” to this computer?</translation>
+    </message>
+    <message>
+        <source>Su llave se quitará de ~/.ssh/authorized_keys. Para volver a conectar desde ese teléfono habrá que emparejarlo de nuevo.</source>
+        <translation>Its key will be removed from ~/.ssh/authorized_keys. To connect from that phone again, pair it again.</translation>
+    </message>
+    <message>
+        <source>Revocar</source>
+        <translation>Revoke</translation>
+    </message>
+    <message>
+        <source>Revocar y quitarlas</source>
+        <translation>Revoke and remove them</translation>
+    </message>
+    <message>
+        <source>Solo su línea</source>
+        <translation>Only its line</translation>
+    </message>
+    <message>
+        <source>Cancelar</source>
+        <translation>Cancel</translation>
+    </message>
+</context>
+<context>
+    <name>CompanionApp::StatusSymbol</name>
+    <message>
+        <source>Listo</source>
+        <translation>Ready</translation>
+    </message>
+    <message>
+        <source>Pendiente</source>
+        <translation>Not ready</translation>
+    </message>
+    <message>
+        <source>Visible en la red local</source>
+        <translation>Visible on the local network</translation>
+    </message>
+    <message>
+        <source>En espera</source>
+        <translation>Waiting</translation>
+    </message>
+    <message>
+        <source>Emparejamiento completado</source>
+        <translation>Pairing complete</translation>
     </message>
 </context>
 <context>
@@ -920,10 +980,6 @@ Exit status: the command&apos;s (0 done, 1 the answer is no, 130 interrupted wit
         <translation>Cannot find pkexec and systemctl to ask for administrator permission.</translation>
     </message>
     <message>
-        <source>No se ha podido cambiar el servidor SSH (código %1).</source>
-        <translation>Could not change the SSH server (code %1).</translation>
-    </message>
-    <message>
         <source>Ningún agente de polkit puede pedir la contraseña de administrador en este escritorio. Escribe «%@» en una terminal.</source>
         <translation>No polkit agent can ask for the administrator password on this desktop. Type “%@” into a terminal.</translation>
     </message>
@@ -954,6 +1010,22 @@ Exit status: the command&apos;s (0 done, 1 the answer is no, 130 interrupted wit
     <message>
         <source>No he podido abrir una terminal ni copiar la orden. Escribe «%@» en una terminal y pulsa Intro.</source>
         <translation>Could not open a terminal nor copy the command. Type “%@” into a terminal and press Return.</translation>
+    </message>
+    <message>
+        <source>No se ha dado permiso de administrador y el servidor SSH sigue como estaba. También puedes escribir «%@» en una terminal.</source>
+        <translation>Administrator permission was not given, and the SSH server is as it was. You can also type “%@” into a terminal.</translation>
+    </message>
+    <message>
+        <source>No se puede pedir permiso de administrador: polkit no responde. Escribe «%@» en una terminal.</source>
+        <translation>Administrator permission cannot be asked for: polkit does not answer. Type “%@” into a terminal.</translation>
+    </message>
+    <message>
+        <source>No se ha podido cambiar el servidor SSH (%@). Escribe «%@» en una terminal para ver por qué.</source>
+        <translation>Could not change the SSH server (%@). Type “%@” into a terminal to see why.</translation>
+    </message>
+    <message>
+        <source>No se ha podido cambiar el servidor SSH (código %d). Escribe «%@» en una terminal para ver por qué.</source>
+        <translation>Could not change the SSH server (code %d). Type “%@” into a terminal to see why.</translation>
     </message>
 </context>
 <context>

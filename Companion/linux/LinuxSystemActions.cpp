@@ -214,21 +214,41 @@ std::optional<std::string> LinuxSystemActions::setRemoteLogin(bool on, std::stop
         return "pkexec: " + result.error;
     }
     const auto output = Text::trimmed(result.output);
+    // pkexec speaks English and of itself: each failure is said in the user's words, and the command
+    // that makes the change without polkit goes with it.
+    const QString command =
+        QString::fromStdString("sudo " + Text::joined({"systemctl", change[1], "--now", *unit}, " "));
     if (output.find(noAgentMessage) != std::string::npos) {
-        return LocalizedFormat::fill(
-                   Texts::tr("Ningún agente de polkit puede pedir la contraseña de "
-                             "administrador en este escritorio. Escribe «%@» en una "
-                             "terminal."),
-                   {QString::fromStdString("sudo " +
-                                           Text::joined({"systemctl", change[1], "--now", *unit}, " "))})
+        return LocalizedFormat::fill(Texts::tr("Ningún agente de polkit puede pedir la contraseña de "
+                                               "administrador en este escritorio. Escribe «%@» en una "
+                                               "terminal."),
+                                     {command})
             .toStdString();
     }
-    // pkexec's own message (the dialog was dismissed, not authorised) or systemctl's.
-    if (!output.empty()) {
-        return output;
+    if (result.exitCode == pkexecNotAuthorized) {
+        return LocalizedFormat::fill(Texts::tr("No se ha dado permiso de administrador y el servidor SSH "
+                                               "sigue como estaba. También puedes escribir «%@» en una "
+                                               "terminal."),
+                                     {command})
+            .toStdString();
     }
-    return Texts::tr("No se ha podido cambiar el servidor SSH (código %1).")
-        .arg(result.exitCode)
+    if (result.exitCode == pkexecCannotAuthenticate) {
+        return LocalizedFormat::fill(Texts::tr("No se puede pedir permiso de administrador: polkit no "
+                                               "responde. Escribe «%@» en una terminal."),
+                                     {command})
+            .toStdString();
+    }
+    // systemctl's own failure: its words name what went wrong with the unit.
+    if (!output.empty()) {
+        return LocalizedFormat::fill(Texts::tr("No se ha podido cambiar el servidor SSH (%@). Escribe «%@» "
+                                               "en una terminal para ver por qué."),
+                                     {QString::fromStdString(output), command})
+            .toStdString();
+    }
+    return LocalizedFormat::fill(
+               Texts::tr("No se ha podido cambiar el servidor SSH (código %d). Escribe «%@» "
+                         "en una terminal para ver por qué."),
+               {QString::number(result.exitCode), command})
         .toStdString();
 }
 

@@ -58,6 +58,10 @@ public:
     static constexpr std::string_view pkexecWithoutTextAgent = "--disable-internal-agent";
     /// What pkexec says when no polkit agent runs in the session.
     static constexpr std::string_view noAgentMessage = "No authentication agent found";
+    /// pkexec's exit codes: the user dismissed the dialog or was not authorised; no one could be
+    /// asked (no agent, or polkit itself unreachable).
+    static constexpr int pkexecNotAuthorized = 126;
+    static constexpr int pkexecCannotAuthenticate = 127;
     /// How long a clipboard helper may take to take over the text.
     static constexpr std::chrono::milliseconds clipboardTimeout{5000};
 

@@ -69,6 +69,15 @@ TEST(ContentViewTest, IsThreeHundredTwentyPointsOfContentWithFourteenOfPadding) 
     saveArtifact(world.panel());
 }
 
+TEST(ContentViewTest, IsDrawnWholeAtOneOneAndAHalfAndTwoPixelsAPoint) {
+    PanelWorld world;
+    world.buildAndShow();
+    for (const qreal ratio : {1.0, 1.5, 2.0}) {
+        const QImage picture = AppTestSupport::saveScaledArtifact(world.panel(), ratio);
+        EXPECT_EQ(picture.size(), world.panel().size() * ratio);
+    }
+}
+
 TEST(ContentViewTest, ShowsHeaderChecksPairingAndFooterInThatOrder) {
     PanelWorld world;
     world.buildAndShow();
@@ -681,6 +690,19 @@ TEST(ContentViewTest, LogButtonLeavesAnExistingLogAsItIs) {
     QTest::mouseClick(&world.panel().logButton(), Qt::LeftButton);
     EXPECT_EQ(world.openedFiles.size(), 2U);
     EXPECT_EQ(readFile(log), lines);
+}
+
+TEST(ContentViewTest, LogButtonWithNothingToOpenTheLogSaysSoWithItsPath) {
+    PanelWorld world;
+    world.canOpenFiles = false;
+    world.buildAndShow();
+    QTest::mouseClick(&world.panel().logButton(), Qt::LeftButton);
+    ASSERT_EQ(world.openedFiles.size(), 1U);
+    EXPECT_TRUE(world.panel().lastError().isVisible());
+    EXPECT_EQ(world.panel().lastError().text().toStdString(),
+              "No hay ninguna aplicación para abrir el registro; está en " +
+                  (world.home.path() / "nuvexa-companion.log").string());
+    saveArtifact(world.panel());
 }
 
 TEST(ContentViewTest, QuitButtonEndsTheProgram) {

@@ -161,12 +161,33 @@ TEST_F(LinuxSystemActionsTest, TurningRemoteLoginOffDisablesAndStopsTheUnit) {
                   ProcessCommand::Output::captureMerged}}));
 }
 
-TEST_F(LinuxSystemActionsTest, ADismissedAdministratorDialogGivesPkexecsMessage) {
+TEST_F(LinuxSystemActionsTest, ADismissedAdministratorDialogIsSaidInWordsWithTheCommand) {
     m_executables = {"/usr/bin/pkexec", "/usr/bin/systemctl"};
     writeFile(m_directory / "lib" / "ssh.service", "");
     m_runner->setResult(exited(126, "Error executing command as another user: Request dismissed\n"));
     EXPECT_EQ(actions().setRemoteLogin(true, {}),
-              "Error executing command as another user: Request dismissed");
+              "No se ha dado permiso de administrador y el servidor SSH sigue como estaba. También puedes "
+              "escribir «sudo systemctl enable --now ssh.service» en una terminal.");
+}
+
+TEST_F(LinuxSystemActionsTest, AnUnreachablePolkitIsSaidInWordsWithTheCommand) {
+    m_executables = {"/usr/bin/pkexec", "/usr/bin/systemctl"};
+    writeFile(m_directory / "lib" / "ssh.service", "");
+    m_runner->setResult(exited(127,
+                               "Error getting authority: Error initializing authority: Could not connect: "
+                               "Connection refused\n"));
+    EXPECT_EQ(actions().setRemoteLogin(false, {}),
+              "No se puede pedir permiso de administrador: polkit no responde. Escribe «sudo systemctl "
+              "disable --now ssh.service» en una terminal.");
+}
+
+TEST_F(LinuxSystemActionsTest, ASystemctlFailureKeepsItsWordsAndGivesTheCommand) {
+    m_executables = {"/usr/bin/pkexec", "/usr/bin/systemctl"};
+    writeFile(m_directory / "lib" / "ssh.service", "");
+    m_runner->setResult(exited(1, "Failed to enable unit: Unit ssh.service is masked.\n"));
+    EXPECT_EQ(actions().setRemoteLogin(true, {}),
+              "No se ha podido cambiar el servidor SSH (Failed to enable unit: Unit ssh.service is masked.). "
+              "Escribe «sudo systemctl enable --now ssh.service» en una terminal para ver por qué.");
 }
 
 TEST_F(LinuxSystemActionsTest, WithoutAPolkitAgentTheMessageSaysSoAndGivesTheCommand) {
@@ -183,7 +204,9 @@ TEST_F(LinuxSystemActionsTest, ASilentFailureStillGivesAMessage) {
     m_executables = {"/usr/bin/pkexec", "/usr/bin/systemctl"};
     writeFile(m_directory / "lib" / "ssh.service", "");
     m_runner->setResult(exited(1));
-    EXPECT_EQ(actions().setRemoteLogin(true, {}), "No se ha podido cambiar el servidor SSH (código 1).");
+    EXPECT_EQ(actions().setRemoteLogin(true, {}),
+              "No se ha podido cambiar el servidor SSH (código 1). Escribe «sudo systemctl enable --now "
+              "ssh.service» en una terminal para ver por qué.");
 }
 
 TEST_F(LinuxSystemActionsTest, WithoutAnSshServerNothingRunsAndTheMessageSaysWhatToInstall) {

@@ -118,7 +118,7 @@ exec_line=$(sed -n 's/^Exec=//p' /usr/share/applications/nuvexa-companion.deskto
     || fail "the menu and autostart entries start different commands"
 display=:${NUVEXA_PACKAGE_TEST_DISPLAY:-96}
 [ ! -e "/tmp/.X${display#:}-lock" ] || fail "display $display is already in use"
-Xvfb "$display" -screen 0 1024x768x24 -nolisten tcp > "$work/xvfb.log" 2>&1 &
+Xvfb "$display" -screen 0 1024x768x24 -nolisten tcp -noreset > "$work/xvfb.log" 2>&1 &
 started+=($!)
 export DISPLAY=$display QT_QPA_PLATFORM=xcb LC_ALL=C.UTF-8 LANGUAGE=
 export DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/nuvexa-no-system-bus

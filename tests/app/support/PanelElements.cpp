@@ -8,9 +8,11 @@
 
 #include <QAbstractButton>
 #include <QDir>
+#include <QImage>
 #include <QLabel>
 #include <QLayout>
 #include <QPixmap>
+#include <QScrollArea>
 #include <QStringList>
 
 #include <gtest/gtest.h>
@@ -103,6 +105,10 @@ void collect(QWidget& widget, QWidget& root, QStringList& out) {
     if (QLayout* layout = widget.layout()) {
         collect(*layout, root, out);
     }
+    // What a scroll area holds is its widget, outside any layout.
+    if (auto* scrolled = qobject_cast<QScrollArea*>(&widget); scrolled != nullptr && scrolled->widget()) {
+        collect(*scrolled->widget(), root, out);
+    }
 }
 
 } // namespace
@@ -126,6 +132,22 @@ std::string saveArtifact(QWidget& widget, const std::string& suffix) {
     EXPECT_TRUE(widget.grab().save(path, "PNG")) << "cannot save " << path.toStdString();
     std::cout << "panel picture: " << path.toStdString() << std::endl;
     return path.toStdString();
+}
+
+QImage saveScaledArtifact(QWidget& widget, qreal ratio) {
+    QImage picture(widget.size() * ratio, QImage::Format_ARGB32_Premultiplied);
+    picture.setDevicePixelRatio(ratio);
+    picture.fill(widget.palette().color(QPalette::Window));
+    widget.render(&picture);
+    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    const QString folder = QString::fromUtf8(NUVEXA_PANEL_ARTIFACTS);
+    QDir().mkpath(folder);
+    const std::string name = std::string(test->test_suite_name()) + "." + test->name() + "." +
+                             QString::number(ratio).toStdString() + "x.png";
+    const QString path = QDir(folder).filePath(QString::fromStdString(name));
+    EXPECT_TRUE(picture.save(path, "PNG")) << "cannot save " << path.toStdString();
+    std::cout << "panel picture: " << path.toStdString() << std::endl;
+    return picture;
 }
 
 int topIn(QWidget& widget, QWidget& root) {

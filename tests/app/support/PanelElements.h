@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QImage>
 #include <QString>
 
 #include <ostream>
@@ -28,6 +29,9 @@ std::vector<std::string> visibleElements(QWidget& root);
 /// Saves a picture of `widget` as "<test suite>.<test name>.png" in the run's artifact folder (made
 /// when missing) and prints its path. Answers the path.
 std::string saveArtifact(QWidget& widget, const std::string& suffix = {});
+/// As `saveArtifact`, drawn at `ratio` pixels a point (".2x" and so on after the name). Answers the
+/// picture.
+QImage saveScaledArtifact(QWidget& widget, qreal ratio);
 
 /// Top edge of `widget` in `root`'s coordinates.
 int topIn(QWidget& widget, QWidget& root);

@@ -100,9 +100,12 @@ CompanionApp::ContentView::Options PanelWorld::panelOptions() {
     CompanionApp::ContentView::Options options;
     options.openUrl = [this](const QUrl& url) {
         openedFiles.push_back(url);
-        return true;
+        return canOpenFiles;
     };
     options.quit = [this] { ++quits; };
+    if (realRevokeDialog) {
+        return options;
+    }
     options.confirmRevoke = [this](const QString& phone,
                                    const QStringList& otherLines) -> std::optional<Companion::RevokeScope> {
         revokeQuestions.push_back(phone);

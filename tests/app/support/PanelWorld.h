@@ -165,11 +165,15 @@ public:
     TestSupport::TemporaryDirectory home;
     std::vector<std::shared_ptr<FakeAnnouncer::Record>> announcers;
     std::vector<QUrl> openedFiles;
+    /// Whether the desktop has an application for what the panel opens.
+    bool canOpenFiles = true;
     int quits = 0;
     /// What the revoke confirmation answers (and whether it chose to remove the other lines that
     /// hold the key too), the phones it named and the other lines it showed for each.
     bool confirmRevoke = true;
     bool revokeEveryLine = false;
+    /// The panel asks with its own dialog instead, and none of the above is recorded.
+    bool realRevokeDialog = false;
     std::vector<QString> revokeQuestions;
     std::vector<QStringList> revokeOtherLines;
 

@@ -62,7 +62,7 @@ case "$mode" in
             fail "display $display is already in use; choose another in the test's CMake settings"
         fi
         export NUVEXA_WAYLAND_SEAT=1 NUVEXA_TRAY_SCREEN=wayland-seat
-        Xvfb "$display" -screen 0 1280x1024x24 -nolisten tcp >"$work/xvfb.log" 2>&1 &
+        Xvfb "$display" -screen 0 1280x1024x24 -nolisten tcp -noreset >"$work/xvfb.log" 2>&1 &
         started+=($!)
         wait_for "the X server" env DISPLAY="$display" xdpyinfo
         DISPLAY=$display weston --config="$work/weston.ini" --backend=x11-backend.so --use-pixman --debug \

@@ -33,7 +33,7 @@ start_private_session tray
 export DISPLAY=$display
 export QT_QPA_PLATFORM=xcb
 
-Xvfb "$display" -screen 0 1024x768x24 -nolisten tcp >"$work/xvfb.log" 2>&1 &
+Xvfb "$display" -screen 0 1024x768x24 -nolisten tcp -noreset >"$work/xvfb.log" 2>&1 &
 started+=($!)
 wait_for "the X server" xdpyinfo
 
