@@ -170,6 +170,10 @@ bool MenuBarApp::eventFilter(QObject* watched, QEvent* event) {
     if (isSecondHalfOfClosingPress(watched, event)) {
         return true;
     }
+    // A desktop switched between light and dark while the app runs: the tray icon follows it.
+    if (watched == m_panel.get() && event->type() == QEvent::ApplicationPaletteChange && m_tray) {
+        m_tray->setIcon(MenuBarIcon::forTray());
+    }
     // The panel's height follows its content; it stays attached to the icon as it grows.
     if (watched == m_panel.get() && event->type() == QEvent::Resize && m_panel->isVisible() &&
         m_windowing == PanelWindowing::anchoredPopup) {

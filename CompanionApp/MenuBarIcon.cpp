@@ -1,6 +1,7 @@
 #include "CompanionApp/MenuBarIcon.h"
 
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QImageReader>
 #include <QPainter>
 #include <QPainterPath>
@@ -37,6 +38,19 @@ QPixmap drawnGlyph(int scale) {
 QString denseVariant(const QString& path) {
     const QFileInfo info(path);
     return info.path() + u'/' + info.completeBaseName() + QStringLiteral("@2x.") + info.suffix();
+}
+
+/// The icon made of the images at `paths`, one per size; the drawn glyph when none loads.
+template <std::size_t count>
+QIcon iconOfSizes(const char* const (&paths)[count]) {
+    QIcon icon;
+    for (const char* path : paths) {
+        const QImage image = QImageReader(QString::fromLatin1(path)).read();
+        if (!image.isNull()) {
+            icon.addPixmap(QPixmap::fromImage(image));
+        }
+    }
+    return icon.isNull() ? fallback() : icon;
 }
 
 } // namespace
@@ -78,14 +92,19 @@ QIcon fallback() {
 }
 
 QIcon applicationIcon() {
-    QIcon icon;
-    for (const char* path : applicationIconPaths) {
-        const QImage image = QImageReader(QString::fromLatin1(path)).read();
-        if (!image.isNull()) {
-            icon.addPixmap(QPixmap::fromImage(image));
-        }
-    }
-    return icon.isNull() ? fallback() : icon;
+    return iconOfSizes(applicationIconPaths);
+}
+
+QIcon lightIcon() {
+    return iconOfSizes(lightIconPaths);
+}
+
+bool isDark(const QPalette& palette) {
+    return palette.color(QPalette::Window).lightness() < palette.color(QPalette::WindowText).lightness();
+}
+
+QIcon forTray() {
+    return forTray(QGuiApplication::palette());
 }
 
 } // namespace CompanionApp::MenuBarIcon

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QIcon>
+#include <QPalette>
 #include <QString>
 
 /// The icon the companion shows in the menu bar or the system tray.
@@ -9,8 +10,12 @@ namespace CompanionApp::MenuBarIcon {
 /// The embedded glyph: a terminal prompt in a rounded square, black on transparent (with an "@2x"
 /// companion for dense screens).
 inline constexpr const char* resourcePath = ":/icons/MenuBarIcon.png";
-/// The coloured application icon in two sizes, for trays that show icons as they are.
+/// The coloured application icon in two sizes, for trays that show icons as they are: a dark square,
+/// which stands out on a light bar.
 inline constexpr const char* applicationIconPaths[] = {":/icons/AppIcon-32.png", ":/icons/AppIcon-64.png"};
+/// Its light variant, a light square with a dark prompt, which stands out on a dark bar.
+inline constexpr const char* lightIconPaths[] = {":/icons/AppIcon-light-32.png",
+                                                 ":/icons/AppIcon-light-64.png"};
 /// The name given to the icon for assistive technologies and tooltips.
 inline constexpr const char* accessibleName = "nuvexa";
 
@@ -28,8 +33,16 @@ QIcon fallback();
 /// The coloured application icon.
 QIcon applicationIcon();
 
-/// The icon for this platform's tray: the template glyph in the macOS menu bar; the coloured
-/// application icon in Linux trays, whose background may be light or dark.
+/// The application icon's light variant.
+QIcon lightIcon();
+
+/// Whether `palette` is a dark desktop's: its windows are darker than their text.
+bool isDark(const QPalette& palette);
+
+/// The icon for this platform's tray on a desktop of `palette`: the template glyph in the macOS menu
+/// bar, which tints it itself; in Linux trays the application icon, light on a dark desktop and dark
+/// on a light one. Without a palette, the application's.
+QIcon forTray(const QPalette& palette);
 QIcon forTray();
 
 } // namespace CompanionApp::MenuBarIcon

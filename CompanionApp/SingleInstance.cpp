@@ -33,11 +33,15 @@ SingleInstance::SingleInstance(QString socketPath, QObject* parent)
 }
 
 QString SingleInstance::defaultSocketPath() {
-    return QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation) +
-           QStringLiteral("/nuvexa-companion.socket");
+    // Qt answers nothing for a runtime folder that is not the user's own and private.
+    const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+    return runtime.isEmpty() ? QString() : runtime + QStringLiteral("/nuvexa-companion.socket");
 }
 
 bool SingleInstance::claim() {
+    if (m_socketPath.isEmpty()) {
+        return true;
+    }
     // Listening first: a socket another instance is serving is never removed.
     if (listen()) {
         return true;
@@ -45,9 +49,15 @@ bool SingleInstance::claim() {
     if (handOver()) {
         return false;
     }
+    if (m_socketPath.isEmpty()) {
+        return true;
+    }
     // Left behind by an instance that ended without closing it.
     QLocalServer::removeServer(m_socketPath);
-    return listen();
+    // Where no socket can be had there is no safe place to meet: this start runs anyway, since a
+    // second icon is better than no companion at all.
+    listen();
+    return true;
 }
 
 bool SingleInstance::listen() {

@@ -15,11 +15,14 @@ public:
     /// `socketPath` is where the instances meet; `defaultSocketPath()` for the real program.
     explicit SingleInstance(QString socketPath, QObject* parent = nullptr);
 
-    /// The socket in the user's runtime folder (`$XDG_RUNTIME_DIR`, private to the session).
+    /// The socket in the user's runtime folder (`$XDG_RUNTIME_DIR`, private to the session); empty
+    /// when there is no such folder of the user's own.
     static QString defaultSocketPath();
 
     /// Becomes the session's instance, or, when another already is, asks it to open its panel.
-    /// Answers true when this process is the one instance, false when it handed over and should end.
+    /// Answers false only when it handed over to a running instance and should end; with no socket
+    /// to meet at (none given, or none that can be listened on) it answers true, so nothing another
+    /// account does to a shared folder keeps the owner's companion from starting.
     bool claim();
 
 signals:

@@ -2,7 +2,8 @@
 
 namespace CompanionApp::MenuBarIcon {
 
-QIcon forTray() {
+QIcon forTray(const QPalette& /*palette*/) {
+    // The menu bar tints a template image for its own appearance.
     return templateIcon();
 }
 

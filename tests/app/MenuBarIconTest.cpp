@@ -70,6 +70,35 @@ TEST(MenuBarIconTest, ApplicationIconIsEmbedded) {
     EXPECT_FALSE(MenuBarIcon::forTray().isNull());
 }
 
+/// The lightness of the icon's square, just inside its top-left corner, at 32 pixels.
+int squareLightness(const QIcon& icon) {
+    const QImage image = icon.pixmap(QSize(32, 32)).toImage().convertToFormat(QImage::Format_ARGB32);
+    return image.pixelColor(6, 6).lightness();
+}
+
+QPalette desktop(QColor window, QColor text) {
+    QPalette palette;
+    palette.setColor(QPalette::Window, window);
+    palette.setColor(QPalette::WindowText, text);
+    return palette;
+}
+
+TEST(MenuBarIconTest, TheTrayIconIsLightOnADarkDesktopAndDarkOnALightOne) {
+    const QPalette dark = desktop(QColor(0x2a, 0x2a, 0x2a), QColor(0xee, 0xee, 0xee));
+    const QPalette light = desktop(QColor(0xef, 0xef, 0xef), QColor(0x20, 0x20, 0x20));
+    EXPECT_TRUE(MenuBarIcon::isDark(dark));
+    EXPECT_FALSE(MenuBarIcon::isDark(light));
+    const QIcon lightVariant = MenuBarIcon::lightIcon();
+    ASSERT_TRUE(lightVariant.availableSizes().contains(QSize(64, 64)));
+    EXPECT_GT(squareLightness(lightVariant), 200);
+    EXPECT_LT(squareLightness(MenuBarIcon::applicationIcon()), 80);
+    if (MenuBarIcon::forTray(dark).isMask()) {
+        GTEST_SKIP() << "a template image: the menu bar tints it itself";
+    }
+    EXPECT_GT(squareLightness(MenuBarIcon::forTray(dark)), 200);
+    EXPECT_LT(squareLightness(MenuBarIcon::forTray(light)), 80);
+}
+
 /// A menu bar or tray: its background, and the colour it gives a template image (its text colour).
 struct Bar {
     QColor background;

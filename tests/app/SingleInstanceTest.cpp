@@ -37,3 +37,12 @@ TEST(SingleInstanceTest, ASocketLeftByAnInstanceThatEndedIsTakenOver) {
     CompanionApp::SingleInstance instance(socketIn(runtime));
     EXPECT_TRUE(instance.claim());
 }
+
+TEST(SingleInstanceTest, WithNoPlaceToMeetTheStartRunsAnyway) {
+    TestSupport::TemporaryDirectory runtime;
+    CompanionApp::SingleInstance unplaced{QString()};
+    EXPECT_TRUE(unplaced.claim());
+    CompanionApp::SingleInstance unreachable(
+        QString::fromStdString((runtime / "no-such-folder" / "nuvexa-companion.socket").string()));
+    EXPECT_TRUE(unreachable.claim());
+}

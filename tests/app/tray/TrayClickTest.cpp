@@ -175,6 +175,23 @@ protected:
     const int m_defaultInterval = QGuiApplication::styleHints()->mouseDoubleClickInterval();
 };
 
+TEST_F(TrayClickTest, TheIconTurnsLightWhenTheDesktopTurnsDarkAndBack) {
+    const auto squareLightness = [] {
+        const QImage image =
+            s_app->trayIcon()->icon().pixmap(QSize(32, 32)).toImage().convertToFormat(QImage::Format_ARGB32);
+        return image.pixelColor(6, 6).lightness();
+    };
+    const QPalette before = QApplication::palette();
+    EXPECT_LT(squareLightness(), 80);
+    QPalette dark = before;
+    dark.setColor(QPalette::Window, QColor(0x2a, 0x2a, 0x2a));
+    dark.setColor(QPalette::WindowText, QColor(0xee, 0xee, 0xee));
+    QApplication::setPalette(dark);
+    EXPECT_GT(squareLightness(), 200);
+    QApplication::setPalette(before);
+    EXPECT_LT(squareLightness(), 80);
+}
+
 TEST_F(TrayClickTest, EveryClickTogglesThePanelWhenEachPressFollowsTheLastWithinADoubleClick) {
     QGuiApplication::styleHints()->setMouseDoubleClickInterval(24 * 60 * 60 * 1000);
     clickOneAtATime(6);
