@@ -171,7 +171,7 @@ bool MenuBarApp::eventFilter(QObject* watched, QEvent* event) {
         return true;
     }
     // A desktop switched between light and dark while the app runs: the tray icon follows it.
-    if (watched == m_panel.get() && event->type() == QEvent::ApplicationPaletteChange && m_tray) {
+    if (watched == qApp && event->type() == QEvent::ApplicationPaletteChange && m_tray) {
         m_tray->setIcon(MenuBarIcon::forTray());
     }
     // The panel's height follows its content; it stays attached to the icon as it grows.
