@@ -6,7 +6,7 @@
 #include "Companion/PairingSession.h"
 #include "Companion/PlatformWords.h"
 #include "CompanionCore/Overloaded.h"
-#include "CompanionCore/PairedDevices.h"
+#include "CompanionCore/PairedDevice.h"
 #include "CompanionCore/server/PairingServer.h"
 #include "cli/CommandLine.h"
 #include "cli/KeyFingerprint.h"
