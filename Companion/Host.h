@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Companion/LiveSessions.h"
+#include "Companion/LoginRecords.h"
 #include "Companion/ProcessRunner.h"
 #include "Companion/SystemActions.h"
 #include "CompanionCore/PairingHandler.h"
@@ -41,6 +43,10 @@ struct Host {
     std::filesystem::path authorizedKeys;
     /// The wall clock of the pairing codes and the log's timestamps.
     CompanionCore::Clock clock;
+    /// The SSH server's records of logins (the system's by default).
+    std::shared_ptr<LoginRecords> loginRecords;
+    /// The user's processes that belong to SSH logins (the system's process table by default).
+    std::shared_ptr<LiveSessions> liveSessions;
 
     /// This computer, with the platform's backend and one real process runner.
     static Host system();

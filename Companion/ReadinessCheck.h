@@ -1,9 +1,12 @@
 #pragma once
 
+#include "Companion/Finding.h"
+
 #include <QString>
 
 #include <optional>
 #include <string_view>
+#include <vector>
 
 namespace Companion {
 
@@ -28,6 +31,9 @@ struct ReadinessCheck {
     Action action = Action::none;
     /// The repair is running: the button shows it and does nothing until it ends.
     bool busy = false;
+    /// What a deeper look found on this row's way in, such as a mosh-server that a login cannot find;
+    /// `ok` is false while one of them keeps the phone out.
+    std::vector<Finding> findings;
 
     bool operator==(const ReadinessCheck&) const = default;
 

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "Companion/ProcessRunner.h"
+#include "CompanionCore/Expected.h"
+
+#include <QString>
+
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Companion {
+
+/// One attempt to log in with a key, as the SSH server recorded it.
+struct LoginAttempt {
+    std::chrono::system_clock::time_point time;
+    std::string user;
+    /// The client's address and source port, as the server saw them (and as `SSH_CONNECTION` names them).
+    std::string address;
+    int port = 0;
+    /// "SHA256:…" of the key offered.
+    std::string fingerprint;
+    /// The server let the key in ("Accepted publickey"); false for "Failed publickey".
+    bool accepted = false;
+
+    bool operator==(const LoginAttempt&) const = default;
+};
+
+/// Where the SSH server keeps its records of logins, read newest first. Only records the server
+/// itself wrote count: a line another program forges in its name is skipped.
+class LoginRecords {
+public:
+    struct Query {
+        /// The keys asked about ("SHA256:…"); attempts with other keys are skipped.
+        std::vector<std::string> fingerprints;
+        /// Nothing older is read.
+        std::chrono::system_clock::time_point since;
+        /// Reading stops once every key has this many accepted logins (live sessions are matched
+        /// against them) or the source's own bound in bytes is reached.
+        std::size_t acceptedPerKey = 16;
+    };
+
+    /// No record can be read here, and how the user can allow it (said once, not once per phone).
+    struct Unreadable {
+        QString howToAllow;
+        bool operator==(const Unreadable&) const = default;
+    };
+
+    using Reading = CompanionCore::Expected<std::vector<LoginAttempt>, Unreadable>;
+
+    virtual ~LoginRecords() = default;
+
+    /// The attempts with the asked keys, newest first. Blocks on the disk or the system's log tool.
+    virtual Reading newest(const Query& query) = 0;
+};
+
+/// The system's records: on Linux the journal where journald keeps one, else /var/log/auth.log or
+/// /var/log/secure; on macOS the unified log, through `runner`.
+std::shared_ptr<LoginRecords> systemLoginRecords(std::shared_ptr<ProcessRunner> runner);
+
+} // namespace Companion
