@@ -1,5 +1,6 @@
 #include "Companion/CompanionModel.h"
 
+#include "Companion/ActivityText.h"
 #include "Companion/LocalizedFormat.h"
 #include "Companion/Readiness.h"
 #include "Companion/Text.h"
@@ -69,12 +70,26 @@ CompanionModel::CompanionModel(Host host, Settings settings, QObject* parent)
             setLastError(std::nullopt);
         }
     });
+    m_connectedKeepAwake =
+        std::make_unique<ConnectedKeepAwake>(m_host, m_host.systemActions->sleepInhibitor());
+    m_connectedKeepAwake->setWatchInterval(
+        m_settings.connectionWatchInterval.value_or(ConnectedKeepAwake::watchInterval));
+    connect(m_connectedKeepAwake.get(), &ConnectedKeepAwake::refused, this,
+            [this](const QString& message) { setLastError(message.toStdString()); });
+    connect(m_connectedKeepAwake.get(), &ConnectedKeepAwake::enabledChanged, this, [this](bool on) {
+        if (on) {
+            setLastError(std::nullopt);
+        }
+    });
     m_tmuxNotifier = std::make_unique<TmuxNotifier>(m_settings.notifier);
     m_pairingExpiry = m_settings.server.expiry;
     m_session = std::make_unique<PairingSession>(m_host, m_settings.server, m_settings.checkKey);
+    m_session->setLoginWatchInterval(
+        m_settings.loginWatchInterval.value_or(PairingSession::loginWatchInterval));
     connect(&m_session->server(), &CompanionCore::PairingServer::stateChanged, this,
             &CompanionModel::followPairing);
     connect(m_session.get(), &PairingSession::keyCheckChanged, this, &CompanionModel::followKeyCheck);
+    connect(m_session.get(), &PairingSession::loginProofChanged, this, &CompanionModel::followLoginProof);
     refresh();
 }
 
@@ -97,6 +112,31 @@ void CompanionModel::followPairing() {
     if (std::holds_alternative<CompanionCore::Pairing::Paired>(m_session->server().state())) {
         refreshPairedPhones();
     }
+}
+
+void CompanionModel::followLoginProof() {
+    emit loginProofChanged();
+    const auto& proof = m_session->loginProof();
+    if (!proof || !proof->login) {
+        return;
+    }
+    // The phone's own login is news: the list's last login and live session follow it.
+    refreshPhoneActivity();
+    const QString body = LocalizedFormat::fill(
+        Texts::tr("«%@» ha iniciado sesión desde %@."),
+        {QString::fromStdString(proof->device.name), QString::fromStdString(proof->login->address)});
+    auto& centre = notifications();
+    if (centre.isAvailable()) {
+        centre.post(Texts::tr("nuvexa").toStdString(), body.toStdString(), [](bool) {});
+    }
+}
+
+NotificationCentre& CompanionModel::notifications() {
+    // Made on first use, so that a model whose phone never logs in never touches the desktop's services.
+    if (!m_settings.notifier.notifications) {
+        m_settings.notifier.notifications = makeNotificationCentre();
+    }
+    return *m_settings.notifier.notifications;
 }
 
 void CompanionModel::followKeyCheck() {
@@ -158,8 +198,35 @@ void CompanionModel::refreshPairedPhones() {
     }
     if (phones != m_pairedPhones) {
         m_pairedPhones = std::move(phones);
+        m_phoneActivity.reset();
         emit pairedPhonesChanged();
     }
+    refreshPhoneActivity();
+}
+
+void CompanionModel::refreshPhoneActivity() {
+    if (m_pairedPhones.empty()) {
+        if (m_phoneActivity) {
+            m_phoneActivity.reset();
+            emit phoneActivityChanged();
+        }
+        return;
+    }
+    const std::uint64_t look = ++m_activityLooks;
+    enqueue([this, look, phones = m_pairedPhones](std::stop_token stop) {
+        auto reading = PhoneActivities::read(m_host, phones);
+        if (stop.stop_requested()) {
+            return;
+        }
+        publish([look, phones, reading = std::move(reading)](CompanionModel& model) {
+            // A newer look, or a list changed meanwhile, makes this one stale.
+            if (look != model.m_activityLooks || phones != model.m_pairedPhones) {
+                return;
+            }
+            model.m_phoneActivity = reading;
+            emit model.phoneActivityChanged();
+        });
+    });
 }
 
 std::vector<CompanionCore::KeyLine>

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "Companion/ConnectedKeepAwake.h"
 #include "Companion/Host.h"
 #include "Companion/KeepAwake.h"
 #include "Companion/KeyCheckState.h"
 #include "Companion/KeyDoctor.h"
 #include "Companion/PairedPhones.h"
 #include "Companion/PairingSession.h"
+#include "Companion/PhoneActivity.h"
 #include "Companion/ReadinessCheck.h"
 #include "Companion/ReadinessFacts.h"
 #include "Companion/RevokeScope.h"
@@ -22,6 +24,7 @@
 #include <QObject>
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -52,6 +55,12 @@ public:
         /// Asks the SSH server about a freshly paired key (`KeyDoctor::examine` with the host's
         /// options when empty). Called on the worker thread.
         std::function<KeyDoctor::Report(const CompanionCore::PairedDevice& device)> checkKey;
+        /// How often the records are looked at while a freshly paired phone's login is awaited
+        /// (`PairingSession::loginWatchInterval` when absent).
+        std::optional<std::chrono::milliseconds> loginWatchInterval;
+        /// How often the process table is looked at while the "keep awake while connected" switch is
+        /// on (`ConnectedKeepAwake::watchInterval` when absent).
+        std::optional<std::chrono::milliseconds> connectionWatchInterval;
     };
 
     /// On this computer (`Host::system`).
@@ -107,6 +116,15 @@ public:
     /// The key check of the phone paired last, while the pairing section shows it; absent otherwise.
     const std::optional<KeyCheckState>& keyCheck() const { return m_keyCheck; }
 
+    /// Whether the phone paired last has logged in since, while the pairing section shows it.
+    const std::optional<PairingSession::LoginProof>& loginProof() const { return m_session->loginProof(); }
+
+    /// What the SSH server's records and the process table say of each paired phone, in the order
+    /// of `pairedPhones`; absent until the first look after the phones were read.
+    const std::optional<ActivityReading>& phoneActivity() const { return m_phoneActivity; }
+    /// Looks at the paired phones' logins and live sessions afresh, off the main thread.
+    void refreshPhoneActivity();
+
     /// The text of the last failed action, shown in red; absent after a success.
     const std::optional<std::string>& lastError() const { return m_lastError; }
     void setLastError(std::optional<std::string> message);
@@ -115,6 +133,7 @@ public:
     /// How long a pairing session waits for the phone once it listens.
     std::chrono::milliseconds pairingExpiry() const { return m_pairingExpiry; }
     KeepAwake& keepAwake() { return *m_keepAwake; }
+    ConnectedKeepAwake& connectedKeepAwake() { return *m_connectedKeepAwake; }
     TmuxNotifier& tmuxNotifier() { return *m_tmuxNotifier; }
     /// For the panel's own actions, such as turning the SSH server on.
     SystemActions& systemActions() { return *m_host.systemActions; }
@@ -166,6 +185,9 @@ signals:
     void lastErrorChanged();
     void pairedPhonesChanged();
     void keyCheckChanged();
+    /// `loginProof` changed; a desktop notification follows the login itself.
+    void loginProofChanged();
+    void phoneActivityChanged();
     /// After a `refresh` has published every field.
     void refreshed();
     /// After a `revoke` has published its outcome and the phones read afresh.
@@ -185,6 +207,9 @@ private:
     void followKeyCheck();
     /// Re-reads the phones when one has just paired.
     void followPairing();
+    /// Tells the desktop when the phone paired last has logged in.
+    void followLoginProof();
+    NotificationCentre& notifications();
 
     Host m_host;
     Settings m_settings;
@@ -196,8 +221,12 @@ private:
     std::optional<std::string> m_lastError;
     std::vector<CompanionCore::PairedDevice> m_pairedPhones;
     std::optional<KeyCheckState> m_keyCheck;
+    std::optional<ActivityReading> m_phoneActivity;
+    /// Each look at the activity's number, so only the newest one is published.
+    std::uint64_t m_activityLooks = 0;
 
     std::unique_ptr<KeepAwake> m_keepAwake;
+    std::unique_ptr<ConnectedKeepAwake> m_connectedKeepAwake;
     std::unique_ptr<TmuxNotifier> m_tmuxNotifier;
     std::unique_ptr<PairingSession> m_session;
     std::chrono::milliseconds m_pairingExpiry;

@@ -1,5 +1,6 @@
 #include "Companion/PairingSession.h"
 
+#include "Companion/PairedPhones.h"
 #include "CompanionCore/PairedDevices.h"
 
 #include <variant>
@@ -22,6 +23,8 @@ PairingSession::PairingSession(const Host& host, CompanionCore::PairingServer::O
     m_server = std::make_unique<CompanionCore::PairingServer>([this] { return m_host.identity(); },
                                                               m_host.authorizedKeys, std::move(options));
     connect(m_server.get(), &CompanionCore::PairingServer::stateChanged, this, &PairingSession::followServer);
+    m_loginWatch.setInterval(loginWatchInterval);
+    connect(&m_loginWatch, &QTimer::timeout, this, &PairingSession::lookForLogin);
 }
 
 PairingSession::~PairingSession() {
@@ -33,6 +36,7 @@ void PairingSession::followServer() {
     const auto* paired = std::get_if<CompanionCore::Pairing::Paired>(&m_server->state());
     if (paired == nullptr) {
         setKeyCheck(std::nullopt);
+        setLoginProof(std::nullopt);
         return;
     }
     if (m_keyCheck) {
@@ -43,6 +47,7 @@ void PairingSession::followServer() {
         return;
     }
     const auto& device = listing.devices.front();
+    awaitLogin(device);
     setKeyCheck(KeyCheck{device, std::nullopt});
     if (m_checking == Checking::onCallingThread) {
         setKeyCheck(KeyCheck{device, m_checkKey(device).result});
@@ -69,6 +74,70 @@ void PairingSession::setKeyCheck(std::optional<KeyCheck> check) {
     }
     m_keyCheck = std::move(check);
     emit keyCheckChanged();
+}
+
+void PairingSession::awaitLogin(const CompanionCore::PairedDevice& device) {
+    const auto fingerprint = PairedPhones::fingerprint(device);
+    if (!m_host.loginRecords || !fingerprint) {
+        return;
+    }
+    m_awaitedFingerprint = *fingerprint;
+    // Syslog's traditional lines keep whole seconds: a login in the second of the pairing counts.
+    m_pairedAt = std::chrono::floor<std::chrono::seconds>(m_host.clock());
+    setLoginProof(LoginProof{device, std::nullopt, std::nullopt});
+    m_loginWatch.start();
+    lookForLogin();
+}
+
+void PairingSession::lookForLogin() {
+    if (m_looking || !m_loginProof) {
+        return;
+    }
+    m_looking = true;
+    const std::uint64_t proof = m_proofs;
+    m_worker.enqueue([this, proof, records = m_host.loginRecords, user = m_host.userName(),
+                      query = LoginRecords::Query{{m_awaitedFingerprint}, m_pairedAt, 1}](std::stop_token) {
+        auto reading = records->newest(query);
+        std::optional<LoginAttempt> login;
+        std::optional<QString> unreadable;
+        if (!reading) {
+            unreadable = reading.failure().howToAllow;
+        } else {
+            // Any login of the key since the pairing proves it.
+            for (const auto& attempt : *reading) {
+                if (attempt.accepted && attempt.user == user && attempt.time >= query.since) {
+                    login = attempt;
+                    break;
+                }
+            }
+        }
+        m_worker.publish([this, proof, login = std::move(login), unreadable = std::move(unreadable)] {
+            m_looking = false;
+            if (proof != m_proofs || !m_loginProof) {
+                return;
+            }
+            if (!login && !unreadable) {
+                return;
+            }
+            m_loginWatch.stop();
+            setLoginProof(LoginProof{m_loginProof->device, login, unreadable});
+        });
+    });
+}
+
+void PairingSession::setLoginProof(std::optional<LoginProof> proof) {
+    if (!proof || proof->login || proof->unreadable) {
+        m_loginWatch.stop();
+    }
+    if (!proof) {
+        // A look under way belongs to the pairing that is gone.
+        ++m_proofs;
+    }
+    if (proof == m_loginProof) {
+        return;
+    }
+    m_loginProof = std::move(proof);
+    emit loginProofChanged();
 }
 
 } // namespace Companion

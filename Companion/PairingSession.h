@@ -2,12 +2,16 @@
 
 #include "Companion/Host.h"
 #include "Companion/KeyDoctor.h"
+#include "Companion/LoginRecords.h"
 #include "Companion/SerialWorker.h"
 #include "CompanionCore/KeyDiagnosis.h"
 #include "CompanionCore/server/PairingServer.h"
 
 #include <QObject>
+#include <QString>
+#include <QTimer>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -32,6 +36,21 @@ public:
         std::optional<CompanionCore::KeyDiagnosis::Result> result;
     };
 
+    /// The proof that the phone paired last got in: its first login that the SSH server recorded.
+    struct LoginProof {
+        CompanionCore::PairedDevice device;
+        /// The first accepted login since the pairing; absent while it is awaited.
+        std::optional<LoginAttempt> login;
+        /// The server's records cannot be read here, and how to allow it: nothing is awaited.
+        std::optional<QString> unreadable;
+
+        bool operator==(const LoginProof&) const = default;
+    };
+
+    /// How often the records are looked at while a login is awaited: a few seconds, so that a look
+    /// costs the computer next to nothing.
+    static constexpr std::chrono::milliseconds loginWatchInterval{3000};
+
     /// Where the key check runs.
     enum class Checking {
         /// On a worker of the session's own, so a panel never waits for the SSH server.
@@ -55,21 +74,43 @@ public:
     /// so a new session shows no old verdict.
     const std::optional<KeyCheck>& keyCheck() const { return m_keyCheck; }
 
+    /// While the server's state is the pairing of a phone: whether it has logged in since. Absent
+    /// otherwise, and where the host has no login records.
+    const std::optional<LoginProof>& loginProof() const { return m_loginProof; }
+
+    /// Looks at the records this often while a login is awaited (tests shorten it).
+    void setLoginWatchInterval(std::chrono::milliseconds interval) { m_loginWatch.setInterval(interval); }
+
 signals:
     /// `keyCheck` changed: it began, it has its verdict, or it was dropped.
     void keyCheckChanged();
+    /// `loginProof` changed: the wait began, the login arrived, the records proved unreadable, or it
+    /// was dropped.
+    void loginProofChanged();
 
 private:
     void followServer();
     void setKeyCheck(std::optional<KeyCheck> check);
+    void setLoginProof(std::optional<LoginProof> proof);
+    /// Starts awaiting `device`'s first login from now on.
+    void awaitLogin(const CompanionCore::PairedDevice& device);
+    /// One look at the records, off this thread; none while one is under way.
+    void lookForLogin();
 
     Host m_host;
     CheckKey m_checkKey;
     Checking m_checking;
     std::unique_ptr<CompanionCore::PairingServer> m_server;
     std::optional<KeyCheck> m_keyCheck;
+    std::optional<LoginProof> m_loginProof;
     /// Each check's number, so a verdict that arrives after its session has moved on is dropped.
     std::uint64_t m_checks = 0;
+    /// Each awaited login's number, so a look that returns after its pairing has moved on is dropped.
+    std::uint64_t m_proofs = 0;
+    std::string m_awaitedFingerprint;
+    std::chrono::system_clock::time_point m_pairedAt;
+    bool m_looking = false;
+    QTimer m_loginWatch;
     SerialWorker m_worker{*this};
 };
 

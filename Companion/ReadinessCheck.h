@@ -33,7 +33,7 @@ struct ReadinessCheck {
     bool busy = false;
     /// What a deeper look found on this row's way in, such as a mosh-server that a login cannot find;
     /// `ok` is false while one of them keeps the phone out.
-    std::vector<Finding> findings;
+    std::vector<Finding> findings{};
 
     bool operator==(const ReadinessCheck&) const = default;
 

@@ -145,12 +145,14 @@ QWidget* ContentView::buildChecks() {
     m_checkRowsLayout = stack(rows, PanelStyle::checksSpacing);
     m_keepAwakeSwitch = new Switch(QString(), checks);
     m_keepAwakeSwitch->setObjectName(QStringLiteral("keepAwakeSwitch"));
+    m_connectedKeepAwakeSwitch = new Switch(QString(), checks);
+    m_connectedKeepAwakeSwitch->setObjectName(QStringLiteral("connectedKeepAwakeSwitch"));
     m_watchRow = new WatchRow(checks);
     m_watchRow->setObjectName(QStringLiteral("watchRow"));
     m_lastError = PanelStyle::makeCaption(checks, Tone::error, true);
     m_lastError->setObjectName(QStringLiteral("lastError"));
-    for (QWidget* element :
-         std::initializer_list<QWidget*>{rows, m_keepAwakeSwitch, m_watchRow, m_lastError}) {
+    for (QWidget* element : std::initializer_list<QWidget*>{
+             rows, m_keepAwakeSwitch, m_connectedKeepAwakeSwitch, m_watchRow, m_lastError}) {
         layout->addWidget(element);
     }
     return checks;
@@ -193,6 +195,9 @@ void ContentView::connectObserved() {
     connect(&pairing, &CompanionCore::PairingServer::announcedChanged, this, rerender);
     connect(&m_model, &Companion::CompanionModel::keyCheckChanged, this, rerender);
     connect(&m_model.keepAwake(), &Companion::KeepAwake::enabledChanged, this, rerender);
+    connect(&m_model.connectedKeepAwake(), &Companion::ConnectedKeepAwake::enabledChanged, this, rerender);
+    connect(&m_model, &Companion::CompanionModel::loginProofChanged, this, rerender);
+    connect(&m_model, &Companion::CompanionModel::phoneActivityChanged, this, rerender);
     auto& notifier = m_model.tmuxNotifier();
     connect(&notifier, &Companion::TmuxNotifier::enabledChanged, this, rerender);
     connect(&notifier, &Companion::TmuxNotifier::runningChanged, this, rerender);
@@ -203,6 +208,8 @@ void ContentView::connectObserved() {
     // The user's actions go to the observed objects; the panel follows their changes.
     connect(m_keepAwakeSwitch, &Switch::toggled, this,
             [this](bool on) { m_model.keepAwake().setEnabled(on); });
+    connect(m_connectedKeepAwakeSwitch, &Switch::toggled, this,
+            [this](bool on) { m_model.connectedKeepAwake().setEnabled(on); });
     connect(m_watchRow, &WatchRow::enabledToggled, this,
             [this](bool on) { m_model.tmuxNotifier().setEnabled(on); });
     connect(m_pairingSection, &PairingSection::startRequested, this, [this] { m_model.pairing().start(); });
@@ -259,7 +266,8 @@ void ContentView::render() {
     m_pairingSection->setWording(m_model.systemActions().wording());
     m_pairingSection->render(m_model.pairing().state(), m_model.pairing().announced(), m_model.remoteLogin());
     m_pairingSection->renderKeyCheck(m_model.keyCheck());
-    m_pairedPhones->render(m_model.pairedPhones());
+    m_pairingSection->renderLoginProof(m_model.loginProof());
+    m_pairedPhones->render(m_model.pairedPhones(), m_model.phoneActivity(), m_model.host().clock());
     m_refreshButton->setText(tr("Actualizar"));
     m_logButton->setText(tr("Registro"));
     m_quitButton->setText(tr("Salir"));
@@ -337,6 +345,11 @@ void ContentView::renderChecks() {
     {
         const QSignalBlocker blocker(m_keepAwakeSwitch);
         m_keepAwakeSwitch->setChecked(m_model.keepAwake().enabled());
+    }
+    m_connectedKeepAwakeSwitch->setText(tr("Mantener despierto mientras un teléfono esté conectado"));
+    {
+        const QSignalBlocker blocker(m_connectedKeepAwakeSwitch);
+        m_connectedKeepAwakeSwitch->setChecked(m_model.connectedKeepAwake().enabled());
     }
 
     // A fresh lookup rather than the model's last refresh, so an installation made since shows at once.

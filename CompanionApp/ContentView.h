@@ -70,6 +70,7 @@ public:
     /// The row of `item`; it must be among the model's checks.
     CheckRow& checkRow(Companion::ReadinessCheck::Item item) const;
     Switch& keepAwakeSwitch() const { return *m_keepAwakeSwitch; }
+    Switch& connectedKeepAwakeSwitch() const { return *m_connectedKeepAwakeSwitch; }
     WatchRow& watchRow() const { return *m_watchRow; }
     QLabel& lastError() const { return *m_lastError; }
     PairingSection& pairingSection() const { return *m_pairingSection; }
@@ -122,6 +123,7 @@ private:
     std::vector<CheckRow*> m_checkRows;
     std::vector<Companion::ReadinessCheck::Item> m_checkItems;
     Switch* m_keepAwakeSwitch = nullptr;
+    Switch* m_connectedKeepAwakeSwitch = nullptr;
     WatchRow* m_watchRow = nullptr;
     QLabel* m_lastError = nullptr;
     PairingSection* m_pairingSection = nullptr;

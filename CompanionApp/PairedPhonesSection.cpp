@@ -1,5 +1,6 @@
 #include "CompanionApp/PairedPhonesSection.h"
 
+#include "Companion/ActivityText.h"
 #include "CompanionApp/ElidedLabel.h"
 #include "CompanionApp/PanelAccessibility.h"
 #include "CompanionApp/PanelStyle.h"
@@ -28,6 +29,10 @@ PairedPhonesSection::PairedPhonesSection(QWidget* parent)
     m_title = PanelStyle::makeCaption(this, PanelStyle::Tone::secondary);
     m_title->setObjectName(QStringLiteral("pairedPhonesTitle"));
     layout->addWidget(m_title);
+    m_recordsNote = PanelStyle::makeCaption(this, PanelStyle::Tone::secondary, true);
+    m_recordsNote->setObjectName(QStringLiteral("recordsNote"));
+    m_recordsNote->setVisible(false);
+    layout->addWidget(m_recordsNote);
     m_rows = new QWidget(this);
     m_rowLayout = new QVBoxLayout(m_rows);
     m_rowLayout->setContentsMargins(0, 0, 0, 0);
@@ -46,18 +51,55 @@ QString PairedPhonesSection::shortFingerprint(const CompanionCore::PairedDevice&
     return text.left(prefix + shortFingerprintLength) + QStringLiteral("…");
 }
 
+std::vector<QLabel*> PairedPhonesSection::activityLines() const {
+    return m_activityLines;
+}
+
 std::vector<QPushButton*> PairedPhonesSection::revokeButtons() const {
     const auto buttons = m_rows->findChildren<QPushButton*>();
     return {buttons.begin(), buttons.end()};
 }
 
-void PairedPhonesSection::render(const std::vector<CompanionCore::PairedDevice>& phones) {
+void PairedPhonesSection::render(const std::vector<CompanionCore::PairedDevice>& phones,
+                                 const std::optional<Companion::ActivityReading>& activity,
+                                 std::chrono::system_clock::time_point now) {
     m_title->setText(tr("Teléfonos emparejados"));
     setVisible(!phones.empty());
-    if (phones == m_phones && m_rowLayout->count() == static_cast<int>(phones.size())) {
-        return;
+    const bool readable = activity && !activity->unreadable;
+    m_recordsNote->setVisible(activity && activity->unreadable);
+    m_recordsNote->setText(activity ? activity->unreadable.value_or(QString()) : QString());
+    if (phones != m_phones || m_rowLayout->count() != static_cast<int>(phones.size())) {
+        rebuildRows(phones);
     }
+    for (std::size_t index = 0; index < m_activityLines.size(); ++index) {
+        QLabel& line = *m_activityLines[index];
+        const bool known = activity && index < activity->phones.size();
+        const auto pieces =
+            known ? Companion::ActivityText::pieces(activity->phones[index], readable, now) : QStringList();
+        line.setVisible(!pieces.isEmpty());
+        line.setText(pieces.join(QStringLiteral(" · ")));
+        QStringList exact;
+        if (known && readable) {
+            const auto& phone = activity->phones[index];
+            if (phone.lastLogin) {
+                exact << Translations::fill(tr("Último acceso: %@"),
+                                            {Companion::ActivityText::exactTime(phone.lastLogin->time)});
+            }
+            if (phone.refusedLast) {
+                exact << Translations::fill(tr("Último intento rechazado: %@"),
+                                            {Companion::ActivityText::exactTime(phone.refusedLast->time)});
+            }
+        }
+        line.setToolTip(exact.join(u'\n'));
+        PanelStyle::setTone(line, known && activity->phones[index].connectedNow
+                                      ? PanelStyle::Tone::positive
+                                      : PanelStyle::Tone::secondary);
+    }
+}
+
+void PairedPhonesSection::rebuildRows(const std::vector<CompanionCore::PairedDevice>& phones) {
     m_phones = phones;
+    m_activityLines.clear();
     while (QLayoutItem* item = m_rowLayout->takeAt(0)) {
         delete item->widget();
         delete item;
@@ -80,8 +122,13 @@ void PairedPhonesSection::render(const std::vector<CompanionCore::PairedDevice>&
         //: shown after the fingerprint of a phone's earlier key
         detail->setText(phone.older ? shortFingerprint(phone) + tr(" · clave anterior")
                                     : shortFingerprint(phone));
+        auto* activity = PanelStyle::makeCaption(text, PanelStyle::Tone::secondary, true);
+        activity->setObjectName(QStringLiteral("pairedPhoneActivity"));
+        activity->setVisible(false);
+        m_activityLines.push_back(activity);
         textLayout->addWidget(name);
         textLayout->addWidget(detail);
+        textLayout->addWidget(activity);
         rowLayout->addWidget(text, 1);
         auto* button = PanelStyle::makeSmallButton(row);
         button->setObjectName(QStringLiteral("revokeButton"));

@@ -1,5 +1,6 @@
 #include "CompanionApp/PairingSection.h"
 
+#include "Companion/ActivityText.h"
 #include "Companion/KeyDoctor.h"
 #include "Companion/PairingFailureText.h"
 #include "Companion/PlatformWords.h"
@@ -133,6 +134,10 @@ void PairingSection::buildPairedView() {
     m_hostKeyLine->setTextInteractionFlags(Qt::TextSelectableByMouse);
     m_hostKeyLine->setVisible(false);
     layout->addWidget(m_hostKeyLine);
+    m_loginProofLine = PanelStyle::makeCaption(m_pairedView, Tone::secondary, true);
+    m_loginProofLine->setObjectName(QStringLiteral("loginProofLine"));
+    m_loginProofLine->setVisible(false);
+    layout->addWidget(m_loginProofLine);
     m_pairAnotherButton = PanelStyle::makeSmallButton(m_pairedView);
     m_pairAnotherButton->setObjectName(QStringLiteral("pairAnotherButton"));
     layout->addWidget(m_pairAnotherButton, 0, Qt::AlignLeft);
@@ -231,6 +236,22 @@ void PairingSection::renderKeyCheck(const std::optional<Companion::KeyCheckState
     }
     PanelStyle::setTone(*m_keyCheckLine, tone);
     m_hostKeyLine->setText(Companion::KeyDoctor::hostKeyLine(check->hostKey.value_or(QString())));
+}
+
+void PairingSection::renderLoginProof(const std::optional<Companion::PairingSession::LoginProof>& proof) {
+    m_loginProofLine->setVisible(proof.has_value());
+    if (!proof) {
+        return;
+    }
+    if (proof->login) {
+        m_loginProofLine->setText(Companion::ActivityText::loggedInFrom(*proof->login));
+        m_loginProofLine->setToolTip(Companion::ActivityText::exactTime(proof->login->time));
+        PanelStyle::setTone(*m_loginProofLine, Tone::positive);
+    } else {
+        m_loginProofLine->setText(proof->unreadable.value_or(Companion::ActivityText::waitingForLogin()));
+        m_loginProofLine->setToolTip(QString());
+        PanelStyle::setTone(*m_loginProofLine, Tone::secondary);
+    }
 }
 
 QString PairingSection::spokenCode(const QString& digits) {

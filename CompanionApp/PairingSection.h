@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Companion/KeyCheckState.h"
+#include "Companion/PairingSession.h"
 #include "Companion/Wording.h"
 
 #include "CompanionCore/server/PairingState.h"
@@ -36,6 +37,10 @@ public:
     /// Draws the paired view's key check line: absent shows nothing, then "checking", then the
     /// verdict (green when the key works, orange with the reason otherwise) and the host key.
     void renderKeyCheck(const std::optional<Companion::KeyCheckState>& check);
+    /// Draws the paired view's login line: absent shows nothing; then "Esperando a que el teléfono
+    /// inicie sesión…" until the phone's first login, which it names with its address; where the
+    /// records cannot be read, how to allow it.
+    void renderLoginProof(const std::optional<Companion::PairingSession::LoginProof>& proof);
     /// The platform whose words the explanation and the announcement line use; macOS until set.
     /// Shown at the next `render`.
     void setWording(Companion::Wording wording) { m_wording = wording; }
@@ -66,6 +71,7 @@ public:
     QLabel& pairedLine() const { return *m_pairedLine; }
     QLabel& pairedNote() const { return *m_pairedNote; }
     QLabel& keyCheckLine() const { return *m_keyCheckLine; }
+    QLabel& loginProofLine() const { return *m_loginProofLine; }
     QLabel& hostKeyLine() const { return *m_hostKeyLine; }
     QPushButton& pairAnotherButton() const { return *m_pairAnotherButton; }
 
@@ -99,6 +105,7 @@ private:
     QLabel* m_pairedLine;
     QLabel* m_pairedNote;
     QLabel* m_keyCheckLine;
+    QLabel* m_loginProofLine;
     QLabel* m_hostKeyLine;
     QPushButton* m_pairAnotherButton;
 };

@@ -5,6 +5,9 @@
 #include <QKeyEvent>
 #include <QPainter>
 
+#include <algorithm>
+#include <limits>
+
 namespace CompanionApp {
 
 namespace {
@@ -25,7 +28,19 @@ Switch::Switch(const QString& text, QWidget* parent)
     setText(text);
     setCheckable(true);
     setFont(PanelStyle::smallControlFont());
-    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    QSizePolicy policy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    policy.setHeightForWidth(true);
+    setSizePolicy(policy);
+}
+
+QRect Switch::labelBounds(int width) const {
+    const int labelWidth = std::max(1, width - labelGap - static_cast<int>(trackWidth) - 2);
+    return fontMetrics().boundingRect(QRect(0, 0, labelWidth, std::numeric_limits<short>::max()),
+                                      Qt::TextWordWrap, text());
+}
+
+int Switch::heightForWidth(int width) const {
+    return std::max(labelBounds(width).height(), static_cast<int>(trackHeight) + 2);
 }
 
 QSize Switch::sizeHint() const {
@@ -35,7 +50,13 @@ QSize Switch::sizeHint() const {
 }
 
 QSize Switch::minimumSizeHint() const {
-    return sizeHint();
+    // As narrow as the longest word: the rest wraps.
+    const QFontMetrics metrics = fontMetrics();
+    int widest = 0;
+    for (const auto& word : text().split(u' ', Qt::SkipEmptyParts)) {
+        widest = std::max(widest, metrics.horizontalAdvance(word));
+    }
+    return {widest + labelGap + static_cast<int>(trackWidth) + 2, sizeHint().height()};
 }
 
 QRectF Switch::trackRect() const {
@@ -68,8 +89,7 @@ void Switch::paintEvent(QPaintEvent*) {
     const QRectF track = trackRect();
     QRectF label = contentsRect();
     label.setRight(track.left() - labelGap);
-    painter.drawText(label, Qt::AlignLeft | Qt::AlignVCenter,
-                     fontMetrics().elidedText(text(), Qt::ElideRight, static_cast<int>(label.width())));
+    painter.drawText(label, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextWordWrap, text());
 
     if (!isEnabled()) {
         painter.setOpacity(disabledOpacity);

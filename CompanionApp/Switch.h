@@ -5,7 +5,8 @@
 namespace CompanionApp {
 
 /// An on/off switch with its label: the label on the leading side, a small sliding switch on the
-/// trailing edge. Pressing anywhere on it, the space bar or Return flips it.
+/// trailing edge. A label longer than the width given wraps at word boundaries rather than widening
+/// the panel. Pressing anywhere on it, the space bar or Return flips it.
 class Switch : public QAbstractButton {
     Q_OBJECT
 
@@ -14,6 +15,8 @@ public:
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
+    bool hasHeightForWidth() const override { return true; }
+    int heightForWidth(int width) const override;
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -22,6 +25,8 @@ protected:
 
 private:
     QRectF trackRect() const;
+    /// The label's lines, wrapped to `width`.
+    QRect labelBounds(int width) const;
 };
 
 } // namespace CompanionApp

@@ -2,19 +2,24 @@
 
 #include "cli/CommandLine.h"
 
+#include "Companion/ActivityText.h"
 #include "Companion/Host.h"
 #include "Companion/LocalizedFormat.h"
 #include "Companion/PairedPhones.h"
+#include "Companion/PhoneActivity.h"
 #include "CompanionCore/PairedDevices.h"
 #include "CompanionCore/SshPublicKey.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTimeZone>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
@@ -83,25 +88,48 @@ std::optional<QString> missingNamedFile(const CommandLine& commandLine, const QC
     return Companion::LocalizedFormat::fill(Texts::tr("%@ no existe"), {commandLine.value(keys)});
 }
 
+/// "2026-11-24T13:15:32Z"
+QString isoTime(std::chrono::system_clock::time_point time) {
+    const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch());
+    return QDateTime::fromMSecsSinceEpoch(milliseconds.count(), QTimeZone::utc()).toString(Qt::ISODate);
+}
+
+/// The JSON of a login: null, or its time in UTC and the address it came from.
+QJsonValue loginJson(const std::optional<Companion::LoginAttempt>& login) {
+    if (!login) {
+        return QJsonValue(QJsonValue::Null);
+    }
+    return QJsonObject{{"time", isoTime(login->time)}, {"address", text(login->address)}};
+}
+
 /// The listing for people: a header, then each phone on a line with its key type and where it is in
-/// the file, its fingerprint on the next, so that it fits the terminal.
-QString deviceTable(const std::vector<PairedDevice>& devices) {
+/// the file, its fingerprint on the next and what it has done on the one after, so that it fits the
+/// terminal.
+QString deviceTable(const std::vector<PairedDevice>& devices, const Companion::ActivityReading& activity = {},
+                    std::chrono::system_clock::time_point now = {}) {
     struct Row {
         QString name;
         QString type;
         QString place;
         QString fingerprint;
+        QString activity;
     };
     std::vector<Row> rows{
-        {Texts::tr("Teléfono"), Texts::tr("Tipo de llave"), Texts::tr("En el archivo"), {}}};
-    for (const auto& device : devices) {
+        {Texts::tr("Teléfono"), Texts::tr("Tipo de llave"), Texts::tr("En el archivo"), {}, {}}};
+    for (std::size_t index = 0; index < devices.size(); ++index) {
+        const auto& device = devices[index];
         const auto fingerprint = Companion::PairedPhones::fingerprint(device);
         QString place = lineLabel(device.lineNumber);
         if (device.older) {
             place += QStringLiteral(" ") + Texts::tr("(anterior)");
         }
+        const QStringList done =
+            index < activity.phones.size()
+                ? Companion::ActivityText::pieces(activity.phones[index], !activity.unreadable, now)
+                : QStringList();
         rows.push_back({text(device.name), text(device.keyType), place,
-                        fingerprint ? text(*fingerprint) : Texts::tr("(llave inutilizable)")});
+                        fingerprint ? text(*fingerprint) : Texts::tr("(llave inutilizable)"),
+                        done.join(QStringLiteral(" · "))});
     }
     qsizetype nameWidth = 0;
     qsizetype typeWidth = 0;
@@ -116,6 +144,9 @@ QString deviceTable(const std::vector<PairedDevice>& devices) {
                  row.place + QStringLiteral("\n");
         if (!row.fingerprint.isEmpty()) {
             table += gap + row.fingerprint + QStringLiteral("\n");
+        }
+        if (!row.activity.isEmpty()) {
+            table += gap + row.activity + QStringLiteral("\n");
         }
     }
     return table;
@@ -175,20 +206,31 @@ int runDevices(const Companion::Host& host, const QStringList& arguments) {
         }
         return Exit::done;
     }
+    const auto activity = Companion::PhoneActivities::read(host, listing.devices);
     if (commandLine.isSet(json)) {
         QJsonArray devices;
-        for (const auto& device : listing.devices) {
+        for (std::size_t index = 0; index < listing.devices.size(); ++index) {
+            const auto& device = listing.devices[index];
             const auto fingerprint = Companion::PairedPhones::fingerprint(device);
+            const Companion::PhoneActivity done =
+                index < activity.phones.size() ? activity.phones[index] : Companion::PhoneActivity{};
             devices.append(
                 QJsonObject{{"name", QString::fromStdString(device.name)},
                             {"type", QString::fromStdString(device.keyType)},
                             {"fingerprint", fingerprint ? QJsonValue(QString::fromStdString(*fingerprint))
                                                         : QJsonValue(QJsonValue::Null)},
                             {"line", static_cast<qint64>(device.lineNumber)},
-                            {"older", device.older}});
+                            {"older", device.older},
+                            {"lastLogin", loginJson(done.lastLogin)},
+                            {"lastRefused", loginJson(done.refusedLast)},
+                            {"connectedNow", done.connectedNow},
+                            {"moshSessions", done.moshSessions}});
         }
         say(QJsonDocument(
-                QJsonObject{{"devices", devices}, {"otherKeys", static_cast<qint64>(listing.otherKeys)}})
+                QJsonObject{{"devices", devices},
+                            {"otherKeys", static_cast<qint64>(listing.otherKeys)},
+                            {"loginRecordsUnreadable", activity.unreadable ? QJsonValue(*activity.unreadable)
+                                                                           : QJsonValue(QJsonValue::Null)}})
                 .toJson(QJsonDocument::Compact)
                 .toStdString());
         return Exit::done;
@@ -196,7 +238,11 @@ int runDevices(const Companion::Host& host, const QStringList& arguments) {
     if (listing.devices.empty()) {
         say(Texts::tr("No hay ningún teléfono emparejado.").toStdString());
     } else {
-        std::fputs(deviceTable(listing.devices).toUtf8().constData(), stdout);
+        std::fputs(deviceTable(listing.devices, activity, host.clock()).toUtf8().constData(), stdout);
+        // Once for all phones: why no last login is shown, and how to allow it.
+        if (activity.unreadable) {
+            say(activity.unreadable->toStdString());
+        }
     }
     if (listing.otherKeys > 0) {
         say(filled(listing.otherKeys == 1 ? Texts::tr("%d llave más en el archivo.")

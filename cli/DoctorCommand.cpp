@@ -2,13 +2,16 @@
 
 #include "cli/CommandLine.h"
 
+#include "Companion/ActivityText.h"
 #include "Companion/LocalizedFormat.h"
 #include "CompanionCore/PairedDevices.h"
 #include "CompanionCore/SshPublicKey.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QTimeZone>
 
 #include <algorithm>
 #include <cstdio>
@@ -126,6 +129,57 @@ bool allWork(const std::vector<Report>& reports) {
                        [](const Report& report) { return report.result.works(); });
 }
 
+/// The activity of the phone of `reports[index]`, when it has a phone and the records were read.
+const Companion::PhoneActivity* phoneActivity(const std::vector<Report>& reports, std::size_t index,
+                                              const std::optional<DoctorActivity>& activity) {
+    if (!activity || activity->reading.unreadable || !reports[index].device ||
+        index >= activity->reading.phones.size()) {
+        return nullptr;
+    }
+    return &activity->reading.phones[index];
+}
+
+/// What the records say of one phone, a sentence a line.
+QStringList activityLines(const Companion::PhoneActivity& phone, std::chrono::system_clock::time_point now) {
+    QStringList lines;
+    if (phone.lastLogin) {
+        lines << Companion::LocalizedFormat::fill(
+            Texts::tr("Último acceso %@ desde %@."),
+            {Companion::ActivityText::ago(phone.lastLogin->time, now), text(phone.lastLogin->address)});
+    } else {
+        lines << Texts::tr(
+            "No ha iniciado sesión desde que se emparejó, según los registros del servidor SSH.");
+    }
+    if (phone.refusedLast) {
+        lines << Companion::LocalizedFormat::fill(
+            Texts::tr("Su último intento fue rechazado (%@, desde %@): el servidor SSH no aceptó la llave."),
+            {Companion::ActivityText::ago(phone.refusedLast->time, now), text(phone.refusedLast->address)});
+    }
+    return lines;
+}
+
+QString isoTime(std::chrono::system_clock::time_point time) {
+    const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch());
+    return QDateTime::fromMSecsSinceEpoch(milliseconds.count(), QTimeZone::utc()).toString(Qt::ISODate);
+}
+
+QJsonValue loginJson(const std::optional<Companion::LoginAttempt>& login) {
+    if (!login) {
+        return QJsonValue(QJsonValue::Null);
+    }
+    return QJsonObject{{"time", isoTime(login->time)}, {"address", text(login->address)}};
+}
+
+/// The reports' phones in their order; a report without one stands as an empty phone, whose key
+/// matches no record.
+std::vector<CompanionCore::PairedDevice> phonesOf(const std::vector<Report>& reports) {
+    std::vector<CompanionCore::PairedDevice> phones;
+    for (const auto& report : reports) {
+        phones.push_back(report.device.value_or(CompanionCore::PairedDevice{}));
+    }
+    return phones;
+}
+
 void write(const QString& output) {
     std::fputs(output.toUtf8().constData(), stdout);
     std::fflush(stdout);
@@ -133,9 +187,11 @@ void write(const QString& output) {
 
 } // namespace
 
-QString doctorText(const std::vector<Report>& reports, Companion::Wording wording) {
+QString doctorText(const std::vector<Report>& reports, Companion::Wording wording,
+                   const std::optional<DoctorActivity>& activity) {
     QString output;
-    for (const auto& report : reports) {
+    for (std::size_t index = 0; index < reports.size(); ++index) {
+        const auto& report = reports[index];
         output += subjectLine(report) + QStringLiteral("\n");
         for (const auto& line : verdictLine(report, wording).split(QLatin1Char('\n'))) {
             output += QStringLiteral("  ") + line + QStringLiteral("\n");
@@ -157,13 +213,24 @@ QString doctorText(const std::vector<Report>& reports, Companion::Wording wordin
             output +=
                 QStringLiteral("  ") + Companion::KeyDoctor::hostKeyLine(*hostKey) + QStringLiteral("\n");
         }
+        if (const auto* phone = phoneActivity(reports, index, activity)) {
+            for (const auto& line : activityLines(*phone, activity->now)) {
+                output += QStringLiteral("  ") + line + QStringLiteral("\n");
+            }
+        }
+    }
+    // Once for all phones.
+    if (activity && activity->reading.unreadable && !activity->reading.phones.empty()) {
+        output += *activity->reading.unreadable + QStringLiteral("\n");
     }
     return output;
 }
 
-QJsonObject doctorJson(const std::vector<Report>& reports, Companion::Wording wording) {
+QJsonObject doctorJson(const std::vector<Report>& reports, Companion::Wording wording,
+                       const std::optional<DoctorActivity>& activity) {
     QJsonArray keys;
-    for (const auto& report : reports) {
+    for (std::size_t index = 0; index < reports.size(); ++index) {
+        const auto& report = reports[index];
         QJsonArray addresses;
         for (const auto& [address, answer] : report.result.answers) {
             addresses.append(QJsonObject{{"host", text(address.host)},
@@ -183,7 +250,7 @@ QJsonObject doctorJson(const std::vector<Report>& reports, Companion::Wording wo
                 ? CompanionCore::SshPublicKey::fingerprint(report.device->keyType, report.device->blob)
                 : std::nullopt;
         const auto hostKey = Companion::KeyDoctor::hostKey(report.result);
-        keys.append(QJsonObject{
+        QJsonObject key{
             {"device", report.device ? QJsonValue(text(report.device->name)) : QJsonValue(QJsonValue::Null)},
             {"fingerprint", fingerprint ? QJsonValue(text(*fingerprint)) : QJsonValue(QJsonValue::Null)},
             {"works", report.result.works()},
@@ -191,9 +258,22 @@ QJsonObject doctorJson(const std::vector<Report>& reports, Companion::Wording wo
             {"hostKey", hostKey ? QJsonValue(*hostKey) : QJsonValue(QJsonValue::Null)},
             {"addresses", addresses},
             {"causes", causes},
-        });
+        };
+        if (const auto* phone = phoneActivity(reports, index, activity)) {
+            key.insert("lastLogin", loginJson(phone->lastLogin));
+            key.insert("lastRefused", loginJson(phone->refusedLast));
+            key.insert("neverLoggedIn", !phone->lastLogin.has_value());
+            key.insert("refusedAtLastAttempt", phone->refusedLast.has_value());
+        }
+        keys.append(key);
     }
-    return QJsonObject{{"works", allWork(reports)}, {"keys", keys}};
+    QJsonObject json{{"works", allWork(reports)}, {"keys", keys}};
+    if (activity) {
+        json.insert("loginRecordsUnreadable", activity->reading.unreadable
+                                                  ? QJsonValue(*activity->reading.unreadable)
+                                                  : QJsonValue(QJsonValue::Null));
+    }
+    return json;
 }
 
 int runDoctor(const Companion::Host& host, const QStringList& arguments) {
@@ -241,12 +321,13 @@ int runDoctor(const Companion::Host& host, const QStringList& arguments) {
         options.sshdConfig = commandLine.value(config).toStdString();
     }
     const auto reports = Companion::KeyDoctor::examineAll(options, *host.runner);
+    const DoctorActivity activity{Companion::PhoneActivities::read(host, phonesOf(reports)), host.clock()};
     if (commandLine.isSet(json)) {
-        write(QString::fromUtf8(QJsonDocument(doctorJson(reports, host.systemActions->wording()))
+        write(QString::fromUtf8(QJsonDocument(doctorJson(reports, host.systemActions->wording(), activity))
                                     .toJson(QJsonDocument::Compact)) +
               QStringLiteral("\n"));
     } else {
-        write(fitted(doctorText(reports, host.systemActions->wording())));
+        write(fitted(doctorText(reports, host.systemActions->wording(), activity)));
     }
     return allWork(reports) ? Exit::done : Exit::refused;
 }

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "Companion/KeyDoctor.h"
+#include "Companion/PhoneActivity.h"
 
 #include <QJsonObject>
 #include <QStringList>
 
+#include <chrono>
 #include <vector>
 
 namespace Cli {
@@ -16,13 +18,25 @@ namespace Cli {
 /// those after "doctor".
 int runDoctor(const Companion::Host& host, const QStringList& arguments);
 
-/// The reports as text: per key, the verdict, the answer of each address and the host key; the
-/// remedies in the words of `wording`'s system.
-QString doctorText(const std::vector<Companion::KeyDoctor::Report>& reports, Companion::Wording wording);
+/// What the SSH server's records say of the reports' phones: `phones` in the order of the reports
+/// (a report without a phone has an empty entry), dated against `now`.
+struct DoctorActivity {
+    Companion::ActivityReading reading;
+    std::chrono::system_clock::time_point now;
+};
+
+/// The reports as text: per key, the verdict, the answer of each address and the host key, and with
+/// `activity` its last login, or that it has not logged in since it was paired, or that its last
+/// attempt was refused; the remedies in the words of `wording`'s system.
+QString doctorText(const std::vector<Companion::KeyDoctor::Report>& reports, Companion::Wording wording,
+                   const std::optional<DoctorActivity>& activity = std::nullopt);
 
 /// The same as one JSON object: "works" and "keys", each with "device", "fingerprint", "works",
-/// "verdict", "hostKey", "addresses" (host and verdict) and "causes" (each with its name, whether it
-/// keeps a phone out, its text and the system's words for it, such as the key file's error).
-QJsonObject doctorJson(const std::vector<Companion::KeyDoctor::Report>& reports, Companion::Wording wording);
+/// "verdict", "hostKey", "addresses" (host and verdict), "causes" (each with its name, whether it
+/// keeps a phone out, its text and the system's words for it, such as the key file's error) and, for
+/// a phone with `activity`, "lastLogin", "lastRefused", "neverLoggedIn" and "refusedAtLastAttempt";
+/// with `activity`, "loginRecordsUnreadable" says why the records could not be read, or is null.
+QJsonObject doctorJson(const std::vector<Companion::KeyDoctor::Report>& reports, Companion::Wording wording,
+                       const std::optional<DoctorActivity>& activity = std::nullopt);
 
 } // namespace Cli

@@ -1,7 +1,9 @@
 #include "cli/PairCommand.h"
 
+#include "Companion/ActivityText.h"
 #include "Companion/KeyDoctor.h"
 #include "Companion/LocalizedFormat.h"
+#include "Companion/NotificationCentre.h"
 #include "Companion/PairingFailureText.h"
 #include "Companion/PairingSession.h"
 #include "Companion/PlatformWords.h"
@@ -13,10 +15,12 @@
 #include "cli/SignalNotifier.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QEventLoop>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTimeZone>
 #include <QTimer>
 
 #include <cmath>
@@ -41,6 +45,9 @@ struct Texts {
 std::string filled(const QString& format, const QStringList& arguments) {
     return Companion::LocalizedFormat::fill(format, arguments).toStdString();
 }
+
+/// How long `pair` waits for the phone's first login after it has paired.
+constexpr std::chrono::minutes loginWaitBound{10};
 
 /// "123456" as people read it: "123 456".
 std::string spacedCode(const std::string& digits) {
@@ -142,6 +149,48 @@ public:
         }
         if (hostKey) {
             say(Companion::KeyDoctor::hostKeyLine(*hostKey).toStdString());
+        }
+    }
+
+    /// The phone has paired; its first login is awaited.
+    void awaitingLogin() const {
+        if (m_json) {
+            object({{"type", "login"}, {"state", "waiting"}});
+        } else {
+            sayWrapped(Companion::ActivityText::waitingForLogin());
+        }
+    }
+
+    void loggedIn(const Companion::LoginAttempt& login) const {
+        if (m_json) {
+            const auto milliseconds =
+                std::chrono::duration_cast<std::chrono::milliseconds>(login.time.time_since_epoch());
+            object({{"type", "login"},
+                    {"state", "loggedIn"},
+                    {"address", text(login.address)},
+                    {"time", QDateTime::fromMSecsSinceEpoch(milliseconds.count(), QTimeZone::utc())
+                                 .toString(Qt::ISODate)}});
+        } else {
+            sayWrapped(Companion::ActivityText::loggedInFrom(login));
+        }
+    }
+
+    /// The records that would show the login cannot be read; `howToAllow` says how to change that.
+    void loginUnknowable(const QString& howToAllow) const {
+        if (m_json) {
+            object({{"type", "login"}, {"state", "unreadable"}, {"message", howToAllow}});
+        } else {
+            sayWrapped(howToAllow);
+        }
+    }
+
+    /// The wait ended without a login.
+    void noLoginYet() const {
+        if (m_json) {
+            object({{"type", "login"}, {"state", "notYet"}});
+        } else {
+            sayWrapped(Texts::tr("El teléfono aún no ha iniciado sesión; nuvexa-companion-cli devices lo "
+                                 "mostrará cuando lo haga."));
         }
     }
 
@@ -271,6 +320,8 @@ struct PairSettings {
     bool json = false;
     /// The event log's lines also go to standard error.
     bool verbose = false;
+    /// Ends once the phone has paired, without awaiting its first login.
+    bool noWait = false;
     PairingServer::Options server;
     std::filesystem::path authorizedKeys;
     Companion::KeyDoctor::Options keyCheck;
@@ -296,6 +347,8 @@ std::variant<PairSettings, int> parseArguments(const Companion::Host& host, cons
         Texts::tr("archivo"));
     const QCommandLineOption verbose(
         "verbose", Texts::tr("Escribe también las líneas del registro en la salida de errores."));
+    const QCommandLineOption noWait(
+        "no-wait", Texts::tr("Termina en cuanto el teléfono se empareja, sin esperar a que inicie sesión."));
     QCommandLineOption port("port", "Listen on <port> (repeatable, tried in order; 0 picks a free one).",
                             "port");
     port.setFlags(QCommandLineOption::HiddenFromHelp);
@@ -309,8 +362,8 @@ std::variant<PairSettings, int> parseArguments(const Companion::Host& host, cons
     QCommandLineOption checkHost("check-host", "Check the key on <host> after loopback (repeatable).",
                                  "host");
     checkHost.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions(
-        {json, noAnnounce, authorizedKeys, logFile, verbose, port, expiry, sshPort, sshdConfig, checkHost});
+    parser.addOptions({json, noAnnounce, authorizedKeys, logFile, verbose, noWait, port, expiry, sshPort,
+                       sshdConfig, checkHost});
     parser.setHelpEpilogue(
         Texts::tr("Estado de salida: 0 emparejado; 1 la sesión terminó sin teléfono o falló; "
                   "2 error de uso; 130 interrumpida con Ctrl-C."));
@@ -321,6 +374,7 @@ std::variant<PairSettings, int> parseArguments(const Companion::Host& host, cons
     PairSettings settings;
     settings.json = parser.isSet(json);
     settings.verbose = parser.isSet(verbose);
+    settings.noWait = parser.isSet(noWait);
     if (parser.isSet(port)) {
         const auto ports = portsFrom(parser.values(port));
         if (!ports) {
@@ -391,9 +445,24 @@ QString pathText(const std::filesystem::path& path) {
     return QString::fromStdString(path.string());
 }
 
-/// Runs the session until a phone pairs, it fails or ends, or the user interrupts it; answers the exit
-/// status.
-int runSession(Companion::PairingSession& session, const Report& report) {
+/// Tells the desktop, where there is one, that the phone has logged in.
+void notifyLogin(const CompanionCore::PairedDevice& device, const Companion::LoginAttempt& login) {
+    const auto centre = Companion::makeNotificationCentre();
+    if (!centre->isAvailable()) {
+        return;
+    }
+    QEventLoop posted;
+    centre->post(
+        Texts::tr("nuvexa").toStdString(),
+        filled(Texts::tr("«%@» ha iniciado sesión desde %@."), {text(device.name), text(login.address)}),
+        [&posted](bool) { posted.quit(); });
+    posted.exec();
+}
+
+/// Runs the session until a phone pairs, it fails or ends, or the user interrupts it, and with
+/// `awaitLogin` on after a pairing until the phone's first login shows in the SSH server's records (at
+/// most `loginWaitBound`); answers the exit status.
+int runSession(Companion::PairingSession& session, const Report& report, bool awaitLogin) {
     PairingServer& server = session.server();
     QEventLoop loop;
     int result = -1;
@@ -403,6 +472,35 @@ int runSession(Companion::PairingSession& session, const Report& report) {
             report.ended(why);
             loop.exit(code);
         }
+    };
+    bool awaiting = false;
+    // Reports the phone's first login, or that the records cannot tell, and ends the run.
+    const auto loginSettled = [&] {
+        const auto& proof = session.loginProof();
+        if (!awaiting || !proof) {
+            return;
+        }
+        if (proof->unreadable) {
+            report.loginUnknowable(*proof->unreadable);
+            finish(Exit::done, "");
+        } else if (proof->login) {
+            report.loggedIn(*proof->login);
+            notifyLogin(proof->device, *proof->login);
+            finish(Exit::done, "");
+        }
+    };
+    const auto followLogin = [&] {
+        awaiting = true;
+        const auto& proof = session.loginProof();
+        if (!proof->login && !proof->unreadable) {
+            report.awaitingLogin();
+        }
+        QObject::connect(&session, &Companion::PairingSession::loginProofChanged, &loop, loginSettled);
+        QTimer::singleShot(loginWaitBound, &loop, [&] {
+            report.noLoginYet();
+            finish(Exit::done, "");
+        });
+        loginSettled();
     };
 
     SignalNotifier interruptions({SIGINT, SIGTERM});
@@ -422,10 +520,17 @@ int runSession(Companion::PairingSession& session, const Report& report) {
         std::visit(CompanionCore::Overloaded{
                        [&](const Pairing::Paired&) {
                            // The session asked the SSH server about the key before this hears of it.
+                           bool works = false;
                            if (const auto& check = session.keyCheck(); check && check->result) {
                                report.keyCheck(*check->result);
+                               works = check->result->works();
                            }
-                           finish(Exit::done, "");
+                           // A key the server refuses will not log in: nothing to wait for.
+                           if (!awaitLogin || !works || !session.loginProof()) {
+                               finish(Exit::done, "");
+                               return;
+                           }
+                           followLogin();
                        },
                        [&](const Pairing::Failed&) { finish(Exit::refused, ""); },
                        [&](const Pairing::Idle&) {
@@ -446,6 +551,11 @@ int runSession(Companion::PairingSession& session, const Report& report) {
                    server.state());
     });
     QObject::connect(&interruptions, &SignalNotifier::received, &loop, [&] {
+        // Once paired, Ctrl-C only ends the wait for the login: the pairing itself has succeeded.
+        if (awaiting) {
+            finish(Exit::done, "");
+            return;
+        }
         finish(Exit::interrupted, Texts::tr("Emparejamiento cancelado.").toStdString());
         server.stop();
     });
@@ -501,7 +611,7 @@ int runPair(const Companion::Host& host, const QStringList& arguments) {
             return Companion::KeyDoctor::examine(options, device, *runner);
         },
         Companion::PairingSession::Checking::onCallingThread);
-    const int result = runSession(session, report);
+    const int result = runSession(session, report, !settings.noWait);
     return result;
 }
 

@@ -2,6 +2,69 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en" sourcelanguage="es">
 <context>
+    <name>ActivityText</name>
+    <message>
+        <source>hace un momento</source>
+        <translation>just now</translation>
+    </message>
+    <message>
+        <source>hace %d min</source>
+        <extracomment>minutes ago, short</extracomment>
+        <translation>%d min ago</translation>
+    </message>
+    <message>
+        <source>hace %d h</source>
+        <extracomment>hours ago, short</extracomment>
+        <translation>%d h ago</translation>
+    </message>
+    <message>
+        <source>hace 1 día</source>
+        <translation>1 day ago</translation>
+    </message>
+    <message>
+        <source>hace %d días</source>
+        <translation>%d days ago</translation>
+    </message>
+    <message>
+        <source>el %@</source>
+        <extracomment>an older login: &quot;on&quot; and the date</extracomment>
+        <translation>on %@</translation>
+    </message>
+    <message>
+        <source>último acceso %@ desde %@</source>
+        <extracomment>the first %@ is how long ago (&quot;hace 2 h&quot;), the second the address the phone came from</extracomment>
+        <translation>last login %@ from %@</translation>
+    </message>
+    <message>
+        <source>rechazado en su último intento, %@ desde %@</source>
+        <translation>refused at its last attempt, %@ from %@</translation>
+    </message>
+    <message>
+        <source>no ha iniciado sesión desde que se emparejó</source>
+        <translation>has not logged in since it was paired</translation>
+    </message>
+    <message>
+        <source>conectado ahora (SSH)</source>
+        <translation>connected now (SSH)</translation>
+    </message>
+    <message>
+        <source>sesión mosh abierta</source>
+        <translation>mosh session open</translation>
+    </message>
+    <message>
+        <source>%d sesiones mosh abiertas</source>
+        <translation>%d mosh sessions open</translation>
+    </message>
+    <message>
+        <source>Esperando a que el teléfono inicie sesión…</source>
+        <translation>Waiting for the phone to log in…</translation>
+    </message>
+    <message>
+        <source>Ha iniciado sesión desde %@</source>
+        <translation>Logged in from %@</translation>
+    </message>
+</context>
+<context>
     <name>CommandLine</name>
     <message>
         <source>argumento inesperado %@</source>
@@ -93,6 +156,10 @@
         <source>No hay ninguna aplicación para abrir el registro; está en %@</source>
         <translation>No application can open the log; it is at %@</translation>
     </message>
+    <message>
+        <source>Mantener despierto mientras un teléfono esté conectado</source>
+        <translation>Keep awake while a phone is connected</translation>
+    </message>
 </context>
 <context>
     <name>CompanionApp::PairedPhonesSection</name>
@@ -112,6 +179,14 @@
     <message>
         <source>Revocar «%@»…</source>
         <translation>Revoke “%@”…</translation>
+    </message>
+    <message>
+        <source>Último acceso: %@</source>
+        <translation>Last login: %@</translation>
+    </message>
+    <message>
+        <source>Último intento rechazado: %@</source>
+        <translation>Last attempt refused: %@</translation>
     </message>
 </context>
 <context>
@@ -255,6 +330,14 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>«%@» aún puede iniciar sesión: su llave sigue en las líneas %@.</source>
         <translation>“%@” can still log in: its key is still on lines %@.</translation>
+    </message>
+    <message>
+        <source>«%@» ha iniciado sesión desde %@.</source>
+        <translation>“%@” has logged in from %@.</translation>
+    </message>
+    <message>
+        <source>nuvexa</source>
+        <translation>nuvexa</translation>
     </message>
 </context>
 <context>
@@ -454,6 +537,18 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>Estado de salida: 0 nada de lo encontrado deja fuera a un teléfono emparejado; 1 algo lo deja fuera (entre ello un archivo de llaves que no se puede leer); 2 error de uso.</source>
         <translation>Exit status: 0 nothing found keeps a paired phone out; 1 something does (a key file that cannot be read among them); 2 usage error.</translation>
+    </message>
+    <message>
+        <source>Último acceso %@ desde %@.</source>
+        <translation>Last login %@ from %@.</translation>
+    </message>
+    <message>
+        <source>No ha iniciado sesión desde que se emparejó, según los registros del servidor SSH.</source>
+        <translation>Has not logged in since it was paired, according to the SSH server&apos;s records.</translation>
+    </message>
+    <message>
+        <source>Su último intento fue rechazado (%@, desde %@): el servidor SSH no aceptó la llave.</source>
+        <translation>Its last attempt was refused (%@, from %@): the SSH server did not accept the key.</translation>
     </message>
 </context>
 <context>
@@ -754,6 +849,22 @@ Exit status: the command&apos;s (0 done, 1 the answer is no, 130 interrupted wit
     <message>
         <source>--ssh-port necesita un número de 1 a 65535</source>
         <translation>--ssh-port needs a number from 1 to 65535</translation>
+    </message>
+    <message>
+        <source>El teléfono aún no ha iniciado sesión; nuvexa-companion-cli devices lo mostrará cuando lo haga.</source>
+        <translation>The phone has not logged in yet; nuvexa-companion-cli devices will show it when it does.</translation>
+    </message>
+    <message>
+        <source>Termina en cuanto el teléfono se empareja, sin esperar a que inicie sesión.</source>
+        <translation>Ends as soon as the phone has paired, without waiting for it to log in.</translation>
+    </message>
+    <message>
+        <source>nuvexa</source>
+        <translation>nuvexa</translation>
+    </message>
+    <message>
+        <source>«%@» ha iniciado sesión desde %@.</source>
+        <translation>“%@” has logged in from %@.</translation>
     </message>
 </context>
 <context>

@@ -21,7 +21,7 @@ _nuvexa_companion_cli() {
     esac
     local options
     case ${COMP_WORDS[1]} in
-    pair) options="--json --no-announce --authorized-keys --log-file --verbose --help" ;;
+    pair) options="--json --no-announce --authorized-keys --log-file --verbose --no-wait --help" ;;
     status) options="--json --help" ;;
     devices) options="--json --authorized-keys --help" ;;
     revoke) options="--yes --every-line --authorized-keys --help" ;;

@@ -17,6 +17,7 @@ complete -c nuvexa-companion-cli -n '__fish_seen_subcommand_from pair devices re
 complete -c nuvexa-companion-cli -n '__fish_seen_subcommand_from pair' -l no-announce -d 'Do not announce the session'
 complete -c nuvexa-companion-cli -n '__fish_seen_subcommand_from pair' -l log-file -r -F -d 'The log file'
 complete -c nuvexa-companion-cli -n '__fish_seen_subcommand_from pair' -l verbose -d 'Also write the log lines to standard error'
+complete -c nuvexa-companion-cli -n '__fish_seen_subcommand_from pair' -l no-wait -d 'Do not wait for the phone to log in'
 complete -c nuvexa-companion-cli -n '__fish_seen_subcommand_from revoke' -l yes -d 'Do not ask'
 complete -c nuvexa-companion-cli -n '__fish_seen_subcommand_from revoke' -l every-line -d "Remove every line with the phone's key"
 complete -c nuvexa-companion-cli -n '__fish_seen_subcommand_from revoke' -a '(nuvexa-companion-cli devices --names 2>/dev/null)' -d 'Paired phone'

@@ -1,4 +1,5 @@
 #include "CompanionApp/ContentView.h"
+#include "Companion/PairedPhones.h"
 #include "Companion/linux/DBusSleepInhibitor.h"
 #include "CompanionApp/CheckRow.h"
 #include "CompanionApp/ElidedLabel.h"
@@ -81,17 +82,18 @@ TEST(ContentViewTest, IsDrawnWholeAtOneOneAndAHalfAndTwoPixelsAPoint) {
 TEST(ContentViewTest, ShowsHeaderChecksPairingAndFooterInThatOrder) {
     PanelWorld world;
     world.buildAndShow();
-    EXPECT_THAT(visibleElements(world.panel()),
-                ElementsAre("nuvexa Companion", "Estudio de Ana · usuario ana {grey}", "estudio.local {grey}",
-                            homeOnlyNote, "(✗) grey", "Inicio de sesión remoto (SSH)", "desactivado {grey}",
-                            "⟨Activar…⟩", "(✗) grey", "mosh-server", "no instalado {grey}",
-                            "⟨Instalar con Homebrew⟩", "(✗) grey", "tmux", "no instalado {grey}",
-                            "⟨Instalar con Homebrew⟩", "(✗) grey", "Drozak",
-                            "no instalado · fuera de casa hace falta {grey}", "⟨Descargar Drozak⟩",
-                            "☐ Mantener el Mac despierto", "☐ Avisarme cuando termine algo largo disabled",
-                            "Necesita tmux y la sesión persistente de nuvexa. {grey}",
-                            "⟨Emparejar con el iPhone⟩ disabled", explanation, "⟨Actualizar⟩", "⟨Registro⟩",
-                            "⟨Salir⟩"));
+    EXPECT_THAT(
+        visibleElements(world.panel()),
+        ElementsAre("nuvexa Companion", "Estudio de Ana · usuario ana {grey}", "estudio.local {grey}",
+                    homeOnlyNote, "(✗) grey", "Inicio de sesión remoto (SSH)", "desactivado {grey}",
+                    "⟨Activar…⟩", "(✗) grey", "mosh-server", "no instalado {grey}", "⟨Instalar con Homebrew⟩",
+                    "(✗) grey", "tmux", "no instalado {grey}", "⟨Instalar con Homebrew⟩", "(✗) grey",
+                    "Drozak", "no instalado · fuera de casa hace falta {grey}", "⟨Descargar Drozak⟩",
+                    "☐ Mantener el Mac despierto", "☐ Mantener despierto mientras un teléfono esté conectado",
+                    "☐ Avisarme cuando termine algo largo disabled",
+                    "Necesita tmux y la sesión persistente de nuvexa. {grey}",
+                    "⟨Emparejar con el iPhone⟩ disabled", explanation, "⟨Actualizar⟩", "⟨Registro⟩",
+                    "⟨Salir⟩"));
     auto& panel = world.panel();
     // On screen too, top to bottom.
     EXPECT_LT(topIn(panel.title(), panel), topIn(panel.checkRow(Item::sshServer), panel));
@@ -606,13 +608,68 @@ TEST(ContentViewTest, APhoneThatPairsLeadsToThePairedViewAndPairAnotherStartsAga
                     "La llave está en ~/.ssh/authorized_keys. Ya puedes conectar desde nuvexa. {grey}",
                     "La llave funciona: comprobado con el servidor SSH {green}",
                     std::string("Huella del servidor SSH: ") + PanelWorld::hostKey + " {grey}",
-                    "⟨Emparejar otro⟩"));
+                    "Esperando a que el teléfono inicie sesión… {grey}", "⟨Emparejar otro⟩"));
     saveArtifact(world.panel());
 
     world.panel().pairingSection().pairAnotherButton().click();
     const auto* again = std::get_if<Pairing::Waiting>(&world.pairing().state());
     ASSERT_NE(again, nullptr);
     EXPECT_EQ(again->digits, world.codes[1]);
+}
+
+TEST(ContentViewTest, AfterPairingThePanelWaitsForThePhonesFirstLoginAndThenSaysWhereItCameFrom) {
+    PanelWorld world;
+    world.actions->setRemoteLoginOn(true);
+    world.buildAndShow();
+    world.panel().pairingSection().startButton().click();
+    const auto* waiting = std::get_if<Pairing::Waiting>(&world.pairing().state());
+    ASSERT_NE(waiting, nullptr);
+    pairAsPhone(waiting->port, world.codes[0], "iPhone de Ana");
+    auto& line = world.panel().pairingSection().loginProofLine();
+    ASSERT_TRUE(waitFor([&] { return line.isVisible(); }));
+    EXPECT_EQ(line.text().toStdString(), "Esperando a que el teléfono inicie sesión…");
+    const int looksBefore = world.loginRecords->reads();
+    ASSERT_TRUE(waitFor([&] { return world.loginRecords->reads() > looksBefore + 1; }))
+        << "the records are looked at again while the login is awaited";
+    EXPECT_TRUE(world.notifications->posted.empty());
+
+    // A login of another key, and one of this key before the pairing, prove nothing.
+    ASSERT_EQ(world.model().pairedPhones().size(), 1u);
+    const auto fingerprint = Companion::PairedPhones::fingerprint(world.model().pairedPhones().front());
+    ASSERT_TRUE(fingerprint.has_value());
+    const auto now = std::chrono::system_clock::now();
+    world.loginRecords->add({now, PanelWorld::user, "192.168.1.99", 50001,
+                             "SHA256:4+rASyEQiRLXA79jMalYxgORnMBJ5Q2ST6DSC0dl0ic", true});
+    world.loginRecords->add(
+        {now - std::chrono::hours(1), PanelWorld::user, "192.168.1.98", 50002, *fingerprint, true});
+    world.loginRecords->add({now, PanelWorld::user, "192.168.1.23", 50003, *fingerprint, true});
+    ASSERT_TRUE(waitFor([&] { return line.text().toStdString() == "Ha iniciado sesión desde 192.168.1.23"; }))
+        << line.text().toStdString();
+    EXPECT_EQ(CompanionApp::PanelStyle::tone(line), CompanionApp::PanelStyle::Tone::positive);
+    EXPECT_FALSE(line.toolTip().isEmpty()) << "the exact time";
+    ASSERT_TRUE(waitFor([&] { return !world.notifications->posted.empty(); }));
+    EXPECT_EQ(world.notifications->posted.back().second,
+              "«iPhone de Ana» ha iniciado sesión desde 192.168.1.23.");
+    // Once proven, the records are left alone.
+    const int looksAfter = world.loginRecords->reads();
+    ASSERT_TRUE(waitFor([&] { return world.model().phoneActivity().has_value(); }));
+    EXPECT_LE(world.loginRecords->reads(), looksAfter + 1);
+    saveArtifact(world.panel());
+}
+
+TEST(ContentViewTest, WhereTheRecordsCannotBeReadThePairedViewSaysHowToAllowItInsteadOfWaiting) {
+    PanelWorld world;
+    world.loginRecords->makeUnreadable(QStringLiteral("Añade tu usuario al grupo adm."));
+    world.actions->setRemoteLoginOn(true);
+    world.buildAndShow();
+    world.panel().pairingSection().startButton().click();
+    const auto* waiting = std::get_if<Pairing::Waiting>(&world.pairing().state());
+    ASSERT_NE(waiting, nullptr);
+    pairAsPhone(waiting->port, world.codes[0], "iPhone de Ana");
+    auto& line = world.panel().pairingSection().loginProofLine();
+    ASSERT_TRUE(waitFor([&] { return line.text() == QStringLiteral("Añade tu usuario al grupo adm."); }))
+        << line.text().toStdString();
+    EXPECT_TRUE(world.notifications->posted.empty());
 }
 
 TEST(ContentViewTest, FailedPairingShowsTheReasonInRedUnderTheStartView) {

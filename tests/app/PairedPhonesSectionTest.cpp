@@ -39,6 +39,9 @@ std::string readKeys(PanelWorld& world) {
     return TestSupport::readFile(world.home / ".ssh" / "authorized_keys");
 }
 
+/// What a phone's activity line says while the records show no login of its key.
+const std::string never = "no ha iniciado sesión desde que se emparejó {grey}";
+
 std::string shortOf(const std::string& fingerprint) {
     return fingerprint.substr(0, 19) + "…";
 }
@@ -60,9 +63,10 @@ TEST(PairedPhonesSectionTest, ListsEachPhoneWithAShortFingerprintAndMarksTheOlde
     ASSERT_TRUE(section.isVisible());
     EXPECT_THAT(visibleElements(section),
                 ElementsAre("Teléfonos emparejados {grey}", "iPad",
-                            shortOf(Keys::rsaFingerprint) + " · clave anterior {grey}", "⟨Revocar…⟩",
-                            "iPhone de Ana", shortOf(Keys::ed25519Fingerprint) + " {grey}", "⟨Revocar…⟩",
-                            "iPad", shortOf(Keys::ecdsa256Fingerprint) + " {grey}", "⟨Revocar…⟩"));
+                            shortOf(Keys::rsaFingerprint) + " · clave anterior {grey}", never, "⟨Revocar…⟩",
+                            "iPhone de Ana", shortOf(Keys::ed25519Fingerprint) + " {grey}", never,
+                            "⟨Revocar…⟩", "iPad", shortOf(Keys::ecdsa256Fingerprint) + " {grey}", never,
+                            "⟨Revocar…⟩"));
     saveArtifact(world.panel());
 }
 

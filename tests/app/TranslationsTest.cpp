@@ -207,7 +207,8 @@ TEST(TranslationsTest, EnglishLocaleShowsTheEnglishPanel) {
                             "mosh-server", "not installed {grey}", "⟨Install with Homebrew⟩", "(✗) grey",
                             "tmux", "not installed {grey}", "⟨Install with Homebrew⟩", "(✗) grey", "Drozak",
                             "not installed · needed away from home {grey}", "⟨Download Drozak⟩",
-                            "☐ Keep the Mac awake", "☐ Notify me when something long finishes disabled",
+                            "☐ Keep the Mac awake", "☐ Keep awake while a phone is connected",
+                            "☐ Notify me when something long finishes disabled",
                             "Needs tmux and nuvexa’s persistent session. {grey}",
                             "⟨Pair with the iPhone⟩ disabled",
                             "In nuvexa, tap “Find a Mac on the network”, choose this Mac and type the code. "

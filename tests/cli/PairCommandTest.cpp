@@ -50,6 +50,7 @@ protected:
     /// Options that keep a session to itself: its own port, files and no announcement.
     QStringList isolated(QStringList extra = {}) const {
         return QStringList{"pair",
+                           "--no-wait",
                            "--port",
                            "0",
                            "--no-announce",

@@ -24,9 +24,9 @@ protected:
         std::ofstream(keyFile(), std::ios::trunc).flush();
 
         TestSupport::CliSession session(cli,
-                                        {"pair", "--json", "--port", "0", "--no-announce", "--ssh-port",
-                                         QString::number(server.port()), "--sshd-config", server.configPath(),
-                                         "--check-host", "127.0.0.1"},
+                                        {"pair", "--json", "--no-wait", "--port", "0", "--no-announce",
+                                         "--ssh-port", QString::number(server.port()), "--sshd-config",
+                                         server.configPath(), "--check-host", "127.0.0.1"},
                                         {"/usr/sbin/runuser", "-u", testUser, "--", "/usr/bin/env",
                                          QString::fromStdString("HOME=" + m_home.string())});
         const auto waiting = session.waitForJson("state", "waiting");

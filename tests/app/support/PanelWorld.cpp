@@ -75,6 +75,11 @@ TestSupport::ModelParts PanelWorld::environment() {
     environment.host.userName = [] { return std::string(user); };
     environment.host.computerName = [] { return std::string(computer); };
     environment.host.authorizedKeys = home.path() / ".ssh" / "authorized_keys";
+    environment.host.loginRecords = loginRecords;
+    environment.host.liveSessions = liveSessions;
+    // Looks follow each other quickly, so a test waits for what it added rather than for the clock.
+    environment.settings.loginWatchInterval = std::chrono::milliseconds(20);
+    environment.settings.connectionWatchInterval = std::chrono::milliseconds(20);
     environment.settings.server.ports = ports;
     environment.settings.server.listenAddress = QHostAddress::LocalHost;
     environment.settings.server.codeSource = codes.source();

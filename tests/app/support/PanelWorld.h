@@ -6,6 +6,7 @@
 #include "CompanionCore/server/Announcer.h"
 #include "support/CodeSequence.h"
 #include "support/FakeClock.h"
+#include "support/FakeLoginRecords.h"
 #include "support/FakeNotificationCentre.h"
 #include "support/FakeProcessRunner.h"
 #include "support/FakeSystemActions.h"
@@ -162,6 +163,12 @@ public:
     std::shared_ptr<TestSupport::FakeNotificationCentre> notifications;
     std::shared_ptr<FakeExecutables> executables;
     TestSupport::FakeClock clock;
+    /// The SSH server's records of logins and the live sessions the panel reads: none until a test
+    /// adds some.
+    std::shared_ptr<TestSupport::FakeLoginRecords> loginRecords =
+        std::make_shared<TestSupport::FakeLoginRecords>();
+    std::shared_ptr<TestSupport::FakeLiveSessions> liveSessions =
+        std::make_shared<TestSupport::FakeLiveSessions>();
     TestSupport::TemporaryDirectory home;
     std::vector<std::shared_ptr<FakeAnnouncer::Record>> announcers;
     std::vector<QUrl> openedFiles;

@@ -120,8 +120,8 @@ expect(any(n.getRoleName() == "image" and n.name in ("Listo", "Pendiente") for n
 expect(named("push button", "Revocar «iPhone de Ana»…"), "no revoke button names «iPhone de Ana»")
 expect(named("push button", "Revocar «iPad»…"), "no revoke button names «iPad»")
 switches = [n for n in everything if n.getRoleName() in ("check box", "toggle button")]
-expect(len(switches) == 2 and all(s.name for s in switches),
-       "the two switches are not named check boxes: %r" % [(s.getRoleName(), s.name) for s in switches])
+expect(len(switches) == 3 and all(s.name for s in switches),
+       "the three switches are not named check boxes: %r" % [(s.getRoleName(), s.name) for s in switches])
 start = named("push button", "Emparejar con el iPhone")
 expect(start and not start[0].getState().contains(pyatspi.STATE_ENABLED) and
        "inicio de sesión remoto" in start[0].description,
