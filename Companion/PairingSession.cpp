@@ -95,8 +95,12 @@ void PairingSession::lookForLogin() {
     }
     m_looking = true;
     const std::uint64_t proof = m_proofs;
+    LoginRecords::Query query;
+    query.fingerprints = {m_awaitedFingerprint};
+    query.since = m_pairedAt;
+    query.acceptedPerKey = 1;
     m_worker.enqueue([this, proof, records = m_host.loginRecords, user = m_host.userName(),
-                      query = LoginRecords::Query{{m_awaitedFingerprint}, m_pairedAt, 1}](std::stop_token) {
+                      query = std::move(query)](std::stop_token) {
         auto reading = records->newest(query);
         std::optional<LoginAttempt> login;
         std::optional<QString> unreadable;
