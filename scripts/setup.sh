@@ -27,7 +27,7 @@ debian_packages=(
 # the accessibility bus) and the package checks.
 debian_test_packages=(
   git clang clang-format libclang-rt-dev libgtest-dev libgmock-dev libbenchmark-dev
-  avahi-daemon avahi-utils dbus dbus-x11 openssh-server openssh-client iproute2 procps tmux mosh
+  avahi-daemon avahi-utils dbus dbus-x11 openssh-server openssh-client iproute2 procps tmux mosh nftables ufw
   xvfb x11-utils x11-xserver-utils xdotool imagemagick trayer dunst libnotify-bin weston qt6-wayland
   pkexec fonts-dejavu-core lintian desktop-file-utils appstream man-db groff-base python3 shellcheck
   at-spi2-core python3-pyatspi gir1.2-atspi-2.0
