@@ -137,7 +137,7 @@ std::vector<Finding> fromRules(ProcessRunner& runner,
                                             "(puertos 60000–61000)."),
                                   {unreadable.join(QStringLiteral(", "))}),
             LocalizedFormat::fill(Texts::tr("Revísalas con «%@»."),
-                                  {commands.join(QStringLiteral("» y «"))})});
+                                  {commands.join(QStringLiteral(" && "))})});
     }
     return found;
 }
