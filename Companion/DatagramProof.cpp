@@ -7,9 +7,11 @@
 #include <QCoreApplication>
 #include <QStringList>
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <netinet/in.h>
 #include <poll.h>
 #include <random>

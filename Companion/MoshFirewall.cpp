@@ -7,10 +7,8 @@
 
 #include <QCoreApplication>
 #include <QDBusArgument>
-#include <QDBusInterface>
-#include <QDBusMetaType>
+#include <QDBusMessage>
 #include <QDBusReply>
-#include <QDBusVariant>
 #include <QStringList>
 #include <QVariantMap>
 
@@ -143,17 +141,23 @@ std::vector<Finding> fromRules(ProcessRunner& runner,
 }
 
 std::vector<Finding> fromFirewalld(const QDBusConnection& bus, std::chrono::milliseconds bound) {
-    const auto service = QString::fromLatin1(firewalldService.data(), firewalldService.size());
-    const auto path = QString::fromLatin1(firewalldPath.data(), firewalldPath.size());
-    QDBusInterface main(service, path,
-                        QString::fromLatin1(firewalldInterface.data(), firewalldInterface.size()), bus);
-    QDBusInterface zones(service, path,
-                         QString::fromLatin1(firewalldZoneInterface.data(), firewalldZoneInterface.size()),
-                         bus);
-    main.setTimeout(static_cast<int>(bound.count()));
-    zones.setTimeout(static_cast<int>(bound.count()));
+    const auto latin = [](std::string_view text) { return QString::fromLatin1(text.data(), text.size()); };
+    // Plain calls with the bound: an interface object would first ask for an introspection without it.
+    const auto call = [&](std::string_view interface, const QString& method,
+                          const QVariantList& arguments = {}) {
+        auto message = QDBusMessage::createMethodCall(latin(firewalldService), latin(firewalldPath),
+                                                      latin(interface), method);
+        message.setArguments(arguments);
+        return bus.call(message, QDBus::Block, static_cast<int>(bound.count()));
+    };
+    const auto askFirewalld = [&](const QString& method, const QVariantList& arguments = {}) {
+        return call(firewalldInterface, method, arguments);
+    };
+    const auto askZones = [&](const QString& method, const QVariantList& arguments = {}) {
+        return call(firewalldZoneInterface, method, arguments);
+    };
 
-    const QDBusMessage active = zones.call(QStringLiteral("getActiveZones"));
+    const QDBusMessage active = askZones(QStringLiteral("getActiveZones"));
     if (active.type() != QDBusMessage::ReplyMessage || active.arguments().isEmpty()) {
         return {};
     }
@@ -170,7 +174,7 @@ std::vector<Finding> fromFirewalld(const QDBusConnection& bus, std::chrono::mill
         activeZones << zone;
     }
     argument.endMap();
-    const QDBusReply<QString> defaultZone = main.call(QStringLiteral("getDefaultZone"));
+    const QDBusReply<QString> defaultZone = askFirewalld(QStringLiteral("getDefaultZone"));
     if (activeZones.isEmpty() && defaultZone.isValid()) {
         activeZones << defaultZone.value();
     }
@@ -194,7 +198,7 @@ std::vector<Finding> fromFirewalld(const QDBusConnection& bus, std::chrono::mill
 
     std::vector<Finding> found;
     for (const auto& zone : activeZones) {
-        const QDBusReply<QVariantMap> settings = zones.call(QStringLiteral("getZoneSettings2"), zone);
+        const QDBusReply<QVariantMap> settings = askZones(QStringLiteral("getZoneSettings2"), {zone});
         if (!settings.isValid()) {
             continue;
         }
@@ -205,7 +209,7 @@ std::vector<Finding> fromFirewalld(const QDBusConnection& bus, std::chrono::mill
         bool byMoshService = false;
         for (const auto& name : values.value(QStringLiteral("services")).toStringList()) {
             const QDBusReply<QVariantMap> serviceSettings =
-                main.call(QStringLiteral("getServiceSettings2"), name);
+                askFirewalld(QStringLiteral("getServiceSettings2"), {name});
             if (serviceSettings.isValid() && serviceSettings.value().contains(QStringLiteral("ports"))) {
                 const auto more = entriesOf(serviceSettings.value().value(QStringLiteral("ports")));
                 entries.insert(entries.end(), more.begin(), more.end());
