@@ -37,6 +37,8 @@ constexpr std::string_view firewalldReload = " && sudo firewall-cmd --reload";
 /// The nftables tables that iptables (and so ufw) drives, as a block names its chain.
 constexpr std::string_view iptablesIpv4 = "ip filter ";
 constexpr std::string_view iptablesIpv6 = "ip6 filter ";
+/// The nftables table firewalld keeps its rules in, as a block names its chain.
+constexpr std::string_view firewalldTable = " firewalld ";
 
 QString fromStd(const std::string& text) {
     return QString::fromStdString(text);
@@ -116,6 +118,10 @@ std::vector<Finding> fromRules(ProcessRunner& runner,
             unreadable << QStringLiteral("nftables");
             commands << QStringLiteral("sudo nft list ruleset");
         } else {
+            // firewalld's own table is named by `fromFirewalld`, in its own words and commands.
+            std::erase_if(*blocks, [](const Block& block) {
+                return block.chain.find(firewalldTable) != std::string::npos;
+            });
             if (ufwOn) {
                 // ufw's rules live in iptables' tables, where ufw's own finding already names them.
                 std::erase_if(*blocks, [](const Block& block) {

@@ -39,7 +39,8 @@ inline constexpr std::string_view macFirewallMayAskForMosh = "macFirewallMayAskF
 
 /// `nft -j list ruleset` and `ufw status verbose`, each where it is installed: one finding per
 /// firewall whose rules drop part of the range, naming the rules and the command that opens it
-/// (ufw's own rules, which also show in nftables' iptables tables, are named once, as ufw's), and
+/// (ufw's own rules, which also show in nftables' iptables tables, are named once, as ufw's; the
+/// table firewalld keeps is left to `fromFirewalld`), and
 /// one that does not keep the phone out when a firewall's rules could not be read (not root).
 std::vector<Finding>
 fromRules(ProcessRunner& runner,

@@ -107,7 +107,8 @@ const std::string nftDrop = R"({"nftables": [
     {"rule": {"family": "inet", "table": "mine", "chain": "in", "handle": 3, "expr": [
         {"match": {"op": "==", "left": {"payload": {"protocol": "udp", "field": "dport"}}, "right": 60001}},
         {"drop": null}]}},
-    {"chain": {"family": "ip", "table": "filter", "name": "INPUT", "hook": "input", "policy": "drop"}}]})";
+    {"chain": {"family": "ip", "table": "filter", "name": "INPUT", "hook": "input", "policy": "drop"}},
+    {"chain": {"family": "inet", "table": "firewalld", "name": "filter_INPUT", "hook": "input", "policy": "drop"}}]})";
 
 bool everyProgram(const std::string&) {
     return true;
@@ -141,6 +142,8 @@ TEST(MoshFirewallRulesTest, NamesTheBlockingRulesOfEachFirewallWithTheirRemedy) 
     EXPECT_TRUE(found[1].text.contains("inet mine in: udp dport 60001 drop")) << found[1].text.toStdString();
     // iptables' own table, where ufw keeps its rules, is named by ufw's finding only.
     EXPECT_FALSE(found[1].text.contains("ip filter INPUT"));
+    // firewalld's own table is named by the firewalld check, with firewalld's commands.
+    EXPECT_FALSE(found[1].text.contains("firewalld"));
     EXPECT_EQ(found[1].remedy.count("sudo nft insert rule inet mine in udp dport 60000-61000 accept"), 1);
 }
 
