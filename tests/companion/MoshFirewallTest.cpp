@@ -228,7 +228,9 @@ TEST(MoshFirewallMacTest, APermittedMoshServerOrAFirewallThatIsOffIsFine) {
 }
 
 /// A stand-in for firewalld on a private bus: the reader only asks over D-Bus, so the service's
-/// answers are what it judges; no real firewalld runs on this machine's kind (Debian, no systemd).
+/// answers are what it judges, and zones the real daemon only shows with interfaces bound to them
+/// (another zone than the default, part of the range) are set up directly. The real firewalld is
+/// asked in its own namespace by the server layer's peer tests.
 class MoshFirewalldTest : public testing::Test {
 protected:
     void SetUp() override {
