@@ -72,6 +72,18 @@ bool isLoopback(std::string_view address) {
            address.starts_with("localhost");
 }
 
+/// The address part of "address:port", "[address]:port" or a bare address.
+std::string_view hostPart(std::string_view entry) {
+    if (entry.starts_with('[')) {
+        return entry.substr(1, entry.find(']') - 1);
+    }
+    const auto colon = entry.find(':');
+    if (colon != std::string_view::npos && entry.find(':', colon + 1) == std::string_view::npos) {
+        return entry.substr(0, colon);
+    }
+    return entry;
+}
+
 } // namespace
 
 bool matchesPattern(std::string_view pattern, std::string_view text) {
@@ -128,7 +140,8 @@ std::optional<SshdSettings> SshdSettings::parse(std::string_view text) {
         } else if (keyword == "denygroups") {
             settings.denyGroups.emplace_back(value);
         } else if (keyword == "listenaddress") {
-            settings.listenAddresses.emplace_back(value);
+            // A routing domain may follow the address.
+            settings.listenAddresses.emplace_back(value.substr(0, value.find(' ')));
         }
     }
     if (!sawPort) {
@@ -171,6 +184,15 @@ bool SshdSettings::listensOnLoopbackOnly() const {
     return !listenAddresses.empty() &&
            std::all_of(listenAddresses.begin(), listenAddresses.end(),
                        [](const std::string& address) { return isLoopback(address); });
+}
+
+bool SshdSettings::listensOn(std::string_view address) const {
+    const bool ipv6 = address.find(':') != std::string_view::npos;
+    return listenAddresses.empty() ||
+           std::any_of(listenAddresses.begin(), listenAddresses.end(), [&](const std::string& entry) {
+               const auto host = hostPart(entry);
+               return host == address || host == (ipv6 ? "::" : "0.0.0.0");
+           });
 }
 
 } // namespace CompanionCore

@@ -20,7 +20,7 @@ struct SshdSettings {
     std::vector<std::string> allowGroups;
     std::vector<std::string> denyUsers;
     std::vector<std::string> denyGroups;
-    /// "address:port" as printed.
+    /// "address:port" as printed ("192.168.1.5:22", "[::]:22"), without a trailing "rdomain" part.
     std::vector<std::string> listenAddresses;
     std::vector<int> ports;
 
@@ -35,6 +35,11 @@ struct SshdSettings {
 
     /// Whether every listening address is a loopback one.
     bool listensOnLoopbackOnly() const;
+
+    /// Whether the server listens on the IP literal `address`: a listening address names it or is the
+    /// wildcard of its family ("0.0.0.0" for IPv4, "::" for IPv6: sshd binds its IPv6 sockets
+    /// IPv6-only). With no listening address at all it listens everywhere.
+    bool listensOn(std::string_view address) const;
 };
 
 /// sshd's patterns: '*' any run of characters, '?' any one; a leading '!' is not handled here.

@@ -15,6 +15,12 @@ inline constexpr int sshPort = 22;
 /// The pairing server's TCP ports, tried in this order; a firewall rule must let the first one in.
 inline constexpr std::array<std::uint16_t, 4> pairingPorts = {52901, 52902, 52903, 52904};
 
+/// The UDP ports mosh-server chooses from; a firewall must let the whole range in.
+inline constexpr int moshFirstPort = 60000;
+inline constexpr int moshLastPort = 61000;
+/// The port mosh-server tries first: while it is blocked no mosh session gets through.
+inline constexpr int moshFirstTriedPort = 60001;
+
 /// Where every Linux distribution, and macOS, installs the SSH server.
 inline constexpr std::string_view sshdProgram = "/usr/sbin/sshd";
 

