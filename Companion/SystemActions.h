@@ -2,6 +2,7 @@
 
 #include "Companion/ProcessRunner.h"
 #include "Companion/SleepInhibitor.h"
+#include "Companion/SshLogin.h"
 #include "Companion/Wording.h"
 #include "CompanionCore/DrozakStatus.h"
 #include "CompanionCore/Obstacle.h"
@@ -50,6 +51,9 @@ public:
     /// The package `installCommandLine` installs an SSH server from; nothing where the system ships
     /// one or no package manager is found.
     virtual std::optional<std::string> sshServerPackage() const { return std::nullopt; }
+
+    /// How the SSH server starts a session's command here; by default as Debian's OpenSSH with PAM.
+    virtual SshLogin sshLogin() const;
 
     /// Whether the SSH server is on. Blocks until the system answers.
     virtual bool remoteLoginEnabled() = 0;

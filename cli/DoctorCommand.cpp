@@ -3,8 +3,11 @@
 #include "cli/CommandLine.h"
 
 #include "Companion/LocalizedFormat.h"
+#include "Companion/Readiness.h"
+#include "Companion/WayInDoctor.h"
 #include "CompanionCore/PairedDevices.h"
 #include "CompanionCore/SshPublicKey.h"
+#include "cli/StatusCommand.h"
 
 #include <QCoreApplication>
 #include <QJsonArray>
@@ -161,7 +164,22 @@ QString doctorText(const std::vector<Report>& reports, Companion::Wording wordin
     return output;
 }
 
-QJsonObject doctorJson(const std::vector<Report>& reports, Companion::Wording wording) {
+QString wayInText(const std::vector<Companion::Finding>& findings) {
+    if (findings.empty()) {
+        return {};
+    }
+    QString output = Texts::tr("Otros caminos de entrada (mosh):") + QStringLiteral("\n");
+    for (const auto& finding : findings) {
+        output += QStringLiteral("  ") + finding.text + QStringLiteral("\n");
+        if (!finding.remedy.isEmpty()) {
+            output += QStringLiteral("  ") + finding.remedy + QStringLiteral("\n");
+        }
+    }
+    return output;
+}
+
+QJsonObject doctorJson(const std::vector<Report>& reports, Companion::Wording wording,
+                       const std::vector<Companion::Finding>& wayIn) {
     QJsonArray keys;
     for (const auto& report : reports) {
         QJsonArray addresses;
@@ -193,14 +211,15 @@ QJsonObject doctorJson(const std::vector<Report>& reports, Companion::Wording wo
             {"causes", causes},
         });
     }
-    return QJsonObject{{"works", allWork(reports)}, {"keys", keys}};
+    return QJsonObject{{"works", allWork(reports)}, {"keys", keys}, {"wayIn", findingsJson(wayIn)}};
 }
 
 int runDoctor(const Companion::Host& host, const QStringList& arguments) {
     CommandLine commandLine(
         QStringLiteral("doctor"),
         Texts::tr("Pregunta al servidor SSH si acepta la llave de cada teléfono emparejado y nombra qué "
-                  "arreglar. No cambia nada."));
+                  "arreglar; luego mira si una sesión SSH encuentra mosh-server, su idioma y si mosh-server "
+                  "arranca en ella. No cambia nada."));
     const QCommandLineOption json("json", Texts::tr("Escribe un objeto JSON en lugar de texto."));
     const QCommandLineOption keys("authorized-keys",
                                   Texts::tr("Lee <archivo> en lugar de ~/.ssh/authorized_keys."),
@@ -241,12 +260,15 @@ int runDoctor(const Companion::Host& host, const QStringList& arguments) {
         options.sshdConfig = commandLine.value(config).toStdString();
     }
     const auto reports = Companion::KeyDoctor::examineAll(options, *host.runner);
+    const auto wayIn = Companion::WayInDoctor::findings(
+        Companion::WayInDoctor::options(host, options.sshdConfig), Companion::Readiness::probe(host),
+        *host.systemActions, *host.runner);
     if (commandLine.isSet(json)) {
-        write(QString::fromUtf8(QJsonDocument(doctorJson(reports, host.systemActions->wording()))
+        write(QString::fromUtf8(QJsonDocument(doctorJson(reports, host.systemActions->wording(), wayIn))
                                     .toJson(QJsonDocument::Compact)) +
               QStringLiteral("\n"));
     } else {
-        write(fitted(doctorText(reports, host.systemActions->wording())));
+        write(fitted(doctorText(reports, host.systemActions->wording()) + wayInText(wayIn)));
     }
     return allWork(reports) ? Exit::done : Exit::refused;
 }

@@ -93,6 +93,10 @@ std::optional<std::string> MacSystemActions::openTerminal(const std::string& com
         .toStdString();
 }
 
+SshLogin MacSystemActions::sshLogin() const {
+    return {"/usr/bin:/bin:/usr/sbin:/sbin", {}, {}};
+}
+
 std::optional<std::string> MacSystemActions::installCommandLine(const std::vector<std::string>& packages) {
     if (!m_options.locate("brew")) {
         return std::nullopt;

@@ -31,6 +31,8 @@ public:
     MacSystemActions(std::shared_ptr<ProcessRunner> runner, Options options);
 
     Wording wording() const override { return Wording::macos; }
+    /// macOS's sshd starts a command with its compiled-in PATH and no locale.
+    SshLogin sshLogin() const override;
     std::optional<std::string> packageManagerName() const override;
     bool remoteLoginEnabled() override;
     std::optional<std::string> setRemoteLogin(bool on, std::stop_token stop) override;
