@@ -35,7 +35,7 @@ public:
         /// The action is running: the button is disabled beside a spinning indicator.
         bool busy = false;
         /// What a deeper look found and how to fix it, shown whole below the state; empty hides it.
-        QString findings;
+        QString findings = {};
     };
 
     explicit CheckRow(QWidget* parent = nullptr);
