@@ -41,7 +41,8 @@ struct ProcessCommand {
     /// The child's whole environment, as "NAME=value" entries; without it the child inherits this
     /// process's.
     std::optional<std::vector<std::string>> environment;
-    /// The child's argv[0] (a login shell's name, as sshd gives it); `program` without it.
+    /// The child's argv[0] (a login shell's name, as sshd gives it); `program` without it. Not
+    /// honoured by `startDetached`.
     std::optional<std::string> argv0;
 
     bool operator==(const ProcessCommand&) const = default;

@@ -28,6 +28,17 @@ QStringList toQt(const std::vector<std::string>& arguments) {
     return list;
 }
 
+QProcessEnvironment environmentOf(const std::vector<std::string>& entries) {
+    QProcessEnvironment environment;
+    for (const auto& entry : entries) {
+        const auto equals = entry.find('=');
+        environment.insert(QString::fromStdString(entry.substr(0, equals)),
+                           equals == std::string::npos ? QString()
+                                                       : QString::fromStdString(entry.substr(equals + 1)));
+    }
+    return environment;
+}
+
 /// The argument and environment vectors of an exec with an argv[0] of its own, built before the fork
 /// so that the child only calls execve.
 struct ExecVectors {
@@ -65,14 +76,7 @@ void configure(QProcess& process, const ProcessCommand& command) {
     process.setProgram(QString::fromStdString(command.program));
     process.setArguments(toQt(command.arguments));
     if (command.environment) {
-        QProcessEnvironment environment;
-        for (const auto& entry : *command.environment) {
-            const auto equals = entry.find('=');
-            environment.insert(
-                QString::fromStdString(entry.substr(0, equals)),
-                equals == std::string::npos ? QString() : QString::fromStdString(entry.substr(equals + 1)));
-        }
-        process.setProcessEnvironment(environment);
+        process.setProcessEnvironment(environmentOf(*command.environment));
     }
     if (command.argv0) {
         setArgv0(process, command);
@@ -261,6 +265,9 @@ bool QtProcessRunner::startDetached(const ProcessCommand& command) {
     process.setProgram(QString::fromStdString(command.program));
     process.setArguments(toQt(command.arguments));
     process.setStandardInputFile(QProcess::nullDevice());
+    if (command.environment) {
+        process.setProcessEnvironment(environmentOf(*command.environment));
+    }
     if (command.output != ProcessCommand::Output::inherit) {
         process.setStandardOutputFile(QProcess::nullDevice());
         process.setStandardErrorFile(QProcess::nullDevice());

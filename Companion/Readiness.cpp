@@ -118,7 +118,8 @@ ReadinessFacts probe(const Host& host, const std::stop_token& stop,
     tell();
     facts.moshPath = host.locate("mosh-server");
     tell();
-    facts.login = host.sshLogin ? host.sshLogin() : std::nullopt;
+    // Only an installed mosh-server is worth a login's look.
+    facts.login = facts.moshPath && host.sshLogin ? host.sshLogin() : std::nullopt;
     tell();
     facts.tmuxPath = host.locate("tmux");
     tell();
