@@ -378,6 +378,9 @@ void CompanionModel::setFacts(ReadinessFacts facts) {
     if (m_facts.moshPath != before.moshPath) {
         emit moshPathChanged();
     }
+    if (m_facts.login != before.login) {
+        emit sshLoginChanged();
+    }
     if (m_facts.tmuxPath != before.tmuxPath) {
         emit tmuxPathChanged();
     }

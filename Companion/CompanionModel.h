@@ -90,6 +90,8 @@ public:
     bool drozakConnectPending() const { return m_drozakConnectPending; }
     /// Full path of `mosh-server` (the server half is what this computer needs).
     const std::optional<std::string>& moshPath() const { return m_facts.moshPath; }
+    /// What the user's SSH login reported on the last look; absent when it could not tell.
+    const std::optional<CompanionCore::LoginReport>& sshLogin() const { return m_facts.login; }
     const std::optional<std::string>& tmuxPath() const { return m_facts.tmuxPath; }
     /// The host names and addresses in the order the phone should try them.
     const std::vector<std::string>& addresses() const { return m_facts.addresses; }
@@ -178,6 +180,7 @@ signals:
     /// `remoteLoginPending` or `drozakConnectPending` changed.
     void pendingChanged();
     void moshPathChanged();
+    void sshLoginChanged();
     void tmuxPathChanged();
     void addressesChanged();
     void drozakPathChanged();

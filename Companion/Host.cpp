@@ -1,7 +1,10 @@
 #include "Companion/Host.h"
 
 #include "Companion/HostIdentity.h"
+#include "Companion/LoginShell.h"
 #include "Companion/QtProcessRunner.h"
+
+#include <algorithm>
 
 namespace Companion {
 
@@ -22,14 +25,26 @@ Host Host::completed() && {
     if (!isExecutable) {
         isExecutable = CompanionCore::Tools::isExecutableFile;
     }
-    if (!searchPaths) {
-        searchPaths = CompanionCore::Tools::searchPaths();
-    }
     if (!hostName) {
         hostName = [] { return HostIdentity::hostName(); };
     }
     if (!userName) {
         userName = [] { return HostIdentity::userName(); };
+    }
+    if (!searchPaths) {
+        searchPaths = CompanionCore::Tools::searchPaths();
+        const auto account = LoginShell::account(userName());
+        for (auto& folder : LoginShell::usualFolders(account ? account->home : std::filesystem::path())) {
+            if (std::find(searchPaths->begin(), searchPaths->end(), folder) == searchPaths->end()) {
+                searchPaths->push_back(std::move(folder));
+            }
+        }
+    }
+    if (!sshLogin) {
+        sshLogin = [actions = systemActions, runner = runner, userName = userName] {
+            const auto account = LoginShell::account(userName());
+            return account ? LoginShell::look(*account, actions->sshLogin(), *runner) : std::nullopt;
+        };
     }
     if (!computerName) {
         computerName = [runner = runner, hostName = hostName] {

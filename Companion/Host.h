@@ -4,6 +4,7 @@
 #include "Companion/LoginRecords.h"
 #include "Companion/ProcessRunner.h"
 #include "Companion/SystemActions.h"
+#include "CompanionCore/LoginReport.h"
 #include "CompanionCore/PairingHandler.h"
 #include "CompanionCore/Timestamp.h"
 #include "CompanionCore/Tools.h"
@@ -27,8 +28,9 @@ struct Host {
     std::shared_ptr<SystemActions> systemActions;
     /// How a candidate path of a tool is tested.
     CompanionCore::Tools::ExecutableTest isExecutable;
-    /// Where the published tools are looked up; `Tools::searchPaths()` when absent. The pairing
-    /// identity always looks in `Tools::searchPaths()`, as the phone's login does.
+    /// Where the published tools are looked up; `Tools::searchPaths()` and the other folders package
+    /// managers use (`LoginShell::usualFolders`) when absent. The pairing identity always looks in
+    /// `Tools::searchPaths()`, as the phone's login does.
     std::optional<std::vector<std::string>> searchPaths;
     /// The host name as the system reports it, before ".local" is ensured. The hooks may be called
     /// from worker threads.
@@ -47,6 +49,10 @@ struct Host {
     std::shared_ptr<LoginRecords> loginRecords;
     /// The user's processes that belong to SSH logins (the system's process table by default).
     std::shared_ptr<LiveSessions> liveSessions;
+    /// What a non-interactive SSH login of the user reports (`LoginShell::look` with the system
+    /// actions' `sshLogin` by default); nothing when it cannot be told. May be called from worker
+    /// threads.
+    std::function<std::optional<CompanionCore::LoginReport>()> sshLogin;
 
     /// This computer, with the platform's backend and one real process runner.
     static Host system();

@@ -175,4 +175,62 @@ QString refusedForAnotherReason(Wording wording) {
     return {};
 }
 
+QString moshServerNotInLoginPath(Wording wording, const QString& path,
+                                 const std::optional<std::string>& installCommand) {
+    const QString folder = path.left(path.lastIndexOf(u'/'));
+    switch (wording) {
+    case Wording::macos:
+        // zsh reads ~/.zshenv for every session, a command over SSH included; ~/.zprofile it does not.
+        //: the folder that holds mosh-server
+        return LocalizedFormat::fill(
+            Texts::tr("Añade su carpeta al PATH de las sesiones SSH: escribe export PATH=\"%@:$PATH\" en "
+                      "~/.zshenv."),
+            {folder});
+    case Wording::linuxSystem:
+        if (installCommand) {
+            //: the full path of mosh-server, then the command that installs the package
+            return LocalizedFormat::fill(
+                Texts::tr("Instala el paquete de la distribución (%@) o enlázalo donde una sesión SSH lo "
+                          "busca: sudo ln -s %@ /usr/local/bin/mosh-server"),
+                {QString::fromStdString(*installCommand), path});
+        }
+        //: the full path of mosh-server
+        return LocalizedFormat::fill(
+            Texts::tr("Enlázalo donde una sesión SSH lo busca: sudo ln -s %@ /usr/local/bin/mosh-server"),
+            {path});
+    }
+    return {};
+}
+
+QString loginLocaleNotUtf8(Wording wording) {
+    switch (wording) {
+    case Wording::macos:
+        // macOS's sshd sets no locale: only the shell's own files can.
+        return Texts::tr("Da un idioma UTF-8 a las sesiones SSH: escribe export LANG=en_US.UTF-8 en "
+                         "~/.zshenv.");
+    case Wording::linuxSystem:
+        return Texts::tr("Pon un idioma UTF-8 por defecto: sudo localectl set-locale LANG=en_US.UTF-8 (si "
+                         "no está instalado, antes sudo locale-gen en_US.UTF-8).");
+    }
+    return {};
+}
+
+QString loginLocaleNotInstalled(Wording wording, const QString& name) {
+    switch (wording) {
+    case Wording::macos:
+        //: the locale the session asks for
+        return LocalizedFormat::fill(
+            Texts::tr("Cambia %@ en tus archivos de la shell (~/.zshenv) por uno de los que lista locale -a, "
+                      "como en_US.UTF-8."),
+            {name});
+    case Wording::linuxSystem:
+        //: the locale the session asks for
+        return LocalizedFormat::fill(
+            Texts::tr("Instálalo: sudo locale-gen %@ (en Debian, antes quita el # de su línea en "
+                      "/etc/locale.gen), o pon uno instalado con sudo localectl set-locale."),
+            {name});
+    }
+    return {};
+}
+
 } // namespace Companion::PlatformWords

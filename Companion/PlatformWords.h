@@ -53,4 +53,16 @@ QString announcementNotSeen(Wording wording);
 /// The SSH server refuses the key for a reason it only writes to its log: where that log is.
 QString refusedForAnotherReason(Wording wording);
 
+/// How to let an SSH session find the mosh-server installed at `path`: on macOS a line in
+/// ~/.zshenv that puts its folder on the PATH; on Linux a link in /usr/local/bin or, when
+/// `installCommand` is known, the distribution's package.
+QString moshServerNotInLoginPath(Wording wording, const QString& path,
+                                 const std::optional<std::string>& installCommand);
+
+/// How to give SSH sessions a UTF-8 locale.
+QString loginLocaleNotUtf8(Wording wording);
+
+/// How to install the locale `name` that SSH sessions ask for.
+QString loginLocaleNotInstalled(Wording wording, const QString& name);
+
 } // namespace Companion::PlatformWords

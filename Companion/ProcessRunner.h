@@ -38,6 +38,12 @@ struct ProcessCommand {
     std::optional<std::string> input;
     /// After this long the child is sent the terminate signal and the run counts as timed out.
     std::optional<std::chrono::milliseconds> timeout;
+    /// The child's whole environment, as "NAME=value" entries; without it the child inherits this
+    /// process's.
+    std::optional<std::vector<std::string>> environment;
+    /// The child's argv[0] (a login shell's name, as sshd gives it); `program` without it. Not
+    /// honoured by `startDetached`.
+    std::optional<std::string> argv0;
 
     bool operator==(const ProcessCommand&) const = default;
 };

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QProcess>
+#include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
 #include <QThread>
@@ -9,7 +10,10 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <unistd.h>
 #include <utility>
+
+extern char** environ;
 
 namespace Companion {
 
@@ -24,9 +28,59 @@ QStringList toQt(const std::vector<std::string>& arguments) {
     return list;
 }
 
+QProcessEnvironment environmentOf(const std::vector<std::string>& entries) {
+    QProcessEnvironment environment;
+    for (const auto& entry : entries) {
+        const auto equals = entry.find('=');
+        environment.insert(QString::fromStdString(entry.substr(0, equals)),
+                           equals == std::string::npos ? QString()
+                                                       : QString::fromStdString(entry.substr(equals + 1)));
+    }
+    return environment;
+}
+
+/// The argument and environment vectors of an exec with an argv[0] of its own, built before the fork
+/// so that the child only calls execve.
+struct ExecVectors {
+    std::vector<std::string> strings;
+    std::vector<std::string> environment;
+    std::vector<char*> argv;
+    std::vector<char*> envp;
+    std::string program;
+};
+
+void setArgv0(QProcess& process, const ProcessCommand& command) {
+    auto vectors = std::make_shared<ExecVectors>();
+    vectors->program = command.program;
+    vectors->strings.push_back(*command.argv0);
+    vectors->strings.insert(vectors->strings.end(), command.arguments.begin(), command.arguments.end());
+    for (auto& string : vectors->strings) {
+        vectors->argv.push_back(string.data());
+    }
+    vectors->argv.push_back(nullptr);
+    if (command.environment) {
+        vectors->environment = *command.environment;
+        for (auto& entry : vectors->environment) {
+            vectors->envp.push_back(entry.data());
+        }
+        vectors->envp.push_back(nullptr);
+    }
+    // QProcess cannot name argv[0]; when this execve fails, QProcess's own exec runs and reports it.
+    process.setChildProcessModifier([vectors] {
+        ::execve(vectors->program.c_str(), vectors->argv.data(),
+                 vectors->envp.empty() ? environ : vectors->envp.data());
+    });
+}
+
 void configure(QProcess& process, const ProcessCommand& command) {
     process.setProgram(QString::fromStdString(command.program));
     process.setArguments(toQt(command.arguments));
+    if (command.environment) {
+        process.setProcessEnvironment(environmentOf(*command.environment));
+    }
+    if (command.argv0) {
+        setArgv0(process, command);
+    }
     switch (command.output) {
     case ProcessCommand::Output::discard:
         process.setStandardOutputFile(QProcess::nullDevice());
@@ -211,6 +265,9 @@ bool QtProcessRunner::startDetached(const ProcessCommand& command) {
     process.setProgram(QString::fromStdString(command.program));
     process.setArguments(toQt(command.arguments));
     process.setStandardInputFile(QProcess::nullDevice());
+    if (command.environment) {
+        process.setProcessEnvironment(environmentOf(*command.environment));
+    }
     if (command.output != ProcessCommand::Output::inherit) {
         process.setStandardOutputFile(QProcess::nullDevice());
         process.setStandardErrorFile(QProcess::nullDevice());

@@ -5,6 +5,8 @@
 
 #include <QCoreApplication>
 
+#include <algorithm>
+
 namespace Companion::Readiness {
 
 namespace {
@@ -34,7 +36,9 @@ ReadinessCheck remoteLoginCheck(const ReadinessFacts& facts, const Pending& pend
                 PlatformWords::sshServerTitle(actions.wording()),
                 Texts::tr("no instalado"),
                 installTitle(actions),
-                Action::installSshServer};
+                Action::installSshServer,
+                false,
+                {}};
     }
     return {Item::sshServer,
             on,
@@ -42,7 +46,8 @@ ReadinessCheck remoteLoginCheck(const ReadinessFacts& facts, const Pending& pend
             on ? Texts::tr("activado") : Texts::tr("desactivado"),
             on ? std::nullopt : std::optional(Texts::tr("Activar…")),
             Action::enableRemoteLogin,
-            pending.remoteLogin};
+            pending.remoteLogin,
+            {}};
 }
 
 ReadinessCheck toolCheck(Item item, const SystemActions& actions, const char* name,
@@ -52,12 +57,29 @@ ReadinessCheck toolCheck(Item item, const SystemActions& actions, const char* na
             QString::fromLatin1(name),
             path ? fromStd(*path) : Texts::tr("no instalado"),
             path ? std::nullopt : std::optional(installTitle(actions)),
-            Action::installTools};
+            Action::installTools,
+            false,
+            {}};
+}
+
+bool keepsPhoneOut(const std::vector<Finding>& findings) {
+    return std::any_of(findings.begin(), findings.end(),
+                       [](const Finding& finding) { return finding.keepsPhoneOut; });
+}
+
+ReadinessCheck moshCheck(const ReadinessFacts& facts, SystemActions& actions) {
+    auto check = toolCheck(Item::moshServer, actions, "mosh-server", facts.moshPath);
+    check.findings = moshPathFindings(facts, actions);
+    if (!check.findings.empty()) {
+        check.detail = Texts::tr("instalado, pero una sesión SSH no lo encuentra");
+    }
+    check.ok = check.ok && !keepsPhoneOut(check.findings);
+    return check;
 }
 
 ReadinessCheck drozakCheck(const ReadinessFacts& facts, const Pending& pending) {
-    ReadinessCheck check{Item::drozak, false,        QStringLiteral("Drozak"),
-                         {},           std::nullopt, Action::connectDrozak};
+    ReadinessCheck check{
+        Item::drozak, false, QStringLiteral("Drozak"), {}, std::nullopt, Action::connectDrozak, false, {}};
     const auto mesh = facts.meshAddress();
     const auto& status = facts.drozakStatus;
     if (mesh) {
@@ -96,6 +118,9 @@ ReadinessFacts probe(const Host& host, const std::stop_token& stop,
     tell();
     facts.moshPath = host.locate("mosh-server");
     tell();
+    // Only an installed mosh-server is worth a login's look.
+    facts.login = facts.moshPath && host.sshLogin ? host.sshLogin() : std::nullopt;
+    tell();
     facts.tmuxPath = host.locate("tmux");
     tell();
     facts.drozakPath = host.locate("drozak");
@@ -112,10 +137,24 @@ ReadinessFacts probe(const Host& host, const std::stop_token& stop,
 }
 
 std::vector<ReadinessCheck> checks(const ReadinessFacts& facts, const Pending& pending,
-                                   const SystemActions& actions) {
-    return {remoteLoginCheck(facts, pending, actions),
-            toolCheck(Item::moshServer, actions, "mosh-server", facts.moshPath),
+                                   SystemActions& actions) {
+    return {remoteLoginCheck(facts, pending, actions), moshCheck(facts, actions),
             toolCheck(Item::tmux, actions, "tmux", facts.tmuxPath), drozakCheck(facts, pending)};
+}
+
+std::vector<Finding> moshPathFindings(const ReadinessFacts& facts, SystemActions& actions) {
+    if (!facts.moshPath || !facts.login || facts.login->moshServer) {
+        return {};
+    }
+    const QString path = fromStd(*facts.moshPath);
+    //: where mosh-server is installed
+    return {
+        Finding{"moshServerNotInLoginPath", true,
+                LocalizedFormat::fill(Texts::tr("mosh-server está instalado en %@, pero una sesión SSH no "
+                                                "lo encuentra: el teléfono no podrá entrar con mosh."),
+                                      {path}),
+                PlatformWords::moshServerNotInLoginPath(actions.wording(), path,
+                                                        actions.installCommandLine({"mosh"}))}};
 }
 
 } // namespace Companion::Readiness

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CompanionCore/DrozakStatus.h"
+#include "CompanionCore/LoginReport.h"
 
 #include <optional>
 #include <string>
@@ -17,6 +18,9 @@ struct ReadinessFacts {
     bool sshServerInstalled = true;
     /// Full path of `mosh-server` (the server half is what this computer needs).
     std::optional<std::string> moshPath;
+    /// What a non-interactive SSH login of the user finds (mosh-server on its PATH, its locale);
+    /// absent until looked at, or when the login shell could not tell.
+    std::optional<CompanionCore::LoginReport> login;
     std::optional<std::string> tmuxPath;
     /// Full path of the relay tool's `drozak`.
     std::optional<std::string> drozakPath;

@@ -12,6 +12,13 @@ std::unique_ptr<SleepInhibitor> SystemActions::sleepInhibitor() {
     return std::make_unique<HelperSleepInhibitor>(keepAwakeCommand(), m_runner);
 }
 
+SshLogin SystemActions::sshLogin() const {
+    // Debian's sshd_config.5 PATH and the files pam_env reads for sshd (/etc/pam.d/sshd).
+    return {"/usr/local/bin:/usr/bin:/bin:/usr/games",
+            {"/etc/environment", "/etc/default/locale"},
+            {"/etc/default/locale", "/etc/locale.conf"}};
+}
+
 std::vector<std::string> SystemActions::ipv4Addresses() {
     return NetworkInterfaces::ipv4Addresses();
 }
@@ -24,6 +31,10 @@ std::optional<CompanionCore::DrozakStatus> SystemActions::drozakStatus(const std
         return std::nullopt;
     }
     return CompanionCore::DrozakStatus::parse(result.output);
+}
+
+std::vector<Finding> SystemActions::moshFirewallFindings(const std::string&) {
+    return {};
 }
 
 std::vector<CompanionCore::Obstacle> SystemActions::accessObstacles(const std::string&) {

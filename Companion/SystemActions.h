@@ -1,7 +1,9 @@
 #pragma once
 
+#include "Companion/Finding.h"
 #include "Companion/ProcessRunner.h"
 #include "Companion/SleepInhibitor.h"
+#include "Companion/SshLogin.h"
 #include "Companion/Wording.h"
 #include "CompanionCore/DrozakStatus.h"
 #include "CompanionCore/Obstacle.h"
@@ -51,6 +53,9 @@ public:
     /// one or no package manager is found.
     virtual std::optional<std::string> sshServerPackage() const { return std::nullopt; }
 
+    /// How the SSH server starts a session's command here; by default as Debian's OpenSSH with PAM.
+    virtual SshLogin sshLogin() const;
+
     /// Whether the SSH server is on. Blocks until the system answers.
     virtual bool remoteLoginEnabled() = 0;
 
@@ -91,6 +96,11 @@ public:
     /// that blocks the SSH or pairing ports, an access group without `user`, no DNS-SD daemon. Only
     /// read-only commands that need no password are run; what cannot be read is not reported.
     virtual std::vector<CompanionCore::Obstacle> accessObstacles(const std::string& user);
+
+    /// What this computer's firewalls say of mosh's UDP range for `moshServer` (its full path): the
+    /// rules that keep it out, each with the command that opens the range, and once that the rules
+    /// could not be read. Only reads; nothing by default.
+    virtual std::vector<Finding> moshFirewallFindings(const std::string& moshServer);
 
     /// Replaces how `openTerminal` copies its fallback text.
     void setCopyText(CopyText copyText) { m_copyText = std::move(copyText); }

@@ -26,6 +26,7 @@ CheckRow::CheckRow(QWidget* parent)
     , m_symbol(new StatusSymbol(StatusSymbol::Symbol::xmarkCircle, QColor(), this))
     , m_title(new QLabel(this))
     , m_detail(new ElidedLabel(this))
+    , m_findings(PanelStyle::makeCaption(this, PanelStyle::Tone::secondary, true))
     , m_button(PanelStyle::makeSmallButton(this))
     , m_busy(new BusyIndicator(this)) {
     auto* row = new QHBoxLayout(this);
@@ -46,6 +47,10 @@ CheckRow::CheckRow(QWidget* parent)
     texts->addWidget(m_title);
     m_detail->setFont(PanelStyle::captionFont());
     texts->addWidget(m_detail);
+    // The remedies name commands to type: they can be selected and copied.
+    m_findings->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_findings->hide();
+    texts->addWidget(m_findings);
     // The texts take the width the button leaves; the detail then loses its middle.
     row->addLayout(texts, 1);
 
@@ -66,6 +71,8 @@ void CheckRow::setContent(Content content) {
     m_content = std::move(content);
     m_title->setText(m_content.title);
     m_detail->setText(m_content.detail);
+    m_findings->setText(m_content.findings);
+    m_findings->setVisible(!m_content.findings.isEmpty());
     m_button->setText(m_content.actionTitle.value_or(QString()));
     m_button->setVisible(m_content.actionTitle.has_value());
     m_button->setEnabled(!m_content.busy);
@@ -79,7 +86,9 @@ void CheckRow::nameForScreenReaders() {
     PanelAccessibility::setName(*this, m_content.ok
                                            ? Translations::fill(tr("%@: listo"), {m_content.title})
                                            : Translations::fill(tr("%@: pendiente"), {m_content.title}));
-    PanelAccessibility::setDescription(*this, m_content.detail);
+    PanelAccessibility::setDescription(
+        *this, m_content.findings.isEmpty() ? m_content.detail
+                                            : m_content.detail + QStringLiteral("\n") + m_content.findings);
     if (m_content.actionTitle) {
         PanelAccessibility::setDescription(*m_button, m_content.title);
     }
@@ -104,6 +113,7 @@ void CheckRow::applyTones() {
                             PanelStyle::colour(PanelStyle::Tone::secondary, palette()));
     }
     PanelStyle::setTone(*m_detail, PanelStyle::Tone::secondary);
+    PanelStyle::setTone(*m_findings, PanelStyle::Tone::secondary);
 }
 
 } // namespace CompanionApp

@@ -34,6 +34,8 @@ public:
         std::function<void()> action;
         /// The action is running: the button is disabled beside a spinning indicator.
         bool busy = false;
+        /// What a deeper look found and how to fix it, shown whole below the state; empty hides it.
+        QString findings = {};
     };
 
     explicit CheckRow(QWidget* parent = nullptr);
@@ -44,6 +46,8 @@ public:
     StatusSymbol& symbol() const { return *m_symbol; }
     QLabel& titleLabel() const { return *m_title; }
     ElidedLabel& detailLabel() const { return *m_detail; }
+    /// Hidden when the row has no findings.
+    QLabel& findingsLabel() const { return *m_findings; }
     /// Hidden when the row has no action.
     QPushButton& button() const { return *m_button; }
     /// Shown beside the button while the action runs.
@@ -60,6 +64,7 @@ private:
     StatusSymbol* m_symbol;
     QLabel* m_title;
     ElidedLabel* m_detail;
+    QLabel* m_findings;
     QPushButton* m_button;
     BusyIndicator* m_busy;
 };

@@ -337,8 +337,14 @@ void ContentView::renderChecks() {
     }
     for (std::size_t i = 0; i < checks.size(); ++i) {
         const auto& check = checks[i];
+        QStringList findings;
+        for (const auto& finding : check.findings) {
+            findings << finding.text << finding.remedy;
+        }
+        findings.removeAll(QString());
         m_checkRows[i]->setContent({check.ok, check.title, check.detail, check.actionTitle,
-                                    [this, action = check.action] { m_model.perform(action); }, check.busy});
+                                    [this, action = check.action] { m_model.perform(action); }, check.busy,
+                                    findings.join(QStringLiteral("\n"))});
     }
 
     m_keepAwakeSwitch->setText(Companion::PlatformWords::keepAwakeTitle(m_model.systemActions().wording()));

@@ -139,6 +139,9 @@ std::optional<SshdSettings> SshdSettings::parse(std::string_view text) {
             settings.denyUsers.emplace_back(value);
         } else if (keyword == "denygroups") {
             settings.denyGroups.emplace_back(value);
+        } else if (keyword == "acceptenv") {
+            const auto names = words(value);
+            settings.acceptEnv.insert(settings.acceptEnv.end(), names.begin(), names.end());
         } else if (keyword == "listenaddress") {
             // A routing domain may follow the address.
             settings.listenAddresses.emplace_back(value.substr(0, value.find(' ')));
@@ -178,6 +181,11 @@ std::vector<Obstacle> SshdSettings::obstacles(const std::string& user, const std
         found.push_back(Obstacle::keyFileElsewhere);
     }
     return found;
+}
+
+bool SshdSettings::acceptsEnvironment(std::string_view name) const {
+    return std::any_of(acceptEnv.begin(), acceptEnv.end(),
+                       [&](const std::string& pattern) { return matchesPattern(pattern, name); });
 }
 
 bool SshdSettings::listensOnLoopbackOnly() const {

@@ -23,6 +23,8 @@ struct SshdSettings {
     /// "address:port" as printed ("192.168.1.5:22", "[::]:22"), without a trailing "rdomain" part.
     std::vector<std::string> listenAddresses;
     std::vector<int> ports;
+    /// The names of the client's environment variables the server passes to the login (AcceptEnv).
+    std::vector<std::string> acceptEnv;
 
     /// Nothing when `text` is not `sshd -T` output (no "port" line, or a value it cannot read).
     static std::optional<SshdSettings> parse(std::string_view text);
@@ -32,6 +34,9 @@ struct SshdSettings {
     std::vector<Obstacle> obstacles(const std::string& user, const std::vector<std::string>& groups,
                                     const std::filesystem::path& home,
                                     const std::filesystem::path& keyFile) const;
+
+    /// Whether the server passes the client's variable `name` to the login.
+    bool acceptsEnvironment(std::string_view name) const;
 
     /// Whether every listening address is a loopback one.
     bool listensOnLoopbackOnly() const;

@@ -4,8 +4,11 @@
 
 #include "Companion/ActivityText.h"
 #include "Companion/LocalizedFormat.h"
+#include "Companion/Readiness.h"
+#include "Companion/WayInDoctor.h"
 #include "CompanionCore/PairedDevices.h"
 #include "CompanionCore/SshPublicKey.h"
+#include "cli/StatusCommand.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -226,8 +229,22 @@ QString doctorText(const std::vector<Report>& reports, Companion::Wording wordin
     return output;
 }
 
+QString wayInText(const std::vector<Companion::Finding>& findings) {
+    if (findings.empty()) {
+        return {};
+    }
+    QString output = Texts::tr("Otros caminos de entrada (mosh):") + QStringLiteral("\n");
+    for (const auto& finding : findings) {
+        output += QStringLiteral("  ") + finding.text + QStringLiteral("\n");
+        if (!finding.remedy.isEmpty()) {
+            output += QStringLiteral("  ") + finding.remedy + QStringLiteral("\n");
+        }
+    }
+    return output;
+}
+
 QJsonObject doctorJson(const std::vector<Report>& reports, Companion::Wording wording,
-                       const std::optional<DoctorActivity>& activity) {
+                       const std::vector<Companion::Finding>& wayIn, const std::optional<DoctorActivity>& activity) {
     QJsonArray keys;
     for (std::size_t index = 0; index < reports.size(); ++index) {
         const auto& report = reports[index];
@@ -267,7 +284,7 @@ QJsonObject doctorJson(const std::vector<Report>& reports, Companion::Wording wo
         }
         keys.append(key);
     }
-    QJsonObject json{{"works", allWork(reports)}, {"keys", keys}};
+    QJsonObject json{{"works", allWork(reports)}, {"keys", keys}, {"wayIn", findingsJson(wayIn)}};
     if (activity) {
         json.insert("loginRecordsUnreadable", activity->reading.unreadable
                                                   ? QJsonValue(*activity->reading.unreadable)
@@ -280,7 +297,8 @@ int runDoctor(const Companion::Host& host, const QStringList& arguments) {
     CommandLine commandLine(
         QStringLiteral("doctor"),
         Texts::tr("Pregunta al servidor SSH si acepta la llave de cada teléfono emparejado y nombra qué "
-                  "arreglar. No cambia nada."));
+                  "arreglar; luego mira si una sesión SSH encuentra mosh-server, su idioma y si mosh-server "
+                  "arranca en ella. No cambia nada."));
     const QCommandLineOption json("json", Texts::tr("Escribe un objeto JSON en lugar de texto."));
     const QCommandLineOption keys("authorized-keys",
                                   Texts::tr("Lee <archivo> en lugar de ~/.ssh/authorized_keys."),
@@ -322,12 +340,16 @@ int runDoctor(const Companion::Host& host, const QStringList& arguments) {
     }
     const auto reports = Companion::KeyDoctor::examineAll(options, *host.runner);
     const DoctorActivity activity{Companion::PhoneActivities::read(host, phonesOf(reports)), host.clock()};
+    const auto wayIn = Companion::WayInDoctor::findings(
+        Companion::WayInDoctor::options(host, options.sshdConfig), Companion::Readiness::probe(host),
+        *host.systemActions, *host.runner);
     if (commandLine.isSet(json)) {
-        write(QString::fromUtf8(QJsonDocument(doctorJson(reports, host.systemActions->wording(), activity))
-                                    .toJson(QJsonDocument::Compact)) +
+        write(QString::fromUtf8(
+                  QJsonDocument(doctorJson(reports, host.systemActions->wording(), wayIn, activity))
+                      .toJson(QJsonDocument::Compact)) +
               QStringLiteral("\n"));
     } else {
-        write(fitted(doctorText(reports, host.systemActions->wording(), activity)));
+        write(fitted(doctorText(reports, host.systemActions->wording(), activity) + wayInText(wayIn)));
     }
     return allWork(reports) ? Exit::done : Exit::refused;
 }

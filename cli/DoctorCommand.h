@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Companion/Finding.h"
 #include "Companion/KeyDoctor.h"
 #include "Companion/PhoneActivity.h"
 
@@ -13,9 +14,11 @@ namespace Cli {
 
 /// `nuvexa-companion-cli doctor [--json]`: asks the SSH server, over loopback and then on each home
 /// address, whether it accepts each paired phone's key (with none paired, runs the checks that need
-/// no key), and names every cause it finds with its remedy. Changes nothing. Answers `Exit::done` only
-/// when nothing found would keep a paired phone out, `Exit::refused` when something would. `arguments` are
-/// those after "doctor".
+/// no key), and names every cause it finds with its remedy; then looks at the other ways in
+/// (`WayInDoctor`: mosh-server in a login, its locale, a real start). Changes nothing. Answers
+/// `Exit::done` only when nothing found would keep a paired phone's key out, `Exit::refused` when
+/// something would; the way-in findings do not change it, since SSH gets in without mosh.
+/// `arguments` are those after "doctor".
 int runDoctor(const Companion::Host& host, const QStringList& arguments);
 
 /// What the SSH server's records say of the reports' phones: `phones` in the order of the reports
@@ -31,12 +34,17 @@ struct DoctorActivity {
 QString doctorText(const std::vector<Companion::KeyDoctor::Report>& reports, Companion::Wording wording,
                    const std::optional<DoctorActivity>& activity = std::nullopt);
 
+/// The way-in findings as text: a heading, then each finding and its remedy; empty when there are none.
+QString wayInText(const std::vector<Companion::Finding>& findings);
+
 /// The same as one JSON object: "works" and "keys", each with "device", "fingerprint", "works",
 /// "verdict", "hostKey", "addresses" (host and verdict), "causes" (each with its name, whether it
 /// keeps a phone out, its text and the system's words for it, such as the key file's error) and, for
 /// a phone with `activity`, "lastLogin", "lastRefused", "neverLoggedIn" and "refusedAtLastAttempt";
-/// with `activity`, "loginRecordsUnreadable" says why the records could not be read, or is null.
+/// "wayIn": the way-in findings, each with "cause", "keepsPhoneOut", "text" and "remedy"; with
+/// `activity`, "loginRecordsUnreadable" says why the records could not be read, or is null.
 QJsonObject doctorJson(const std::vector<Companion::KeyDoctor::Report>& reports, Companion::Wording wording,
+                       const std::vector<Companion::Finding>& wayIn = {},
                        const std::optional<DoctorActivity>& activity = std::nullopt);
 
 } // namespace Cli

@@ -45,6 +45,8 @@ struct Row {
     QString detail;
     /// What fixes a failed check; empty when nothing is offered.
     QString remedy;
+    /// What a deeper look found on the row's way in, each with its remedy.
+    std::vector<Companion::Finding> findings;
 };
 
 /// What the panel's button would do, told for a terminal: the button's words, then how to do it by
@@ -92,6 +94,19 @@ void write(const QString& output, std::FILE* stream) {
 
 } // namespace
 
+QJsonArray findingsJson(const std::vector<Companion::Finding>& findings) {
+    QJsonArray array;
+    for (const auto& finding : findings) {
+        array.append(QJsonObject{
+            {QStringLiteral("cause"), text(finding.cause)},
+            {QStringLiteral("keepsPhoneOut"), finding.keepsPhoneOut},
+            {QStringLiteral("text"), finding.text},
+            {QStringLiteral("remedy"), finding.remedy},
+        });
+    }
+    return array;
+}
+
 QString statusTable(const std::vector<Companion::ReadinessCheck>& checks,
                     const Companion::ReadinessFacts& facts, Companion::SystemActions& actions,
                     const TerminalStyle& style) {
@@ -102,11 +117,11 @@ QString statusTable(const std::vector<Companion::ReadinessCheck>& checks,
     const auto mesh = facts.meshAddress();
     std::vector<Row> rows;
     for (const auto& check : checks) {
-        rows.push_back(Row{check.title, check.ok, check.detail, remedy(check, actions)});
+        rows.push_back(Row{check.title, check.ok, check.detail, remedy(check, actions), check.findings});
     }
-    rows.push_back(Row{Texts::tr("Direcciones"), std::nullopt, addresses.join(QStringLiteral(", ")), {}});
-    rows.push_back(
-        Row{Texts::tr("Dirección de malla"), std::nullopt, mesh ? text(*mesh) : Texts::tr("ninguna"), {}});
+    rows.push_back(Row{Texts::tr("Direcciones"), std::nullopt, addresses.join(QStringLiteral(", ")), {}, {}});
+    rows.push_back(Row{
+        Texts::tr("Dirección de malla"), std::nullopt, mesh ? text(*mesh) : Texts::tr("ninguna"), {}, {}});
     qsizetype width = 0;
     for (const auto& row : rows) {
         width = std::max(width, row.label.size());
@@ -118,9 +133,18 @@ QString statusTable(const std::vector<Companion::ReadinessCheck>& checks,
                  QStringLiteral("\n");
         // The remedy sits under the detail, wrapped to the terminal.
         const QString indent(width + columnGap + style.blankMark().size() + 1, u' ');
-        if (!row.remedy.isEmpty()) {
-            for (const QString& line : wrapped(row.remedy, terminalColumns - 1 - indent.size())) {
+        const auto under = [&](const QString& text) {
+            for (const QString& line : wrapped(text, terminalColumns - 1 - indent.size())) {
                 table += indent + line + QStringLiteral("\n");
+            }
+        };
+        if (!row.remedy.isEmpty()) {
+            under(row.remedy);
+        }
+        for (const auto& finding : row.findings) {
+            under(finding.text);
+            if (!finding.remedy.isEmpty()) {
+                under(finding.remedy);
             }
         }
     }
@@ -151,6 +175,7 @@ QJsonObject statusJson(const std::vector<Companion::ReadinessCheck>& checks,
             {QStringLiteral("ok"), check.ok},
             {QStringLiteral("title"), check.title},
             {QStringLiteral("detail"), check.detail},
+            {QStringLiteral("findings"), findingsJson(check.findings)},
         });
     }
     return QJsonObject{

@@ -6,6 +6,7 @@
 #include "Companion/SystemActions.h"
 #include "cli/TerminalStyle.h"
 
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QString>
 #include <QStringList>
@@ -21,8 +22,12 @@ namespace Cli {
 /// "status".
 int runStatus(const Companion::Host& host, const QStringList& arguments);
 
+/// Findings as JSON: an array of objects with "cause", "keepsPhoneOut", "text" and "remedy".
+QJsonArray findingsJson(const std::vector<Companion::Finding>& findings);
+
 /// The table: one line per readiness row, each failed row followed by its remedy (the panel's button
-/// and how to do it by hand on `actions`' system), then the addresses and the mesh address, labels
+/// and how to do it by hand on `actions`' system) and each row by its findings with their remedies,
+/// then the addresses and the mesh address, labels
 /// aligned; the marks drawn in `style`.
 QString statusTable(const std::vector<Companion::ReadinessCheck>& checks,
                     const Companion::ReadinessFacts& facts, Companion::SystemActions& actions,
@@ -30,7 +35,7 @@ QString statusTable(const std::vector<Companion::ReadinessCheck>& checks,
 
 /// The same readiness as JSON: "ready", "remoteLogin", "moshPath", "tmuxPath", "drozakPath",
 /// "drozakStatus" (with the relay tool's own keys), "addresses", "meshAddress", "hasMeshAddress", and
-/// "checks": the rows, each with "key", "ok", "title" and "detail".
+/// "checks": the rows, each with "key", "ok", "title", "detail" and "findings" (see `findingsJson`).
 QJsonObject statusJson(const std::vector<Companion::ReadinessCheck>& checks,
                        const Companion::ReadinessFacts& facts);
 

@@ -526,10 +526,6 @@ Unless you remove them, it can still log in to this computer.</translation>
         <translation>not a port: %@</translation>
     </message>
     <message>
-        <source>Pregunta al servidor SSH si acepta la llave de cada teléfono emparejado y nombra qué arreglar. No cambia nada.</source>
-        <translation>Asks the SSH server whether it accepts each paired phone&apos;s key, and names what to fix. Changes nothing.</translation>
-    </message>
-    <message>
         <source>Escribe un objeto JSON en lugar de texto.</source>
         <translation>Write one JSON object instead of text.</translation>
     </message>
@@ -568,6 +564,14 @@ Unless you remove them, it can still log in to this computer.</translation>
     <message>
         <source>Su último intento fue rechazado (%@, desde %@): el servidor SSH no aceptó la llave.</source>
         <translation>Its last attempt was refused (%@, from %@): the SSH server did not accept the key.</translation>
+    </message>
+    <message>
+        <source>Otros caminos de entrada (mosh):</source>
+        <translation>Other ways in (mosh):</translation>
+    </message>
+    <message>
+        <source>Pregunta al servidor SSH si acepta la llave de cada teléfono emparejado y nombra qué arreglar; luego mira si una sesión SSH encuentra mosh-server, su idioma y si mosh-server arranca en ella. No cambia nada.</source>
+        <translation>Asks the SSH server whether it accepts each paired phone&apos;s key, and names what to fix; then looks at whether an SSH session finds mosh-server, its locale and whether mosh-server starts in it. Changes nothing.</translation>
     </message>
 </context>
 <context>
@@ -1069,6 +1073,39 @@ Exit status: the command&apos;s (0 done, 1 the answer is no, 130 interrupted wit
         <source>El servidor SSH rechaza la llave por otro motivo: mira su registro (log show --last 1h --predicate &apos;process BEGINSWITH &quot;sshd&quot;&apos;).</source>
         <translation>The SSH server refuses the key for another reason: see its log (log show --last 1h --predicate &apos;process BEGINSWITH &quot;sshd&quot;&apos;).</translation>
     </message>
+    <message>
+        <source>Añade su carpeta al PATH de las sesiones SSH: escribe export PATH=&quot;%@:$PATH&quot; en ~/.zshenv.</source>
+        <extracomment>the folder that holds mosh-server</extracomment>
+        <translation>Put its folder on the PATH of SSH sessions: write export PATH=&quot;%@:$PATH&quot; in ~/.zshenv.</translation>
+    </message>
+    <message>
+        <source>Instala el paquete de la distribución (%@) o enlázalo donde una sesión SSH lo busca: sudo ln -s %@ /usr/local/bin/mosh-server</source>
+        <extracomment>the full path of mosh-server, then the command that installs the package</extracomment>
+        <translation>Install the distribution&apos;s package (%@) or link it where an SSH session looks: sudo ln -s %@ /usr/local/bin/mosh-server</translation>
+    </message>
+    <message>
+        <source>Enlázalo donde una sesión SSH lo busca: sudo ln -s %@ /usr/local/bin/mosh-server</source>
+        <extracomment>the full path of mosh-server</extracomment>
+        <translation>Link it where an SSH session looks: sudo ln -s %@ /usr/local/bin/mosh-server</translation>
+    </message>
+    <message>
+        <source>Da un idioma UTF-8 a las sesiones SSH: escribe export LANG=en_US.UTF-8 en ~/.zshenv.</source>
+        <translation>Give SSH sessions a UTF-8 locale: write export LANG=en_US.UTF-8 in ~/.zshenv.</translation>
+    </message>
+    <message>
+        <source>Pon un idioma UTF-8 por defecto: sudo localectl set-locale LANG=en_US.UTF-8 (si no está instalado, antes sudo locale-gen en_US.UTF-8).</source>
+        <translation>Set a UTF-8 default locale: sudo localectl set-locale LANG=en_US.UTF-8 (if it is not installed, first sudo locale-gen en_US.UTF-8).</translation>
+    </message>
+    <message>
+        <source>Cambia %@ en tus archivos de la shell (~/.zshenv) por uno de los que lista locale -a, como en_US.UTF-8.</source>
+        <extracomment>the locale the session asks for</extracomment>
+        <translation>Replace %@ in your shell&apos;s files (~/.zshenv) with one that locale -a lists, such as en_US.UTF-8.</translation>
+    </message>
+    <message>
+        <source>Instálalo: sudo locale-gen %@ (en Debian, antes quita el # de su línea en /etc/locale.gen), o pon uno instalado con sudo localectl set-locale.</source>
+        <extracomment>the locale the session asks for</extracomment>
+        <translation>Install it: sudo locale-gen %@ (on Debian, first remove the # from its line in /etc/locale.gen), or set an installed one with sudo localectl set-locale.</translation>
+    </message>
 </context>
 <context>
     <name>Readiness</name>
@@ -1112,6 +1149,15 @@ Exit status: the command&apos;s (0 done, 1 the answer is no, 130 interrupted wit
     <message>
         <source>Conectar</source>
         <translation>Connect</translation>
+    </message>
+    <message>
+        <source>instalado, pero una sesión SSH no lo encuentra</source>
+        <translation>installed, but an SSH session does not find it</translation>
+    </message>
+    <message>
+        <source>mosh-server está instalado en %@, pero una sesión SSH no lo encuentra: el teléfono no podrá entrar con mosh.</source>
+        <extracomment>where mosh-server is installed</extracomment>
+        <translation>mosh-server is installed at %@, but an SSH session does not find it: the phone will not get in with mosh.</translation>
     </message>
 </context>
 <context>
@@ -1213,6 +1259,41 @@ Exit status: the command&apos;s (0 done, 1 the answer is no, 130 interrupted wit
     <message>
         <source>nuvexa</source>
         <translation>nuvexa</translation>
+    </message>
+</context>
+<context>
+    <name>WayInDoctor</name>
+    <message>
+        <source> El servidor SSH deja pasar el idioma del teléfono (AcceptEnv), que puede bastar si es UTF-8 y está instalado aquí.</source>
+        <translation> The SSH server lets the phone&apos;s own locale through (AcceptEnv), which may be enough if it is UTF-8 and installed here.</translation>
+    </message>
+    <message>
+        <source>Una sesión SSH arranca con el idioma %@, que no es UTF-8: mosh-server no arrancará.</source>
+        <extracomment>the locale an SSH session starts with</extracomment>
+        <translation>An SSH session starts with the locale %@, which is not UTF-8: mosh-server will not start.</translation>
+    </message>
+    <message>
+        <source> El idioma por defecto del sistema es %@ (en %@).</source>
+        <extracomment>the system&apos;s default locale, then the file that names it</extracomment>
+        <translation> The system&apos;s default locale is %@ (in %@).</translation>
+    </message>
+    <message>
+        <source> El sistema no tiene idioma por defecto.</source>
+        <translation> The system has no default locale.</translation>
+    </message>
+    <message>
+        <source>Una sesión SSH pide el idioma %@, que no está instalado: mosh-server no arrancará.</source>
+        <extracomment>the locale an SSH session asks for</extracomment>
+        <translation>An SSH session asks for the locale %@, which is not installed: mosh-server will not start.</translation>
+    </message>
+    <message>
+        <source>mosh-server no arranca en una sesión SSH: «%@»</source>
+        <extracomment>what mosh-server said when it did not start</extracomment>
+        <translation>mosh-server does not start in an SSH session: “%@”</translation>
+    </message>
+    <message>
+        <source>Escribe mosh-server new en una sesión SSH y mira su mensaje completo.</source>
+        <translation>Type mosh-server new in an SSH session and read its whole message.</translation>
     </message>
 </context>
 </TS>

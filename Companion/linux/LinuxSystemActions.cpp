@@ -1,6 +1,7 @@
 #include "Companion/linux/LinuxSystemActions.h"
 
 #include "Companion/LocalizedFormat.h"
+#include "Companion/MoshFirewall.h"
 #include "Companion/Text.h"
 #include "CompanionCore/HostAccess.h"
 #include "CompanionCore/WellKnown.h"
@@ -409,6 +410,15 @@ std::optional<std::string> LinuxSystemActions::locate(std::string_view name) con
 
 std::optional<std::string> LinuxSystemActions::environment(const std::string& name) const {
     return m_options.environment(name);
+}
+
+std::vector<Finding> LinuxSystemActions::moshFirewallFindings(const std::string&) {
+    // nftables and ufw answer root only; firewalld answers anyone on the system bus.
+    auto found = MoshFirewall::fromRules(
+        runner(), [this](const std::string& path) { return m_options.executable(path); });
+    const auto zones = MoshFirewall::fromFirewalld(m_options.systemBus());
+    found.insert(found.end(), zones.begin(), zones.end());
+    return found;
 }
 
 std::vector<CompanionCore::Obstacle> LinuxSystemActions::accessObstacles(const std::string&) {

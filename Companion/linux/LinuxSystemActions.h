@@ -80,6 +80,7 @@ public:
     std::unique_ptr<SleepInhibitor> sleepInhibitor() override;
     bool openUrl(const std::string& url) override;
     std::vector<CompanionCore::Obstacle> accessObstacles(const std::string& user) override;
+    std::vector<Finding> moshFirewallFindings(const std::string& moshServer) override;
 
     /// The SSH unit whose unit file exists, Debian's name first (Debian also installs the other as
     /// an alias once enabled).

@@ -1,6 +1,7 @@
 #include "Companion/macos/MacSystemActions.h"
 
 #include "Companion/LocalizedFormat.h"
+#include "Companion/MoshFirewall.h"
 #include "Companion/Text.h"
 #include "CompanionCore/HostAccess.h"
 
@@ -93,6 +94,10 @@ std::optional<std::string> MacSystemActions::openTerminal(const std::string& com
         .toStdString();
 }
 
+SshLogin MacSystemActions::sshLogin() const {
+    return {"/usr/bin:/bin:/usr/sbin:/sbin", {}, {}};
+}
+
 std::optional<std::string> MacSystemActions::installCommandLine(const std::vector<std::string>& packages) {
     if (!m_options.locate("brew")) {
         return std::nullopt;
@@ -117,6 +122,10 @@ std::optional<ProcessCommand> MacSystemActions::keepAwakeCommand() {
 
 bool MacSystemActions::openUrl(const std::string& url) {
     return runner().startDetached(ProcessCommand{"/usr/bin/open", {url}});
+}
+
+std::vector<Finding> MacSystemActions::moshFirewallFindings(const std::string& moshServer) {
+    return MoshFirewall::fromApplicationFirewall(runner(), moshServer);
 }
 
 std::vector<CompanionCore::Obstacle> MacSystemActions::accessObstacles(const std::string& user) {

@@ -31,6 +31,8 @@ public:
     MacSystemActions(std::shared_ptr<ProcessRunner> runner, Options options);
 
     Wording wording() const override { return Wording::macos; }
+    /// macOS's sshd starts a command with its compiled-in PATH and no locale.
+    SshLogin sshLogin() const override;
     std::optional<std::string> packageManagerName() const override;
     bool remoteLoginEnabled() override;
     std::optional<std::string> setRemoteLogin(bool on, std::stop_token stop) override;
@@ -40,6 +42,7 @@ public:
     std::optional<ProcessCommand> keepAwakeCommand() override;
     bool openUrl(const std::string& url) override;
     std::vector<CompanionCore::Obstacle> accessObstacles(const std::string& user) override;
+    std::vector<Finding> moshFirewallFindings(const std::string& moshServer) override;
 
     /// One line: systemsetup run with administrator privileges.
     static std::string remoteLoginScript(bool on);

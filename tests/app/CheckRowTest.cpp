@@ -99,3 +99,28 @@ TEST(CheckRowTest, ABusyRowShowsItsIndicatorAndItsButtonDoesNothing) {
 }
 
 } // namespace
+
+TEST(CheckRowTest, FindingsShowWholeBelowTheStateAndAreSpoken) {
+    Row view;
+    CompanionApp::CheckRow::Content content{false,
+                                            QStringLiteral("mosh-server"),
+                                            QStringLiteral("instalado, pero una sesión SSH no lo encuentra"),
+                                            std::nullopt,
+                                            {}};
+    content.findings =
+        QStringLiteral("Enlázalo: sudo ln -s /opt/mosh/bin/mosh-server /usr/local/bin/mosh-server");
+    view.row.setContent(content);
+    EXPECT_THAT(visibleElements(view.row),
+                ElementsAre("(✗) grey", "mosh-server",
+                            "instalado, pero una sesión SSH no lo encuentra {grey}",
+                            content.findings.toStdString() + " {grey}"));
+    EXPECT_TRUE(view.row.findingsLabel().wordWrap());
+    EXPECT_TRUE(view.row.accessibleDescription().contains(content.findings));
+    saveArtifact(view.row);
+}
+
+TEST(CheckRowTest, WithoutFindingsTheirLineIsHidden) {
+    Row view;
+    view.row.setContent({true, QStringLiteral("tmux"), QStringLiteral("/usr/bin/tmux"), std::nullopt, {}});
+    EXPECT_FALSE(view.row.findingsLabel().isVisibleTo(&view.row));
+}

@@ -1,5 +1,6 @@
 #include "CompanionApp/ContentView.h"
 #include "Companion/PairedPhones.h"
+#include "Companion/QtProcessRunner.h"
 #include "Companion/linux/DBusSleepInhibitor.h"
 #include "CompanionApp/CheckRow.h"
 #include "CompanionApp/ElidedLabel.h"
@@ -10,6 +11,7 @@
 #include "CompanionApp/WatchRow.h"
 #include "CompanionCore/Tools.h"
 #include "support/Files.h"
+#include "support/LoginUser.h"
 #include "support/PanelElements.h"
 #include "support/PanelWorld.h"
 #include "support/PrivateSessionBus.h"
@@ -328,6 +330,51 @@ TEST(ContentViewTest, LongToolPathStaysOnOneLineWithItsMiddleElided) {
                 ElementsAre("(✓) green", "mosh-server", full.toStdString() + " {grey}"));
     EXPECT_THAT(visibleElements(world.panel().checkRow(Item::tmux)),
                 ElementsAre("(✓) green", "tmux", "/usr/bin/tmux {grey}"));
+    saveArtifact(world.panel());
+}
+
+TEST(ContentViewTest, AMoshServerTheLoginDoesNotFindIsNotReadyAndTheRowSaysWhereAndHow) {
+    PanelWorld world;
+    const std::string mosh = std::string(PanelWorld::longPrefix) + "/mosh-server";
+    world.executables->add(mosh);
+    CompanionCore::LoginReport login;
+    login.path = "/usr/bin:/bin:/usr/sbin:/sbin";
+    login.lang = "en_US.UTF-8";
+    world.login = login;
+    world.buildAndShow();
+    auto& row = world.panel().checkRow(Item::moshServer);
+    EXPECT_FALSE(row.content().ok);
+    EXPECT_EQ(row.detailLabel().text(), "instalado, pero una sesión SSH no lo encuentra");
+    ASSERT_TRUE(row.findingsLabel().isVisible());
+    EXPECT_EQ(
+        row.findingsLabel().text(),
+        QString::fromStdString("mosh-server está instalado en " + mosh +
+                               ", pero una sesión SSH no lo encuentra: el teléfono no podrá entrar con "
+                               "mosh.\nAñade su carpeta al PATH de las sesiones SSH: escribe export PATH=\"" +
+                               PanelWorld::longPrefix + ":$PATH\" en ~/.zshenv."));
+    saveArtifact(world.panel());
+}
+
+TEST(ContentViewTest, ARealLoginWhosePathLacksMoshServerMakesTheRowSayItOnLinux) {
+    const auto user = TestSupport::pathlessUser();
+    if (!user) {
+        GTEST_SKIP() << "a test user needs root (useradd)";
+    }
+    Companion::QtProcessRunner runner;
+    PanelWorld world;
+    world.platformActions = world.linuxActions();
+    world.login = Companion::LoginShell::look(*user, world.platformActions->sshLogin(), runner);
+    ASSERT_TRUE(world.login.has_value());
+    const std::string mosh = std::string(PanelWorld::longPrefix) + "/mosh-server";
+    world.executables->add(mosh);
+    world.buildAndShow();
+    auto& row = world.panel().checkRow(Item::moshServer);
+    EXPECT_FALSE(row.content().ok);
+    EXPECT_EQ(row.detailLabel().text(), "instalado, pero una sesión SSH no lo encuentra");
+    EXPECT_TRUE(row.findingsLabel().text().contains(QString::fromStdString(mosh)));
+    EXPECT_TRUE(row.findingsLabel().text().contains(
+        QString::fromStdString("sudo ln -s " + mosh + " /usr/local/bin/mosh-server")));
+    EXPECT_TRUE(row.findingsLabel().text().contains("sudo apt install mosh"));
     saveArtifact(world.panel());
 }
 

@@ -1,6 +1,7 @@
 #include "cli/StatusCommand.h"
 #include "Companion/CompanionModel.h"
 #include "Companion/PlatformWords.h"
+#include "Companion/Readiness.h"
 #include "Companion/Translations.h"
 #include "Companion/linux/LinuxSystemActions.h"
 #include "cli/CommandLine.h"
@@ -115,13 +116,47 @@ TEST_F(StatusCommandTest, TheJsonHoldsTheSameReadinessInOneObject) {
         "addresses": ["studio.local", "192.168.1.5", "100.70.1.2"],
         "meshAddress": "100.70.1.2", "hasMeshAddress": true,
         "checks": [
-            {"key": "sshServer", "ok": false, "title": "Inicio de sesión remoto (SSH)", "detail": "desactivado"},
-            {"key": "moshServer", "ok": false, "title": "mosh-server", "detail": "no instalado"},
-            {"key": "tmux", "ok": false, "title": "tmux", "detail": "no instalado"},
-            {"key": "drozak", "ok": true, "title": "Drozak", "detail": "conectado · 100.70.1.2"}]})json")
+            {"key": "sshServer", "ok": false, "title": "Inicio de sesión remoto (SSH)", "detail": "desactivado", "findings": []},
+            {"key": "moshServer", "ok": false, "title": "mosh-server", "detail": "no instalado", "findings": []},
+            {"key": "tmux", "ok": false, "title": "tmux", "detail": "no instalado", "findings": []},
+            {"key": "drozak", "ok": true, "title": "Drozak", "detail": "conectado · 100.70.1.2", "findings": []}]})json")
                                                       .arg(drozak)
                                                       .toUtf8());
     EXPECT_EQ(QJsonDocument(json).toJson().toStdString(), expected.toJson().toStdString());
+}
+
+TEST_F(StatusCommandTest, AMoshServerTheLoginDoesNotFindIsAFailedRowWithItsFindingAndRemedy) {
+    m_actions->setWording(Companion::Wording::linuxSystem);
+    m_actions->setInstallCommand("sudo apt install");
+    Companion::ReadinessFacts facts;
+    facts.remoteLogin = true;
+    facts.moshPath = "/opt/mosh/bin/mosh-server";
+    facts.login =
+        CompanionCore::LoginReport{std::nullopt, "/usr/bin:/bin", "C.UTF-8", std::nullopt, std::nullopt};
+    const auto checks = Companion::Readiness::checks(facts, {}, *m_actions);
+    const auto table = Cli::statusTable(checks, facts, *m_actions, Cli::TerminalStyle{.symbols = true});
+    EXPECT_TRUE(
+        table.contains(QStringLiteral("mosh-server         ✗ instalado, pero una sesión SSH no lo encuentra\n"
+                                      "                      mosh-server está instalado en "
+                                      "/opt/mosh/bin/mosh-server,\n")))
+        << table.toStdString();
+    EXPECT_TRUE(table.contains(QStringLiteral("/opt/mosh/bin/mosh-server /usr/local/bin/mosh-server\n")))
+        << table.toStdString();
+
+    const auto rows = Cli::statusJson(checks, facts).value(QStringLiteral("checks")).toArray();
+    const auto mosh = rows.at(1).toObject();
+    EXPECT_EQ(mosh.value(QStringLiteral("ok")).toBool(true), false);
+    const auto findings = mosh.value(QStringLiteral("findings")).toArray();
+    ASSERT_EQ(findings.size(), 1);
+    const auto finding = findings.at(0).toObject();
+    EXPECT_EQ(finding.keys(), (QStringList{"cause", "keepsPhoneOut", "remedy", "text"}));
+    EXPECT_EQ(finding.value(QStringLiteral("cause")).toString(), QStringLiteral("moshServerNotInLoginPath"));
+    EXPECT_EQ(finding.value(QStringLiteral("keepsPhoneOut")).toBool(), true);
+    EXPECT_EQ(finding.value(QStringLiteral("text")).toString(), checks.at(1).findings.at(0).text);
+    EXPECT_EQ(finding.value(QStringLiteral("remedy")).toString(),
+              QStringLiteral(
+                  "Instala el paquete de la distribución (sudo apt install mosh) o enlázalo donde una "
+                  "sesión SSH lo busca: sudo ln -s /opt/mosh/bin/mosh-server /usr/local/bin/mosh-server"));
 }
 
 TEST_F(StatusCommandTest, ReadyExactlyWhenTheSshServerIsOn) {

@@ -162,6 +162,30 @@ TEST_F(CompanionModelTest, RefreshPublishesTheFieldsInTheirOrder) {
                                                "drozakStatus", "addresses", "refreshed"}));
 }
 
+TEST_F(CompanionModelTest, TheLoginsReportIsPublishedAfterMoshPathAndDecidesTheMoshRow) {
+    writeScript(m_tools / "mosh-server", "exit 0");
+    auto parts = environment();
+    parts.host.sshLogin = [] {
+        CompanionCore::LoginReport report;
+        report.path = "/usr/bin:/bin";
+        return std::optional(report);
+    };
+    const auto owner = TestSupport::makeModel(std::move(parts));
+    CompanionModel& model = *owner;
+    std::vector<std::string> order;
+    QObject::connect(&model, &CompanionModel::moshPathChanged, [&] { order.emplace_back("moshPath"); });
+    QObject::connect(&model, &CompanionModel::sshLoginChanged, [&] { order.emplace_back("sshLogin"); });
+    QObject::connect(&model, &CompanionModel::tmuxPathChanged, [&] { order.emplace_back("tmuxPath"); });
+    ASSERT_TRUE(waitForRefresh(model));
+    EXPECT_EQ(order, (std::vector<std::string>{"moshPath", "sshLogin"}));
+    ASSERT_TRUE(model.sshLogin().has_value());
+    EXPECT_EQ(model.sshLogin()->moshServer, std::nullopt);
+    const auto mosh = model.checks().at(1);
+    EXPECT_FALSE(mosh.ok);
+    ASSERT_EQ(mosh.findings.size(), 1U);
+    EXPECT_EQ(mosh.findings[0].cause, "moshServerNotInLoginPath");
+}
+
 TEST_F(CompanionModelTest, AnUnchangedFieldAnnouncesNothing) {
     auto model = refreshedModel();
     QSignalSpy addresses(model.get(), &CompanionModel::addressesChanged);

@@ -11,20 +11,26 @@ namespace {
 
 /// Every text of the table in `wording`'s words, with a package manager found and without one.
 std::vector<std::string> everyText(Wording wording) {
-    const std::vector<QString> texts{PlatformWords::sshServerTitle(wording),
-                                     PlatformWords::installTitle(wording, "apt"),
-                                     PlatformWords::installTitle(wording, std::nullopt),
-                                     PlatformWords::keepAwakeTitle(wording),
-                                     PlatformWords::homeOnlyNote(wording),
-                                     PlatformWords::pairingExplanation(wording),
-                                     PlatformWords::sessionVisible(wording),
-                                     PlatformWords::announcerVisible(wording),
-                                     PlatformWords::announcerNotVisible(wording),
-                                     PlatformWords::announcerNotYetVisible(wording),
-                                     PlatformWords::noSshServer(wording),
-                                     PlatformWords::noDnsSdDaemon(wording),
-                                     PlatformWords::announcementNotSeen(wording),
-                                     PlatformWords::refusedForAnotherReason(wording)};
+    const std::vector<QString> texts{
+        PlatformWords::sshServerTitle(wording),
+        PlatformWords::installTitle(wording, "apt"),
+        PlatformWords::installTitle(wording, std::nullopt),
+        PlatformWords::keepAwakeTitle(wording),
+        PlatformWords::homeOnlyNote(wording),
+        PlatformWords::pairingExplanation(wording),
+        PlatformWords::sessionVisible(wording),
+        PlatformWords::announcerVisible(wording),
+        PlatformWords::announcerNotVisible(wording),
+        PlatformWords::announcerNotYetVisible(wording),
+        PlatformWords::noSshServer(wording),
+        PlatformWords::noDnsSdDaemon(wording),
+        PlatformWords::announcementNotSeen(wording),
+        PlatformWords::refusedForAnotherReason(wording),
+        PlatformWords::moshServerNotInLoginPath(wording, "/opt/mosh/bin/mosh-server",
+                                                "sudo apt install mosh"),
+        PlatformWords::moshServerNotInLoginPath(wording, "/opt/mosh/bin/mosh-server", std::nullopt),
+        PlatformWords::loginLocaleNotUtf8(wording),
+        PlatformWords::loginLocaleNotInstalled(wording, "xx_YY.UTF-8")};
     std::vector<std::string> result;
     for (const auto& text : texts) {
         result.push_back(text.toStdString());
@@ -58,6 +64,15 @@ TEST(PlatformWordsTest, LinuxSaysThisComputerTheSshServerAndAvahi) {
             "/etc/avahi/avahi-daemon.conf (como administrador).",
             "El servidor SSH rechaza la llave por otro motivo: mira su registro (journalctl -u ssh o "
             "/var/log/auth.log).",
+            "Instala el paquete de la distribución (sudo apt install mosh) o enlázalo donde una sesión SSH "
+            "lo "
+            "busca: sudo ln -s /opt/mosh/bin/mosh-server /usr/local/bin/mosh-server",
+            "Enlázalo donde una sesión SSH lo busca: sudo ln -s /opt/mosh/bin/mosh-server "
+            "/usr/local/bin/mosh-server",
+            "Pon un idioma UTF-8 por defecto: sudo localectl set-locale LANG=en_US.UTF-8 (si no está "
+            "instalado, antes sudo locale-gen en_US.UTF-8).",
+            "Instálalo: sudo locale-gen xx_YY.UTF-8 (en Debian, antes quita el # de su línea en "
+            "/etc/locale.gen), o pon uno instalado con sudo localectl set-locale.",
         }));
 }
 
@@ -86,6 +101,13 @@ TEST(PlatformWordsTest, MacOSSaysTheMacRemoteLoginHomebrewAndBonjour) {
             "seguridad > Red local) y, si sigue igual, reinicia el Mac.",
             "El servidor SSH rechaza la llave por otro motivo: mira su registro (log show --last 1h "
             "--predicate 'process BEGINSWITH \"sshd\"').",
+            "Añade su carpeta al PATH de las sesiones SSH: escribe export PATH=\"/opt/mosh/bin:$PATH\" en "
+            "~/.zshenv.",
+            "Añade su carpeta al PATH de las sesiones SSH: escribe export PATH=\"/opt/mosh/bin:$PATH\" en "
+            "~/.zshenv.",
+            "Da un idioma UTF-8 a las sesiones SSH: escribe export LANG=en_US.UTF-8 en ~/.zshenv.",
+            "Cambia xx_YY.UTF-8 en tus archivos de la shell (~/.zshenv) por uno de los que lista locale -a, "
+            "como en_US.UTF-8.",
         }));
 }
 

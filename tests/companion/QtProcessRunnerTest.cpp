@@ -68,6 +68,22 @@ TEST(QtProcessRunnerTest, PassesArgumentsUnchangedWithoutAShell) {
     EXPECT_EQ(result.output, "a b|\"quoted\"|$HOME|*|");
 }
 
+TEST(QtProcessRunnerTest, GivesTheChildExactlyTheEnvironmentItIsGiven) {
+    QtProcessRunner runner;
+    ProcessCommand command{"/usr/bin/env", {}, ProcessCommand::Output::capture};
+    command.environment = std::vector<std::string>{"A=1", "B=two words"};
+    EXPECT_EQ(runner.run(command).output, "A=1\nB=two words\n");
+}
+
+TEST(QtProcessRunnerTest, NamesTheChildsArgv0AsAskedAndKeepsItsEnvironment) {
+    QtProcessRunner runner;
+    ProcessCommand command{
+        "/bin/sh", {"-c", "printf '%s %s' \"$0\" \"$A\""}, ProcessCommand::Output::capture};
+    command.argv0 = "login-shell";
+    command.environment = std::vector<std::string>{"A=1"};
+    EXPECT_EQ(runner.run(command).output, "login-shell 1");
+}
+
 TEST(QtProcessRunnerTest, WritesTheInputAndClosesIt) {
     QtProcessRunner runner;
     ProcessCommand command{"/bin/cat", {}, ProcessCommand::Output::capture};

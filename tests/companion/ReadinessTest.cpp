@@ -36,16 +36,40 @@ protected:
 } // namespace
 
 TEST_F(ReadinessTest, ANewComputerNeedsEveryRepair) {
-    EXPECT_EQ(checks(),
-              (std::vector<ReadinessCheck>{
-                  {Item::sshServer, false, "Inicio de sesión remoto (SSH)", "desactivado", "Activar…",
-                   Action::enableRemoteLogin},
-                  {Item::moshServer, false, "mosh-server", "no instalado", "Instalar con Homebrew",
-                   Action::installTools},
-                  {Item::tmux, false, "tmux", "no instalado", "Instalar con Homebrew", Action::installTools},
-                  {Item::drozak, false, "Drozak", "no instalado · fuera de casa hace falta",
-                   "Descargar Drozak", Action::connectDrozak},
-              }));
+    EXPECT_EQ(checks(), (std::vector<ReadinessCheck>{
+                            {Item::sshServer,
+                             false,
+                             "Inicio de sesión remoto (SSH)",
+                             "desactivado",
+                             "Activar…",
+                             Action::enableRemoteLogin,
+                             false,
+                             {}},
+                            {Item::moshServer,
+                             false,
+                             "mosh-server",
+                             "no instalado",
+                             "Instalar con Homebrew",
+                             Action::installTools,
+                             false,
+                             {}},
+                            {Item::tmux,
+                             false,
+                             "tmux",
+                             "no instalado",
+                             "Instalar con Homebrew",
+                             Action::installTools,
+                             false,
+                             {}},
+                            {Item::drozak,
+                             false,
+                             "Drozak",
+                             "no instalado · fuera de casa hace falta",
+                             "Descargar Drozak",
+                             Action::connectDrozak,
+                             false,
+                             {}},
+                        }));
 }
 
 TEST_F(ReadinessTest, AReadyComputerOffersNoRepair) {
@@ -53,22 +77,47 @@ TEST_F(ReadinessTest, AReadyComputerOffersNoRepair) {
     writeScript(m_tools / "mosh-server", "exit 0");
     writeScript(m_tools / "tmux", "exit 0");
     writeScript(m_tools / "drozak", "echo '{\"connected\": true, \"ip\": \"100.101.2.3\"}'");
-    EXPECT_EQ(checks(), (std::vector<ReadinessCheck>{
-                            {Item::sshServer, true, "Inicio de sesión remoto (SSH)", "activado", std::nullopt,
-                             Action::enableRemoteLogin},
-                            {Item::moshServer, true, "mosh-server", toolPath("mosh-server"), std::nullopt,
-                             Action::installTools},
-                            {Item::tmux, true, "tmux", toolPath("tmux"), std::nullopt, Action::installTools},
-                            {Item::drozak, true, "Drozak", "conectado · 100.101.2.3", std::nullopt,
-                             Action::connectDrozak},
-                        }));
+    EXPECT_EQ(checks(),
+              (std::vector<ReadinessCheck>{
+                  {Item::sshServer,
+                   true,
+                   "Inicio de sesión remoto (SSH)",
+                   "activado",
+                   std::nullopt,
+                   Action::enableRemoteLogin,
+                   false,
+                   {}},
+                  {Item::moshServer,
+                   true,
+                   "mosh-server",
+                   toolPath("mosh-server"),
+                   std::nullopt,
+                   Action::installTools,
+                   false,
+                   {}},
+                  {Item::tmux, true, "tmux", toolPath("tmux"), std::nullopt, Action::installTools, false, {}},
+                  {Item::drozak,
+                   true,
+                   "Drozak",
+                   "conectado · 100.101.2.3",
+                   std::nullopt,
+                   Action::connectDrozak,
+                   false,
+                   {}},
+              }));
 }
 
 TEST_F(ReadinessTest, TheRelayRowSaysWhyItIsNotConnected) {
     writeScript(m_tools / "drozak",
                 "echo '{\"connected\": false, \"state_detail\": \"Necesita iniciar sesión\"}'");
-    EXPECT_EQ(checks().back(), (ReadinessCheck{Item::drozak, false, "Drozak", "Necesita iniciar sesión",
-                                               "Conectar", Action::connectDrozak}));
+    EXPECT_EQ(checks().back(), (ReadinessCheck{Item::drozak,
+                                               false,
+                                               "Drozak",
+                                               "Necesita iniciar sesión",
+                                               "Conectar",
+                                               Action::connectDrozak,
+                                               false,
+                                               {}}));
     writeScript(m_tools / "drozak", "echo '{\"connected\": false}'");
     EXPECT_EQ(checks().back().detail, "instalado, sin conexión");
 }
@@ -84,8 +133,14 @@ TEST_F(ReadinessTest, OnLinuxWithoutAnSshServerTheRowOffersToInstallItInATermina
     m_actions->setSshServerInstalled(false);
     m_actions->setInstallCommand("sudo apt install");
     const auto row = checks().front();
-    EXPECT_EQ(row, (ReadinessCheck{Item::sshServer, false, "Servidor SSH", "no instalado", "Instalar con apt",
-                                   Action::installSshServer}));
+    EXPECT_EQ(row, (ReadinessCheck{Item::sshServer,
+                                   false,
+                                   "Servidor SSH",
+                                   "no instalado",
+                                   "Instalar con apt",
+                                   Action::installSshServer,
+                                   false,
+                                   {}}));
     m_model->perform(row.action);
     EXPECT_EQ(m_actions->terminalCommands(), std::vector<std::string>{"sudo apt install openssh-server"});
     EXPECT_TRUE(m_actions->remoteLoginRequests().empty());
@@ -93,6 +148,12 @@ TEST_F(ReadinessTest, OnLinuxWithoutAnSshServerTheRowOffersToInstallItInATermina
 
 TEST_F(ReadinessTest, OnLinuxAnInstalledServerThatIsOffOffersToTurnItOn) {
     m_actions->setWording(Companion::Wording::linuxSystem);
-    EXPECT_EQ(checks().front(), (ReadinessCheck{Item::sshServer, false, "Servidor SSH", "desactivado",
-                                                "Activar…", Action::enableRemoteLogin}));
+    EXPECT_EQ(checks().front(), (ReadinessCheck{Item::sshServer,
+                                                false,
+                                                "Servidor SSH",
+                                                "desactivado",
+                                                "Activar…",
+                                                Action::enableRemoteLogin,
+                                                false,
+                                                {}}));
 }

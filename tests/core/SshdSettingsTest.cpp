@@ -121,3 +121,18 @@ TEST(SshdSettingsListenTest, ARoutingDomainAfterTheAddressIsLeftOut) {
     EXPECT_EQ(settings.listenAddresses, std::vector<std::string>{"192.168.1.5:22"});
     EXPECT_TRUE(settings.listensOn("192.168.1.5"));
 }
+
+TEST(SshdSettingsTest, ReadsWhichOfTheClientsVariablesReachTheLogin) {
+    const auto settings = SshdSettings::parse("port 22\nacceptenv LANG\nacceptenv LC_* COLORTERM\n");
+    ASSERT_TRUE(settings.has_value());
+    EXPECT_EQ(settings->acceptEnv, (std::vector<std::string>{"LANG", "LC_*", "COLORTERM"}));
+    EXPECT_TRUE(settings->acceptsEnvironment("LANG"));
+    EXPECT_TRUE(settings->acceptsEnvironment("LC_CTYPE"));
+    EXPECT_FALSE(settings->acceptsEnvironment("LANGUAGE"));
+}
+
+TEST(SshdSettingsTest, WithoutAcceptEnvNoVariableOfTheClientReachesTheLogin) {
+    const auto settings = SshdSettings::parse("port 22\n");
+    ASSERT_TRUE(settings.has_value());
+    EXPECT_FALSE(settings->acceptsEnvironment("LANG"));
+}

@@ -107,6 +107,20 @@ TEST_F(DoctorCommandTest, AWorkingSetupExitsZeroWithTheHostKey) {
               QStringLiteral("accepted"));
 }
 
+TEST_F(DoctorCommandTest, TheJsonCarriesWhatTheUsersOwnLoginMeetsOnMoshsWayUnderWayIn) {
+    const auto server = welcomingServer();
+    ASSERT_TRUE(server);
+    const auto result = doctor(*server, {"--json"});
+    EXPECT_EQ(result.exitCode, 0) << result.output;
+    const auto wayIn = json(result).value("wayIn");
+    ASSERT_TRUE(wayIn.isArray()) << result.output;
+    // What is found depends on this machine's locale and mosh; each finding has the same form.
+    for (const auto& finding : wayIn.toArray()) {
+        EXPECT_EQ(finding.toObject().keys(), (QStringList{"cause", "keepsPhoneOut", "remedy", "text"}))
+            << result.output;
+    }
+}
+
 TEST_F(DoctorCommandTest, ARefusedKeyExitsOneAndNamesTheSetting) {
     const auto server = startServer("AllowUsers somebody-else\n");
     ASSERT_TRUE(server);

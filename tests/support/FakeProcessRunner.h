@@ -23,6 +23,16 @@ inline void PrintTo(const ProcessCommand& command, std::ostream* out) {
     if (command.timeout) {
         *out << " timeout=" << command.timeout->count() << "ms";
     }
+    if (command.argv0) {
+        *out << " argv0=\"" << *command.argv0 << '"';
+    }
+    if (command.environment) {
+        *out << " environment={";
+        for (const auto& entry : *command.environment) {
+            *out << " \"" << entry << '"';
+        }
+        *out << " }";
+    }
     *out << ']';
 }
 

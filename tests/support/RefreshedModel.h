@@ -25,6 +25,8 @@ refreshedModel(std::shared_ptr<Companion::SystemActions> actions, const std::fil
     environment.host.systemActions = std::move(actions);
     environment.host.searchPaths = std::vector<std::string>{tools.string()};
     environment.host.hostName = [] { return std::string("studio"); };
+    // This machine's own login would decide whether the tools in `tools` are found.
+    environment.host.sshLogin = []() -> std::optional<CompanionCore::LoginReport> { return std::nullopt; };
     environment.host.authorizedKeys = tools / "authorized_keys";
     environment.settings.server.logFile = tools / "companion.log";
     environment.settings.notifier.runner = std::make_shared<FakeProcessRunner>();

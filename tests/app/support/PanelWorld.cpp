@@ -73,6 +73,7 @@ TestSupport::ModelParts PanelWorld::environment() {
     environment.host.searchPaths = std::vector<std::string>{longPrefix, systemBin};
     environment.host.hostName = [] { return std::string(host); };
     environment.host.userName = [] { return std::string(user); };
+    environment.host.sshLogin = [login = login] { return login; };
     environment.host.computerName = [] { return std::string(computer); };
     environment.host.authorizedKeys = home.path() / ".ssh" / "authorized_keys";
     environment.host.loginRecords = loginRecords;

@@ -111,6 +111,9 @@ public:
             report.result.hostKeyFingerprint = hostKey;
             return report;
         };
+    /// What the user's SSH login reports (where it finds mosh-server, its locale); nothing, as where
+    /// the login cannot be asked, unless a test says otherwise.
+    std::optional<CompanionCore::LoginReport> login;
     /// A platform's own system actions to use instead of `actions` (which speak as on macOS).
     std::shared_ptr<Companion::SystemActions> platformActions;
     /// The Linux backend over this world's fake runner and tools, for `platformActions`, so the panel
