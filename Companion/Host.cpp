@@ -45,6 +45,12 @@ Host Host::completed() && {
     if (!clock) {
         clock = CompanionCore::systemNow;
     }
+    if (!loginRecords) {
+        loginRecords = systemLoginRecords(runner);
+    }
+    if (!liveSessions) {
+        liveSessions = systemLiveSessions();
+    }
     return std::move(*this);
 }
 
