@@ -1,5 +1,6 @@
 #include "Companion/linux/ProcLiveSessions.h"
 
+#include "Companion/SessionTree.h"
 #include "CompanionCore/ProcessArguments.h"
 #include "CompanionCore/SshConnection.h"
 
@@ -15,6 +16,7 @@ namespace Companion {
 namespace {
 
 constexpr std::size_t commandNameBound = 64;
+constexpr std::size_t statBound = 4096;
 constexpr std::string_view moshServerName = "mosh-server";
 
 /// Up to `bound` bytes of the file at `path` when it belongs to `owner`; nothing when it does not or
@@ -52,6 +54,24 @@ std::optional<int> processId(const std::string& name) {
     return pid;
 }
 
+/// The parent in "PID (COMMAND) STATE PPID …"; the command may hold blanks and parentheses.
+std::optional<int> parentIn(const std::string& stat) {
+    const auto close = stat.rfind(')');
+    if (close == std::string::npos || close + 4 >= stat.size()) {
+        return std::nullopt;
+    }
+    const auto start = stat.find(' ', close + 3);
+    if (start == std::string::npos) {
+        return std::nullopt;
+    }
+    int parent = 0;
+    const auto [end, error] = std::from_chars(stat.data() + start + 1, stat.data() + stat.size(), parent);
+    if (error != std::errc{}) {
+        return std::nullopt;
+    }
+    return parent;
+}
+
 } // namespace
 
 ProcLiveSessions::ProcLiveSessions(uid_t owner, std::filesystem::path proc)
@@ -76,14 +96,25 @@ std::vector<LiveSession> ProcLiveSessions::list() {
         if (!parsed) {
             continue;
         }
-        auto name = readOwned(entry.path() / "comm", m_owner, commandNameBound).value_or(std::string{});
-        while (name.ends_with('\n')) {
-            name.pop_back();
-        }
-        sessions.push_back(
-            LiveSession{*pid, parsed->clientAddress, parsed->clientPort, name == moshServerName});
+        sessions.push_back(LiveSession{*pid, parsed->clientAddress, parsed->clientPort, isMoshServer(*pid)});
     }
-    return sessions;
+    return SessionTree::outermost(
+        std::move(sessions), [this](int pid) { return parentOf(pid); },
+        [this](int pid) { return isMoshServer(pid); });
+}
+
+std::optional<int> ProcLiveSessions::parentOf(int pid) const {
+    const auto stat = readOwned(m_proc / std::to_string(pid) / "stat", m_owner, statBound);
+    return stat ? parentIn(*stat) : std::nullopt;
+}
+
+bool ProcLiveSessions::isMoshServer(int pid) const {
+    auto name =
+        readOwned(m_proc / std::to_string(pid) / "comm", m_owner, commandNameBound).value_or(std::string{});
+    while (name.ends_with('\n')) {
+        name.pop_back();
+    }
+    return name == moshServerName;
 }
 
 } // namespace Companion

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <optional>
 
 namespace Companion {
 
@@ -20,9 +21,13 @@ public:
     /// The processes of `owner` (the effective user by default) in `proc`.
     explicit ProcLiveSessions(uid_t owner = ::geteuid(), std::filesystem::path proc = "/proc");
 
+    /// The processes with `SSH_CONNECTION`; those under a mosh-server are left to the server.
     std::vector<LiveSession> list() override;
 
 private:
+    std::optional<int> parentOf(int pid) const;
+    bool isMoshServer(int pid) const;
+
     uid_t m_owner;
     std::filesystem::path m_proc;
 };

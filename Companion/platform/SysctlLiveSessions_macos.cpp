@@ -1,9 +1,13 @@
 #include "Companion/macos/SysctlLiveSessions.h"
 
+#include "Companion/SessionTree.h"
+
 #include <sys/sysctl.h>
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <cstring>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -11,8 +15,14 @@ namespace Companion {
 
 namespace {
 
-/// The processes whose real user is this one.
-std::vector<pid_t> ownProcesses() {
+/// A process of the user: its parent and its command name.
+struct Process {
+    pid_t parent = 0;
+    std::string command;
+};
+
+/// The processes of this user.
+std::map<pid_t, Process> ownProcesses() {
     int name[] = {CTL_KERN, KERN_PROC, KERN_PROC_UID, static_cast<int>(::getuid())};
     std::size_t size = 0;
     if (::sysctl(name, 4, nullptr, &size, nullptr, 0) != 0) {
@@ -25,11 +35,14 @@ std::vector<pid_t> ownProcesses() {
         return {};
     }
     processes.resize(size / sizeof(kinfo_proc));
-    std::vector<pid_t> ids;
+    std::map<pid_t, Process> own;
     for (const auto& process : processes) {
-        ids.push_back(process.kp_proc.p_pid);
+        own[process.kp_proc.p_pid] =
+            Process{process.kp_eproc.e_ppid,
+                    std::string(process.kp_proc.p_comm,
+                                ::strnlen(process.kp_proc.p_comm, sizeof process.kp_proc.p_comm))};
     }
-    return ids;
+    return own;
 }
 
 } // namespace
@@ -43,7 +56,9 @@ std::vector<LiveSession> SysctlLiveSessions::list() {
     }
     std::vector<LiveSession> sessions;
     std::string buffer(static_cast<std::size_t>(argumentMaximum), '\0');
-    for (const pid_t pid : ownProcesses()) {
+    const auto own = ownProcesses();
+    for (const auto& entry : own) {
+        const pid_t pid = entry.first;
         int name[] = {CTL_KERN, KERN_PROCARGS2, pid};
         std::size_t length = buffer.size();
         // A process that ended meanwhile, or one the kernel does not show this user, is left out.
@@ -54,7 +69,16 @@ std::vector<LiveSession> SysctlLiveSessions::list() {
             sessions.push_back(std::move(*session));
         }
     }
-    return sessions;
+    return SessionTree::outermost(
+        std::move(sessions),
+        [&own](int pid) -> std::optional<int> {
+            const auto found = own.find(pid);
+            return found == own.end() ? std::nullopt : std::optional<int>(found->second.parent);
+        },
+        [&own](int pid) {
+            const auto found = own.find(pid);
+            return found != own.end() && found->second.command == "mosh-server";
+        });
 }
 
 } // namespace Companion

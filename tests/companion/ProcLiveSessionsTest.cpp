@@ -17,11 +17,13 @@ namespace {
 
 class ProcLiveSessionsTest : public testing::Test {
 protected:
-    void process(int pid, const std::string& environment, const std::string& command) {
+    void process(int pid, const std::string& environment, const std::string& command, int parent = 1) {
         const auto folder = m_proc / std::to_string(pid);
         std::filesystem::create_directories(folder);
         TestSupport::writeFile(folder / "environ", environment);
         TestSupport::writeFile(folder / "comm", command + "\n");
+        TestSupport::writeFile(folder / "stat", std::to_string(pid) + " (" + command + ") S " +
+                                                    std::to_string(parent) + " 1 1 0 -1 4194560\n");
     }
 
     TestSupport::TemporaryDirectory m_proc;
@@ -40,6 +42,21 @@ TEST_F(ProcLiveSessionsTest, ListsTheProcessesWithAnSshConnection) {
     std::sort(sessions.begin(), sessions.end(), [](const auto& a, const auto& b) { return a.pid < b.pid; });
     EXPECT_EQ(sessions, (std::vector<LiveSession>{{10, "192.168.1.20", 50000, false},
                                                   {12, "::ffff:192.168.1.21", 50001, true}}));
+}
+
+// mosh-server waits for its first client in a forked copy of itself, which then runs the shell: all
+// of it is one mosh session.
+TEST_F(ProcLiveSessionsTest, ListsAMoshSessionOnceAsItsOutermostServer) {
+    const auto connection = "SSH_CONNECTION=192.168.1.20 50000 192.168.1.2 22\0"s;
+    process(20, connection, "mosh-server");
+    process(21, connection, "mosh-server", 20);
+    process(22, connection, "bash", 21);
+    process(23, connection, "vim", 22);
+    process(30, connection, "bash");
+    auto sessions = ProcLiveSessions(::geteuid(), m_proc.path()).list();
+    std::sort(sessions.begin(), sessions.end(), [](const auto& a, const auto& b) { return a.pid < b.pid; });
+    EXPECT_EQ(sessions, (std::vector<LiveSession>{{20, "192.168.1.20", 50000, true},
+                                                  {30, "192.168.1.20", 50000, false}}));
 }
 
 TEST_F(ProcLiveSessionsTest, LeavesOutProcessesOfOtherUsers) {
