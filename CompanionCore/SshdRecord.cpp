@@ -316,8 +316,8 @@ std::optional<SshdRecord::SyslogLine> SshdRecord::syslogLine(std::string_view li
     }
     SyslogLine parsed;
     parsed.time = *time;
-    parsed.program = std::string(tag.substr(0, open));
-    parsed.message = std::string(line.substr(tagEnd + 3));
+    parsed.program = tag.substr(0, open);
+    parsed.message = line.substr(tagEnd + 3);
     return parsed;
 }
 

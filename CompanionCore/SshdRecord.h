@@ -21,12 +21,12 @@ struct SshdRecord {
 
     bool operator==(const SshdRecord&) const = default;
 
-    /// A line of a syslog file after the framing was taken apart.
+    /// A line of a syslog file after the framing was taken apart; the texts are views into the line.
     struct SyslogLine {
         std::chrono::system_clock::time_point time;
         /// The program tag without its pid ("sshd").
-        std::string program;
-        std::string message;
+        std::string_view program;
+        std::string_view message;
     };
 
     /// The attempt in sshd's message `message`, read from its end: the user name is the client's
