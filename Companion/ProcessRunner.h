@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <stop_token>
@@ -38,6 +39,9 @@ struct ProcessCommand {
     std::optional<std::string> input;
     /// After this long the child is sent the terminate signal and the run counts as timed out.
     std::optional<std::chrono::milliseconds> timeout;
+    /// Only this many bytes of the end of the captured output are kept, so a child that prints a
+    /// lot (a log tool over a long window) costs no more memory than that.
+    std::optional<std::size_t> outputTail;
 
     bool operator==(const ProcessCommand&) const = default;
 };

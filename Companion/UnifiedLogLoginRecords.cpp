@@ -22,6 +22,7 @@ ProcessCommand UnifiedLogLoginRecords::command(std::chrono::system_clock::time_p
         {"show", "--style", "ndjson", "--last", std::to_string(minutes) + "m", "--predicate", predicate},
         ProcessCommand::Output::capture);
     command.timeout = timeout;
+    command.outputTail = outputBound;
     return command;
 }
 
@@ -30,6 +31,7 @@ LoginRecords::Reading UnifiedLogLoginRecords::newest(const Query& query) {
     if (!result.succeeded()) {
         return Unreadable{LogAccessText::macosUnifiedLog()};
     }
+    // The kept tail may begin inside an entry, which then reads as no entry.
     std::string_view rest(result.output);
     if (rest.size() > outputBound) {
         rest.remove_prefix(rest.size() - outputBound);

@@ -22,7 +22,7 @@ public:
         "AND eventMessage CONTAINS \"publickey for\"";
     /// `log show` over a long window can take a while on a busy Mac.
     static constexpr std::chrono::seconds timeout{60};
-    /// Only this much of the end of the output is read (the newest entries).
+    /// Only this much of the end of the output is kept and read (the newest entries).
     static constexpr std::size_t outputBound = std::size_t{32} << 20;
 
     explicit UnifiedLogLoginRecords(std::shared_ptr<ProcessRunner> runner,

@@ -33,6 +33,7 @@ TEST(UnifiedLogLoginRecordsTest, AsksLogShowForSshdsEntriesOfTheWindow) {
                              "\"/usr/libexec/sshd-session\") AND eventMessage CONTAINS \"publickey for\""},
                             ProcessCommand::Output::capture);
     expected.timeout = std::chrono::seconds(60);
+    expected.outputTail = std::size_t{32} << 20;
     EXPECT_EQ(runner->runs().front(), expected);
 }
 

@@ -23,6 +23,9 @@ inline void PrintTo(const ProcessCommand& command, std::ostream* out) {
     if (command.timeout) {
         *out << " timeout=" << command.timeout->count() << "ms";
     }
+    if (command.outputTail) {
+        *out << " outputTail=" << *command.outputTail;
+    }
     *out << ']';
 }
 
