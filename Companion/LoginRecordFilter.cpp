@@ -27,7 +27,7 @@ void LoginRecordFilter::offer(const CompanionCore::SshdRecord& record) {
 }
 
 bool LoginRecordFilter::satisfied() const {
-    return m_satisfiedKeys == m_accepted.size();
+    return m_acceptedPerKey == 0 || m_satisfiedKeys == m_accepted.size();
 }
 
 } // namespace Companion
