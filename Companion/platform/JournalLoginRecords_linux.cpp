@@ -9,12 +9,12 @@
 
 #include <array>
 #include <string_view>
+#include <vector>
 
 namespace Companion {
 
 namespace {
 
-constexpr std::array<const char*, 2> journalFolders = {"/var/log/journal", "/run/log/journal"};
 constexpr std::string_view messageField = "MESSAGE=";
 
 /// The journal closed with the object.
@@ -35,23 +35,26 @@ private:
     sd_journal* m_journal = nullptr;
 };
 
-/// The system journal's files ("system.journal", "system@….journal") in the machine folders.
+/// The system journal's files ("system.journal", "system@….journal") in the machine folders of
+/// `roots`: whether there are any, and those this user may read.
 struct SystemFiles {
     bool any = false;
-    bool anyReadable = false;
+    std::vector<std::string> readable;
 };
 
-SystemFiles systemFiles() {
+SystemFiles systemFiles(const std::vector<std::filesystem::path>& roots) {
     SystemFiles found;
-    for (const char* folder : journalFolders) {
+    for (const auto& root : roots) {
         std::error_code error;
-        for (const auto& machine : std::filesystem::directory_iterator(folder, error)) {
+        for (const auto& machine : std::filesystem::directory_iterator(root, error)) {
             std::error_code inner;
             for (const auto& file : std::filesystem::directory_iterator(machine.path(), inner)) {
                 const auto name = file.path().filename().string();
                 if (name.starts_with("system") && name.ends_with(".journal")) {
                     found.any = true;
-                    found.anyReadable = found.anyReadable || ::access(file.path().c_str(), R_OK) == 0;
+                    if (::access(file.path().c_str(), R_OK) == 0) {
+                        found.readable.push_back(file.path().string());
+                    }
                 }
             }
         }
@@ -105,8 +108,9 @@ std::optional<LoginRecords::Reading> readOpened(sd_journal* journal, const Login
 
 } // namespace
 
-JournalLoginRecords::JournalLoginRecords(std::function<std::string()> userName)
-    : m_userName(userName ? std::move(userName) : [] { return HostIdentity::userName(); }) {}
+JournalLoginRecords::JournalLoginRecords(SystemJournal system, std::function<std::string()> userName)
+    : m_system(std::move(system))
+    , m_userName(userName ? std::move(userName) : [] { return HostIdentity::userName(); }) {}
 
 JournalLoginRecords::JournalLoginRecords(std::filesystem::path fileOrFolder,
                                          std::function<std::string()> userName)
@@ -127,14 +131,19 @@ std::optional<LoginRecords::Reading> JournalLoginRecords::read(const Query& quer
             return std::nullopt;
         }
     } else {
-        const auto files = systemFiles();
+        const auto files = systemFiles(m_system.roots);
         if (!files.any) {
             return std::nullopt;
         }
-        if (!files.anyReadable) {
+        if (files.readable.empty()) {
             return Reading{Unreadable{LogAccessText::linuxGroups(m_userName())}};
         }
-        opened = sd_journal_open(journal.address(), SD_JOURNAL_LOCAL_ONLY | SD_JOURNAL_SYSTEM);
+        std::vector<const char*> paths;
+        for (const auto& file : files.readable) {
+            paths.push_back(file.c_str());
+        }
+        paths.push_back(nullptr);
+        opened = sd_journal_open_files(journal.address(), paths.data(), 0);
     }
     if (opened < 0) {
         return Reading{Unreadable{LogAccessText::linuxGroups(m_userName())}};

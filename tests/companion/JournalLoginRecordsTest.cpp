@@ -1,5 +1,7 @@
 #include "Companion/JournalLoginRecords.h"
+#include "Companion/linux/LinuxLoginRecords.h"
 
+#include "support/Files.h"
 #include "support/Programs.h"
 #include "support/TemporaryDirectory.h"
 
@@ -46,8 +48,11 @@ protected:
     }
 
     /// A real journal file that journal-remote wrote from `entries`.
-    std::filesystem::path journalOf(const std::string& entries) {
-        const auto file = m_folder / "x.journal";
+    std::filesystem::path journalOf(const std::string& entries, std::filesystem::path file = {}) {
+        if (file.empty()) {
+            file = m_folder / "x.journal";
+        }
+        std::filesystem::create_directories(file.parent_path());
         QProcess process;
         process.start(journalRemote, {QString::fromStdString("--output=" + file.string()), "-"});
         process.write(entries.data(), static_cast<qint64>(entries.size()));
@@ -103,4 +108,45 @@ TEST_F(JournalLoginRecordsTest, AFolderWithoutEntriesIsNoJournal) {
     JournalLoginRecords records(m_folder / "empty");
     EXPECT_FALSE(records.read(query()));
     EXPECT_FALSE(JournalLoginRecords(m_folder / "missing").read(query()));
+}
+
+TEST_F(JournalLoginRecordsTest, ReadsTheSystemJournalInTheMachineFolders) {
+    journalOf(exportEntry(1, "sshd", 0, accepted("10.0.0.1")),
+              m_folder / "journal" / "0123456789abcdef0123456789abcdef" / "system.journal");
+    JournalLoginRecords records(SystemJournal{{m_folder / "journal", m_folder / "run"}});
+    const auto reading = records.read(query());
+    ASSERT_TRUE(reading);
+    ASSERT_TRUE(*reading);
+    EXPECT_EQ((*reading)->size(), 1U);
+}
+
+TEST_F(JournalLoginRecordsTest, AnEmptySystemJournalFolderIsNoJournal) {
+    std::filesystem::create_directories(m_folder / "journal" / "0123456789abcdef0123456789abcdef");
+    JournalLoginRecords records(SystemJournal{{m_folder / "journal"}});
+    EXPECT_FALSE(records.read(query()));
+}
+
+TEST_F(JournalLoginRecordsTest, WithoutAJournalLinuxReadsTheSyslogFile) {
+    std::filesystem::create_directories(m_folder / "journal" / "0123456789abcdef0123456789abcdef");
+    TestSupport::writeFile(m_folder / "auth.log",
+                           "2026-11-19T06:30:00+00:00 box sshd[5]: " + accepted("10.0.0.9") + "\n");
+    LinuxLoginRecords records(JournalLoginRecords(SystemJournal{{m_folder / "journal"}}),
+                              AuthLogLoginRecords({m_folder / "auth.log"}));
+    const auto reading = records.newest(query());
+    ASSERT_TRUE(reading);
+    ASSERT_EQ(reading->size(), 1U);
+    EXPECT_EQ(reading->front().address, "10.0.0.9");
+}
+
+TEST_F(JournalLoginRecordsTest, WithAJournalLinuxLeavesTheSyslogFileAlone) {
+    journalOf(exportEntry(1, "sshd", 0, accepted("10.0.0.1")),
+              m_folder / "journal" / "0123456789abcdef0123456789abcdef" / "system.journal");
+    TestSupport::writeFile(m_folder / "auth.log",
+                           "2026-11-19T06:30:00+00:00 box sshd[5]: " + accepted("10.0.0.9") + "\n");
+    LinuxLoginRecords records(JournalLoginRecords(SystemJournal{{m_folder / "journal"}}),
+                              AuthLogLoginRecords({m_folder / "auth.log"}));
+    const auto reading = records.newest(query());
+    ASSERT_TRUE(reading);
+    ASSERT_EQ(reading->size(), 1U);
+    EXPECT_EQ(reading->front().address, "10.0.0.1");
 }

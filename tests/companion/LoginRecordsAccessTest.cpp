@@ -75,4 +75,13 @@ TEST_F(LoginRecordsAccessTest, AJournalOfTheSystemsGroupsIsUnreadableAndTheAdvic
     std::filesystem::permissions(file, std::filesystem::perms(0640));
     EXPECT_EQ(probe("journal", file, false), "attempts: 1\n");
     EXPECT_EQ(probe("journal", file, true), advice());
+
+    // The same file as the system's journal, in its machine's folder.
+    const auto machine = m_folder / "journal" / "0123456789abcdef0123456789abcdef";
+    std::filesystem::create_directories(machine);
+    std::filesystem::permissions(m_folder / "journal", std::filesystem::perms(0755));
+    std::filesystem::permissions(machine, std::filesystem::perms(0755));
+    std::filesystem::rename(file, machine / "system.journal");
+    EXPECT_EQ(probe("system-journal", m_folder / "journal", false), "attempts: 1\n");
+    EXPECT_EQ(probe("system-journal", m_folder / "journal", true), advice());
 }

@@ -8,7 +8,7 @@
 
 int main(int argc, char** argv) {
     if (argc != 3) {
-        std::cerr << "usage: login-records-probe auth-log|journal PATH\n";
+        std::cerr << "usage: login-records-probe auth-log|journal|system-journal PATH\n";
         return 2;
     }
     const std::string kind = argv[1];
@@ -16,7 +16,9 @@ int main(int argc, char** argv) {
     Companion::LoginRecords::Query query;
     query.fingerprints = {"SHA256:a"};
     const auto reading = kind == "journal" ? Companion::JournalLoginRecords(path).newest(query)
-                                           : Companion::AuthLogLoginRecords({path}).newest(query);
+                         : kind == "system-journal"
+                             ? Companion::JournalLoginRecords(Companion::SystemJournal{{path}}).newest(query)
+                             : Companion::AuthLogLoginRecords({path}).newest(query);
     if (!reading) {
         std::cout << "unreadable: " << reading.failure().howToAllow.toStdString() << "\n";
         return 0;
