@@ -60,6 +60,12 @@ Host Host::completed() && {
     if (!clock) {
         clock = CompanionCore::systemNow;
     }
+    if (!loginRecords) {
+        loginRecords = systemLoginRecords(runner);
+    }
+    if (!liveSessions) {
+        liveSessions = systemLiveSessions();
+    }
     return std::move(*this);
 }
 

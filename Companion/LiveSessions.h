@@ -23,7 +23,9 @@ public:
     virtual ~LiveSessions() = default;
 
     /// Every process of the current user whose environment holds `SSH_CONNECTION`; the user cannot
-    /// read other accounts' environments and does not look.
+    /// read other accounts' environments and does not look. The processes under a mosh-server
+    /// belong to it and are left out: each mosh session is its outermost mosh-server. The processes under a
+    /// mosh-server belong to it and are left out: each mosh session is its outermost mosh-server.
     virtual std::vector<LiveSession> list() = 0;
 };
 

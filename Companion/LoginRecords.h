@@ -35,6 +35,8 @@ public:
     struct Query {
         /// The keys asked about ("SHA256:…"); attempts with other keys are skipped.
         std::vector<std::string> fingerprints;
+        /// The account asked about; attempts for other accounts are skipped. Empty: every account.
+        std::string user;
         /// Nothing older is read.
         std::chrono::system_clock::time_point since;
         /// Reading stops once every key has this many accepted logins (live sessions are matched

@@ -97,6 +97,7 @@ void PairingSession::lookForLogin() {
     const std::uint64_t proof = m_proofs;
     LoginRecords::Query query;
     query.fingerprints = {m_awaitedFingerprint};
+    query.user = m_host.userName();
     query.since = m_pairedAt;
     query.acceptedPerKey = 1;
     m_worker.enqueue([this, proof, records = m_host.loginRecords, user = m_host.userName(),

@@ -43,9 +43,11 @@ inline constexpr std::chrono::hours lookBack{24 * 400};
 /// Reads `host`'s login records and live sessions for `phones`. Blocks on the disk.
 ActivityReading read(const Host& host, const std::vector<CompanionCore::PairedDevice>& phones);
 
-/// The first accepted login with `fingerprint` at or after `since`, if the records show one.
+/// The first accepted login with `fingerprint` at or after `since`, if the records show one; only
+/// `user`'s when it is given.
 std::optional<LoginAttempt> firstLoginSince(LoginRecords& records, const std::string& fingerprint,
-                                            std::chrono::system_clock::time_point since);
+                                            std::chrono::system_clock::time_point since,
+                                            const std::string& user = {});
 
 } // namespace PhoneActivities
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <stop_token>
@@ -44,6 +45,9 @@ struct ProcessCommand {
     /// The child's argv[0] (a login shell's name, as sshd gives it); `program` without it. Not
     /// honoured by `startDetached`.
     std::optional<std::string> argv0;
+    /// Only this many bytes of the end of the captured output are kept, so a child that prints a
+    /// lot (a log tool over a long window) costs no more memory than that.
+    std::optional<std::size_t> outputTail;
 
     bool operator==(const ProcessCommand&) const = default;
 };

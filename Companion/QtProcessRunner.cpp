@@ -169,6 +169,14 @@ void endOffThePath(std::unique_ptr<QProcess> process, std::chrono::milliseconds 
         Qt::QueuedConnection);
 }
 
+/// Appends `more` to `output` and keeps only its last `tail` bytes.
+void keepTail(std::string& output, const QByteArray& more, std::size_t tail) {
+    output.append(more.constData(), static_cast<std::size_t>(more.size()));
+    if (output.size() > tail) {
+        output.erase(0, output.size() - tail);
+    }
+}
+
 bool launch(QProcess& process, const ProcessCommand& command) {
     process.start();
     if (!process.waitForStarted(-1)) {
@@ -243,10 +251,17 @@ ProcessResult QtProcessRunner::execute(const ProcessCommand& command, std::stop_
             return result;
         }
         process.waitForFinished(milliseconds(slice));
+        if (command.outputTail) {
+            keepTail(result.output, process.readAllStandardOutput(), *command.outputTail);
+        }
     }
     if (command.output == ProcessCommand::Output::capture ||
         command.output == ProcessCommand::Output::captureMerged) {
-        result.output = process.readAllStandardOutput().toStdString();
+        if (command.outputTail) {
+            keepTail(result.output, process.readAllStandardOutput(), *command.outputTail);
+        } else {
+            result.output = process.readAllStandardOutput().toStdString();
+        }
     }
     if (process.exitStatus() == QProcess::CrashExit) {
         result.status = ProcessResult::Status::crashed;

@@ -21,7 +21,7 @@ done
 debian_packages=(
   build-essential cmake ninja-build pkg-config dpkg-dev
   qt6-base-dev qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools qt6-qpa-plugins libqt6dbus6 libqt6svg6
-  nlohmann-json3-dev libavahi-compat-libdnssd-dev libavahi-client-dev libssh-dev
+  nlohmann-json3-dev libavahi-compat-libdnssd-dev libavahi-client-dev libssh-dev libsystemd-dev
 )
 # The tests, their real peers (sshd, Avahi, D-Bus, polkit, tmux, an X server with a tray, a Wayland compositor,
 # the accessibility bus) and the package checks.
@@ -30,7 +30,7 @@ debian_test_packages=(
   avahi-daemon avahi-utils dbus dbus-x11 openssh-server openssh-client iproute2 procps tmux mosh nftables ufw firewalld
   xvfb x11-utils x11-xserver-utils xdotool imagemagick trayer dunst libnotify-bin weston qt6-wayland
   pkexec fonts-dejavu-core lintian desktop-file-utils appstream man-db groff-base python3 shellcheck
-  at-spi2-core python3-pyatspi gir1.2-atspi-2.0
+  at-spi2-core python3-pyatspi gir1.2-atspi-2.0 systemd-journal-remote
 )
 
 # The benchmarks, and nginx to hold the pairing server's round trips against.

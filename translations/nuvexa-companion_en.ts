@@ -694,6 +694,22 @@ Unless you remove them, it can still log in to this computer.</translation>
     </message>
 </context>
 <context>
+    <name>LogAccessText</name>
+    <message>
+        <source>Para ver los inicios de sesión, añade tu usuario al grupo adm o systemd-journal con «sudo usermod -aG adm %@» y vuelve a iniciar sesión.</source>
+        <extracomment>%@ is the login name in the command</extracomment>
+        <translation>To see logins, add your user to the group adm or systemd-journal with «sudo usermod -aG adm %@» and log in again.</translation>
+    </message>
+    <message>
+        <source>Para ver los inicios de sesión, haz que el sistema guarde los registros del servidor SSH (systemd-journald o rsyslog en /var/log/auth.log).</source>
+        <translation>To see logins, have the system keep the SSH server’s records (systemd-journald, or rsyslog in /var/log/auth.log).</translation>
+    </message>
+    <message>
+        <source>Para ver los inicios de sesión, usa una cuenta de administrador: macOS solo deja leer el registro del sistema a los administradores.</source>
+        <translation>To see logins, use an administrator account: macOS lets only administrators read the system log.</translation>
+    </message>
+</context>
+<context>
     <name>Main</name>
     <message>
         <source>error inesperado: %@</source>

@@ -51,6 +51,18 @@ TEST(QtProcessRunnerTest, CapturesOutputButNotErrors) {
     EXPECT_EQ(result.output, "out\n");
 }
 
+TEST(QtProcessRunnerTest, KeepsOnlyTheAskedTailOfALargeOutput) {
+    QtProcessRunner runner;
+    ProcessCommand whole{"/usr/bin/seq", {"1", "200000"}, ProcessCommand::Output::capture};
+    const auto full = runner.run(whole).output;
+    ASSERT_GT(full.size(), 1000000U);
+    ProcessCommand tail = whole;
+    tail.outputTail = 1000;
+    const auto result = runner.run(tail);
+    EXPECT_TRUE(result.succeeded());
+    EXPECT_EQ(result.output, full.substr(full.size() - 1000));
+}
+
 TEST(QtProcessRunnerTest, MergesErrorsIntoTheOutputWhenAsked) {
     QtProcessRunner runner;
     const auto result = runner.run(

@@ -10,10 +10,16 @@
 
 namespace TestSupport {
 
-/// Login records a test writes, for views whose words are under test; the readers of the SSH
-/// server's real records are tested against real ones.
-class FakeLoginRecords : public Companion::LoginRecords {
+/// Login records a test writes, for what is built on them; the readers of the SSH server's real
+/// records are tested against real ones. Remembers what it was asked.
+class FakeLoginRecords final : public Companion::LoginRecords {
 public:
+    /// Answers what `add` gave it that the query asks for, newest first.
+    FakeLoginRecords() = default;
+    /// Answers `answer` to every query, as it is.
+    explicit FakeLoginRecords(Reading answer)
+        : m_answer(std::move(answer)) {}
+
     void add(Companion::LoginAttempt attempt) {
         const std::lock_guard lock(m_mutex);
         m_attempts.push_back(std::move(attempt));
@@ -27,12 +33,20 @@ public:
 
     int reads() const {
         const std::lock_guard lock(m_mutex);
-        return m_reads;
+        return static_cast<int>(m_queries.size());
+    }
+
+    std::vector<Query> queries() const {
+        const std::lock_guard lock(m_mutex);
+        return m_queries;
     }
 
     Reading newest(const Query& query) override {
         const std::lock_guard lock(m_mutex);
-        ++m_reads;
+        m_queries.push_back(query);
+        if (m_answer) {
+            return *m_answer;
+        }
         if (m_unreadable) {
             return Unreadable{*m_unreadable};
         }
@@ -53,12 +67,17 @@ private:
     mutable std::mutex m_mutex;
     std::vector<Companion::LoginAttempt> m_attempts;
     std::optional<QString> m_unreadable;
-    int m_reads = 0;
+    std::optional<Reading> m_answer;
+    std::vector<Query> m_queries;
 };
 
-/// Live sessions a test sets, standing in for the process table where the words are under test.
-class FakeLiveSessions : public Companion::LiveSessions {
+/// Live sessions a test sets, standing in for the process table for what is built on it; the real
+/// one is read in the process table's own tests.
+class FakeLiveSessions final : public Companion::LiveSessions {
 public:
+    explicit FakeLiveSessions(std::vector<Companion::LiveSession> sessions = {})
+        : m_sessions(std::move(sessions)) {}
+
     void set(std::vector<Companion::LiveSession> sessions) {
         const std::lock_guard lock(m_mutex);
         m_sessions = std::move(sessions);

@@ -33,6 +33,9 @@ inline void PrintTo(const ProcessCommand& command, std::ostream* out) {
         }
         *out << " }";
     }
+    if (command.outputTail) {
+        *out << " outputTail=" << *command.outputTail;
+    }
     *out << ']';
 }
 

@@ -72,7 +72,26 @@ public:
         return true;
     }
 
+    /// Waits until the server's output holds `text` `times` times; false when the server ends first.
+    bool waitForLog(const QByteArray& text, qsizetype times = 1) {
+        m_log += m_process.readAll();
+        while (m_log.count(text) < times) {
+            if (!m_process.waitForReadyRead(generousMilliseconds)) {
+                return false;
+            }
+            m_log += m_process.readAll();
+        }
+        return true;
+    }
+
+    /// How often the server's output holds `text` so far.
+    qsizetype logCount(const QByteArray& text) {
+        m_log += m_process.readAll();
+        return m_log.count(text);
+    }
+
     int port() const { return m_port; }
+    long long processId() const { return m_process.processId(); }
     QString configPath() const { return QString::fromStdString((m_folder / "sshd_config").string()); }
     QString hostKeyPath() const { return QString::fromStdString((m_folder / "host_ed25519").string()); }
     std::string log() { return (m_log + m_process.readAll()).toStdString(); }

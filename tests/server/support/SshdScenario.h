@@ -166,8 +166,9 @@ protected:
 /// links whose both ends stay inside: the server in it is reached from no other network.
 class NetworkNamespace {
 public:
-    NetworkNamespace()
-        : m_name("nuvexa-doctor-" + std::to_string(::getpid())) {
+    /// Named `prefix` and this process's id, so parallel tests never meet.
+    explicit NetworkNamespace(const std::string& prefix = "nuvexa-doctor-")
+        : m_name(prefix + std::to_string(::getpid())) {
         m_ready = ip({"netns", "add", name()}) && ip({"-n", name(), "link", "set", "lo", "up"}) &&
                   ip({"-n", name(), "link", "add", "home0", "type", "veth", "peer", "name", "home1"}) &&
                   ip({"-n", name(), "addr", "add", QString(homeAddress) + "/24", "dev", "home0"}) &&
