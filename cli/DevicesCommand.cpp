@@ -1,6 +1,8 @@
 #include "cli/DevicesCommand.h"
 
 #include "cli/CommandLine.h"
+#include "cli/LoginJson.h"
+#include "cli/LoginRecordsOption.h"
 
 #include "Companion/ActivityText.h"
 #include "Companion/Host.h"
@@ -11,11 +13,9 @@
 #include "CompanionCore/SshPublicKey.h"
 
 #include <QCoreApplication>
-#include <QDateTime>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTimeZone>
 
 #include <algorithm>
 #include <cerrno>
@@ -86,20 +86,6 @@ std::optional<QString> missingNamedFile(const CommandLine& commandLine, const QC
         return std::nullopt;
     }
     return Companion::LocalizedFormat::fill(Texts::tr("%@ no existe"), {commandLine.value(keys)});
-}
-
-/// "2026-11-24T13:15:32Z"
-QString isoTime(std::chrono::system_clock::time_point time) {
-    const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch());
-    return QDateTime::fromMSecsSinceEpoch(milliseconds.count(), QTimeZone::utc()).toString(Qt::ISODate);
-}
-
-/// The JSON of a login: null, or its time in UTC and the address it came from.
-QJsonValue loginJson(const std::optional<Companion::LoginAttempt>& login) {
-    if (!login) {
-        return QJsonValue(QJsonValue::Null);
-    }
-    return QJsonObject{{"time", isoTime(login->time)}, {"address", text(login->address)}};
 }
 
 /// The listing for people: a header, then each phone on a line with its key type and where it is in
@@ -181,7 +167,8 @@ int runDevices(const Companion::Host& host, const QStringList& arguments) {
     // For the shell completions: what revoke takes, one a line.
     QCommandLineOption names("names", QStringLiteral("Print each phone's name and fingerprint, one a line."));
     names.setFlags(QCommandLineOption::HiddenFromHelp);
-    commandLine.addOptions({json, keys, names});
+    const QCommandLineOption records = loginRecordsOption();
+    commandLine.addOptions({json, keys, names, records});
     commandLine.setHelpEpilogue(
         Texts::tr("Estado de salida: 0 listado, también cuando no hay ningún teléfono (sin "
                   "--authorized-keys, un archivo de llaves que no existe no tiene ninguno); 1 el archivo "
@@ -206,7 +193,8 @@ int runDevices(const Companion::Host& host, const QStringList& arguments) {
         }
         return Exit::done;
     }
-    const auto activity = Companion::PhoneActivities::read(host, listing.devices);
+    const auto activity =
+        Companion::PhoneActivities::read(withLoginRecords(host, commandLine, records), listing.devices);
     if (commandLine.isSet(json)) {
         QJsonArray devices;
         for (std::size_t index = 0; index < listing.devices.size(); ++index) {

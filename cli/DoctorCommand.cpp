@@ -1,6 +1,8 @@
 #include "cli/DoctorCommand.h"
 
 #include "cli/CommandLine.h"
+#include "cli/LoginJson.h"
+#include "cli/LoginRecordsOption.h"
 
 #include "Companion/ActivityText.h"
 #include "Companion/LocalizedFormat.h"
@@ -11,10 +13,8 @@
 #include "cli/StatusCommand.h"
 
 #include <QCoreApplication>
-#include <QDateTime>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QTimeZone>
 
 #include <algorithm>
 #include <cstdio>
@@ -161,18 +161,6 @@ QStringList activityLines(const Companion::PhoneActivity& phone, std::chrono::sy
     return lines;
 }
 
-QString isoTime(std::chrono::system_clock::time_point time) {
-    const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch());
-    return QDateTime::fromMSecsSinceEpoch(milliseconds.count(), QTimeZone::utc()).toString(Qt::ISODate);
-}
-
-QJsonValue loginJson(const std::optional<Companion::LoginAttempt>& login) {
-    if (!login) {
-        return QJsonValue(QJsonValue::Null);
-    }
-    return QJsonObject{{"time", isoTime(login->time)}, {"address", text(login->address)}};
-}
-
 /// The reports' phones in their order; a report without one stands as an empty phone, whose key
 /// matches no record.
 std::vector<CompanionCore::PairedDevice> phonesOf(const std::vector<Report>& reports) {
@@ -244,7 +232,8 @@ QString wayInText(const std::vector<Companion::Finding>& findings) {
 }
 
 QJsonObject doctorJson(const std::vector<Report>& reports, Companion::Wording wording,
-                       const std::vector<Companion::Finding>& wayIn, const std::optional<DoctorActivity>& activity) {
+                       const std::vector<Companion::Finding>& wayIn,
+                       const std::optional<DoctorActivity>& activity) {
     QJsonArray keys;
     for (std::size_t index = 0; index < reports.size(); ++index) {
         const auto& report = reports[index];
@@ -310,7 +299,8 @@ int runDoctor(const Companion::Host& host, const QStringList& arguments) {
     QCommandLineOption hostOption(
         "host", "Ask on <host> after loopback (repeatable) instead of this computer's addresses.", "host");
     hostOption.setFlags(QCommandLineOption::HiddenFromHelp);
-    commandLine.addOptions({json, keys, port, config, hostOption});
+    const QCommandLineOption records = loginRecordsOption();
+    commandLine.addOptions({json, keys, port, config, hostOption, records});
     commandLine.setHelpEpilogue(
         Texts::tr("Estado de salida: 0 nada de lo encontrado deja fuera a un teléfono emparejado; 1 algo "
                   "lo deja fuera (entre ello un archivo de llaves que no se puede leer); 2 error de uso."));
@@ -339,7 +329,9 @@ int runDoctor(const Companion::Host& host, const QStringList& arguments) {
         options.sshdConfig = commandLine.value(config).toStdString();
     }
     const auto reports = Companion::KeyDoctor::examineAll(options, *host.runner);
-    const DoctorActivity activity{Companion::PhoneActivities::read(host, phonesOf(reports)), host.clock()};
+    const DoctorActivity activity{
+        Companion::PhoneActivities::read(withLoginRecords(host, commandLine, records), phonesOf(reports)),
+        host.clock()};
     const auto wayIn = Companion::WayInDoctor::findings(
         Companion::WayInDoctor::options(host, options.sshdConfig), Companion::Readiness::probe(host),
         *host.systemActions, *host.runner);

@@ -9,18 +9,18 @@
 #include "Companion/PlatformWords.h"
 #include "CompanionCore/Overloaded.h"
 #include "CompanionCore/PairedDevice.h"
+#include "CompanionCore/Timestamp.h"
 #include "CompanionCore/server/PairingServer.h"
 #include "cli/CommandLine.h"
 #include "cli/KeyFingerprint.h"
+#include "cli/LoginRecordsOption.h"
 #include "cli/SignalNotifier.h"
 
 #include <QCoreApplication>
-#include <QDateTime>
 #include <QEventLoop>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTimeZone>
 #include <QTimer>
 
 #include <cmath>
@@ -163,13 +163,10 @@ public:
 
     void loggedIn(const Companion::LoginAttempt& login) const {
         if (m_json) {
-            const auto milliseconds =
-                std::chrono::duration_cast<std::chrono::milliseconds>(login.time.time_since_epoch());
             object({{"type", "login"},
                     {"state", "loggedIn"},
                     {"address", text(login.address)},
-                    {"time", QDateTime::fromMSecsSinceEpoch(milliseconds.count(), QTimeZone::utc())
-                                 .toString(Qt::ISODate)}});
+                    {"time", text(CompanionCore::iso8601Utc(login.time))}});
         } else {
             sayWrapped(Companion::ActivityText::loggedInFrom(login));
         }
@@ -325,6 +322,8 @@ struct PairSettings {
     PairingServer::Options server;
     std::filesystem::path authorizedKeys;
     Companion::KeyDoctor::Options keyCheck;
+    /// Where the phone's first login is looked for: the host's records unless the command line names a file.
+    std::shared_ptr<Companion::LoginRecords> loginRecords;
 };
 
 /// The settings, or the exit status when the command ends here (help, or a usage error).
@@ -362,8 +361,9 @@ std::variant<PairSettings, int> parseArguments(const Companion::Host& host, cons
     QCommandLineOption checkHost("check-host", "Check the key on <host> after loopback (repeatable).",
                                  "host");
     checkHost.setFlags(QCommandLineOption::HiddenFromHelp);
+    const QCommandLineOption records = loginRecordsOption();
     parser.addOptions({json, noAnnounce, authorizedKeys, logFile, verbose, noWait, port, expiry, sshPort,
-                       sshdConfig, checkHost});
+                       sshdConfig, checkHost, records});
     parser.setHelpEpilogue(
         Texts::tr("Estado de salida: 0 emparejado; 1 la sesión terminó sin teléfono o falló; "
                   "2 error de uso; 130 interrumpida con Ctrl-C."));
@@ -375,6 +375,7 @@ std::variant<PairSettings, int> parseArguments(const Companion::Host& host, cons
     settings.json = parser.isSet(json);
     settings.verbose = parser.isSet(verbose);
     settings.noWait = parser.isSet(noWait);
+    settings.loginRecords = withLoginRecords(host, parser, records).loginRecords;
     if (parser.isSet(port)) {
         const auto ports = portsFrom(parser.values(port));
         if (!ports) {
@@ -605,6 +606,7 @@ int runPair(const Companion::Host& host, const QStringList& arguments) {
     // The key goes where the command line says; everything else is the program's host.
     Companion::Host sessionHost = host;
     sessionHost.authorizedKeys = settings.authorizedKeys;
+    sessionHost.loginRecords = settings.loginRecords;
     Companion::PairingSession session(
         sessionHost, std::move(settings.server),
         [options = settings.keyCheck, runner = host.runner](const CompanionCore::PairedDevice& device) {

@@ -66,7 +66,7 @@ CONF
         sleep 0.1
     done
     ! port_is_free "$port" || unavailable "sshd did not start listening on port $port (see $dir/sshd.log)"
-    printf 'status=ready\nport=%s\nuser=%s\nhome=%s\n' "$port" "$user" "$home" > "$dir/state"
+    printf 'status=ready\nport=%s\nuser=%s\nhome=%s\nlog=%s\n' "$port" "$user" "$home" "$dir/sshd.log" > "$dir/state"
 }
 
 stop() {

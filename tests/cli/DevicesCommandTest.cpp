@@ -12,9 +12,12 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <pwd.h>
 #include <string>
 
 // The terminal front end's `devices` and `revoke`, run as the program itself on a key file of the
@@ -43,15 +46,27 @@ protected:
     }
 
     TestSupport::ProgramResult run(QStringList arguments) const {
+        if (arguments.front() == "devices") {
+            arguments << "--login-records" << QString::fromStdString(m_records.string());
+        }
         return TestSupport::runProgram(cli, arguments << "--authorized-keys"
                                                       << QString::fromStdString(m_keys.string()));
     }
 
     TestSupport::TemporaryDirectory m_home;
     std::filesystem::path m_keys = m_home / "authorized_keys";
+    /// The SSH server's records as a syslog daemon keeps them: none until a test writes some.
+    std::filesystem::path m_records = [this] {
+        const auto file = m_home / "auth.log";
+        std::ofstream(file).flush();
+        return file;
+    }();
 };
 
 } // namespace
+
+/// What the line under a phone says when the records show no login with its key.
+const std::string never = "  has not logged in since it was paired\n";
 
 TEST_F(DevicesCommandTest, ListsEachPhoneWithTypeFingerprintAndLineAndOnlyCountsOtherKeys) {
     write(laptopLine + "\n" + phoneLine + "\n" + tabletLine + "\n");
@@ -60,10 +75,10 @@ TEST_F(DevicesCommandTest, ListsEachPhoneWithTypeFingerprintAndLineAndOnlyCounts
     EXPECT_EQ(result.output, "Phone          Key type     In the file\n"
                              "iPhone de Ana  ssh-ed25519  line 2\n"
                              "  " +
-                                 Keys::ed25519Fingerprint + "\n" +
+                                 Keys::ed25519Fingerprint + "\n" + never +
                                  "iPad           ssh-rsa      line 3\n"
                                  "  " +
-                                 Keys::rsaFingerprint + "\n" + "1 other key in the file.\n");
+                                 Keys::rsaFingerprint + "\n" + never + "1 other key in the file.\n");
     EXPECT_EQ(result.output.find("laptop"), std::string::npos);
 }
 
@@ -169,12 +184,16 @@ TEST_F(DevicesCommandTest, InSpanishTheListAndTheQuestionSpeakSpanishAndOnlyASiR
     const auto spanish = TestSupport::speaking("es_ES.UTF-8");
     write(laptopLine + "\n" + phoneLine + "\n");
     const QString keys = QString::fromStdString(m_keys.string());
-    const auto listing = TestSupport::runProgram(cli, {"devices", "--authorized-keys", keys},
-                                                 TestSupport::generousMilliseconds, spanish);
+    const auto listing = TestSupport::runProgram(
+        cli,
+        {"devices", "--authorized-keys", keys, "--login-records", QString::fromStdString(m_records.string())},
+        TestSupport::generousMilliseconds, spanish);
     EXPECT_EQ(listing.output, "Teléfono       Tipo de llave  En el archivo\n"
                               "iPhone de Ana  ssh-ed25519    línea 2\n"
                               "  " +
-                                  Keys::ed25519Fingerprint + "\n" + "1 llave más en el archivo.\n");
+                                  Keys::ed25519Fingerprint + "\n" +
+                                  "  no ha iniciado sesión desde que se emparejó\n"
+                                  "1 llave más en el archivo.\n");
 
     const QString command = cli + " revoke 'iPhone de Ana' --authorized-keys " + keys;
     const auto answer = [&](const char* reply) {
@@ -296,4 +315,99 @@ TEST_F(DevicesCommandTest, InSpanishTheOtherLinesAreNamedInSpanish) {
         "ha revocado nada:\n"
         "  línea 2: restrict ssh-ed25519 … backup\n"
         "nuvexa-companion-cli revoke: añade --every-line para quitarlas también y revocar Ana\n");
+}
+
+namespace {
+
+/// This process's login name, whose logins the command looks for.
+std::string currentUser() {
+    const passwd* entry = ::getpwuid(::geteuid());
+    return entry != nullptr ? entry->pw_name : "";
+}
+
+/// `time` as rsyslog's high-precision dates write it.
+std::string preciseDate(std::chrono::system_clock::time_point time) {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    std::tm parts{};
+    gmtime_r(&seconds, &parts);
+    char date[64];
+    std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S.000000+00:00", &parts);
+    return date;
+}
+
+/// One line of sshd's (or, with `program`, another program's) as a syslog daemon writes it.
+std::string recordLine(std::chrono::system_clock::time_point time, const std::string& message,
+                       const std::string& program = "sshd[812]") {
+    return preciseDate(time) + " box " + program + ": " + message + "\n";
+}
+
+std::string accepted(const std::string& address, int port, const std::string& fingerprint) {
+    return "Accepted publickey for " + currentUser() + " from " + address + " port " + std::to_string(port) +
+           " ssh2: ED25519 " + fingerprint;
+}
+
+} // namespace
+
+TEST_F(DevicesCommandTest, UnderEachPhoneSaysWhenAndWhereItLastLoggedInOnlyFromTheServersOwnRecords) {
+    write(phoneLine + "\n" + tabletLine + "\n");
+    const auto now = std::chrono::system_clock::now();
+    std::ofstream(m_records) << recordLine(now - std::chrono::hours(5),
+                                           accepted("100.64.0.9", 50100, Keys::ed25519Fingerprint))
+                             << recordLine(now - std::chrono::minutes(130),
+                                           accepted("100.64.0.7", 50101, Keys::ed25519Fingerprint))
+                             // Another program cannot make the tablet look used.
+                             << recordLine(now - std::chrono::minutes(5),
+                                           accepted("10.9.9.9", 50102, Keys::rsaFingerprint), "logger[99]");
+    const auto result = run({"devices"});
+    EXPECT_EQ(result.exitCode, Cli::Exit::done);
+    EXPECT_EQ(result.output, "Phone          Key type     In the file\n"
+                             "iPhone de Ana  ssh-ed25519  line 1\n"
+                             "  " +
+                                 Keys::ed25519Fingerprint + "\n" + "  last login 2 h ago from 100.64.0.7\n" +
+                                 "iPad           ssh-rsa      line 2\n"
+                                 "  " +
+                                 Keys::rsaFingerprint + "\n" + never);
+}
+
+TEST_F(DevicesCommandTest, TheJsonGivesTheLastLoginInUtcARefusalAndTheLiveSessions) {
+    write(phoneLine + "\n" + tabletLine + "\n");
+    const auto now = std::chrono::system_clock::now();
+    std::ofstream(m_records) << recordLine(now - std::chrono::hours(2),
+                                           accepted("100.64.0.7", 50101, Keys::ed25519Fingerprint))
+                             << recordLine(now - std::chrono::minutes(3),
+                                           "Failed publickey for " + currentUser() +
+                                               " from 192.168.1.40 port 50200 ssh2: RSA " +
+                                               Keys::rsaFingerprint);
+    const auto result = run({"devices", "--json"});
+    ASSERT_EQ(result.exitCode, Cli::Exit::done) << result.output;
+    const auto json = QJsonDocument::fromJson(QByteArray::fromStdString(result.output)).object();
+    EXPECT_TRUE(json.value("loginRecordsUnreadable").isNull());
+    const auto devices = json.value("devices").toArray();
+    ASSERT_EQ(devices.size(), 2);
+    const auto phone = devices[0].toObject();
+    EXPECT_EQ(phone.value("lastLogin").toObject().value("address").toString(), "100.64.0.7");
+    EXPECT_EQ(phone.value("lastLogin").toObject().value("time").toString().toStdString(),
+              preciseDate(now - std::chrono::hours(2)).substr(0, 19) + "Z");
+    EXPECT_FALSE(phone.value("connectedNow").toBool());
+    EXPECT_EQ(phone.value("moshSessions").toInt(-1), 0);
+    EXPECT_TRUE(phone.value("lastRefused").isNull());
+    const auto tablet = devices[1].toObject();
+    EXPECT_TRUE(tablet.value("lastLogin").isNull());
+    EXPECT_EQ(tablet.value("lastRefused").toObject().value("address").toString(), "192.168.1.40");
+}
+
+TEST_F(DevicesCommandTest, WhereNoRecordCanBeReadItSaysHowToAllowItOnceForAllPhones) {
+    write(phoneLine + "\n" + tabletLine + "\n");
+    std::filesystem::remove(m_records);
+    const auto result = run({"devices"});
+    EXPECT_EQ(result.exitCode, Cli::Exit::done);
+    EXPECT_EQ(result.output.find("has not logged in"), std::string::npos) << "nothing is claimed";
+    const std::string advice = "To see logins,";
+    ASSERT_NE(result.output.find(advice), std::string::npos) << result.output;
+    EXPECT_EQ(result.output.find(advice), result.output.rfind(advice)) << "once, not once per phone";
+
+    const auto json =
+        QJsonDocument::fromJson(QByteArray::fromStdString(run({"devices", "--json"}).output)).object();
+    EXPECT_TRUE(json.value("loginRecordsUnreadable").toString().startsWith("To see logins,"));
+    EXPECT_TRUE(json.value("devices").toArray()[0].toObject().value("lastLogin").isNull());
 }

@@ -142,7 +142,8 @@ TEST_F(ConnectedKeepAwakeTest, TurningItOffReleasesAtOnceAndStopsWatching) {
     EXPECT_FALSE(m_inhibitor->held);
     const int lists = m_sessions->lists();
     QTest::qWait(100);
-    EXPECT_LE(m_sessions->lists(), lists + 1) << "at most the look already under way";
+    // A look lists the process table twice: to see whether any login is live, then to match it.
+    EXPECT_LE(m_sessions->lists(), lists + 2) << "at most the look already under way";
     EXPECT_FALSE(m_inhibitor->held) << "a look that returns after the switch went off changes nothing";
 }
 

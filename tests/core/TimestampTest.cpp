@@ -23,3 +23,10 @@ TEST(TimestampTest, AddingSecondsKeepsFractions) {
 TEST(TimestampTest, AddingNegativeSecondsGoesBack) {
     EXPECT_LT(addingSeconds(base, -1), base);
 }
+
+TEST(TimestampTest, Iso8601IsInUtcToTheSecondWithAZ) {
+    // 2026-11-24 13:15:32.750 UTC.
+    const CompanionCore::Timestamp time{std::chrono::milliseconds(1795526132750)};
+    EXPECT_EQ(CompanionCore::iso8601Utc(time), "2026-11-24T13:15:32Z");
+    EXPECT_EQ(CompanionCore::iso8601Utc(CompanionCore::Timestamp{}), "1970-01-01T00:00:00Z");
+}

@@ -4,10 +4,14 @@
 #include "server/support/EventLoop.h"
 #include "server/support/PeerState.h"
 #include "server/support/PhoneClient.h"
+#include "support/Files.h"
+#include "support/Patience.h"
 #include "support/Programs.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
+
+#include <ctime>
 
 #include <fstream>
 #include <grp.h>
@@ -123,8 +127,16 @@ TEST_F(SshEndToEndTest, TheCommandLineRunAsTheUserPairsAndItsKeyLogsIn) {
         "/usr/bin/ssh-keygen", {"-l", "-f", QString::fromStdString((m_keys / "phone.pub").string())});
     ASSERT_EQ(listed.exitCode, 0);
     const std::string fingerprint = listed.output.substr(4, listed.output.find(' ', 4) - 4);
+    // Where a syslog daemon would write the server's lines; the user reads it, as group adm would.
+    const auto records = m_keys / "auth.log";
+    TestSupport::writeFile(records, "");
+    std::filesystem::permissions(m_keys.path(), std::filesystem::perms(0755));
+    std::filesystem::permissions(records, std::filesystem::perms(0644));
 
-    TestSupport::CliSession session(cli, {"pair", "--json", "--port", "0", "--no-announce"},
+    TestSupport::CliSession session(cli,
+                                    {"pair", "--json", "--port", "0", "--no-announce", "--ssh-port",
+                                     QString::fromStdString(m_port), "--check-host", "127.0.0.1",
+                                     "--login-records", QString::fromStdString(records.string())},
                                     {"/usr/sbin/runuser", "-u", QString::fromStdString(m_user), "--",
                                      "/usr/bin/env", QString::fromStdString("HOME=" + m_home.string())});
     const auto waiting = session.waitForJson("state", "waiting");
@@ -136,13 +148,41 @@ TEST_F(SshEndToEndTest, TheCommandLineRunAsTheUserPairsAndItsKeyLogsIn) {
     const auto paired = session.waitForJson("state", "paired");
     ASSERT_TRUE(paired.has_value());
     EXPECT_EQ(paired->value("fingerprint").toString().toStdString(), fingerprint);
-    EXPECT_EQ(session.waitForExit(), 0);
+    const auto check = session.waitForJson("keyCheck");
+    ASSERT_TRUE(check.has_value());
+    ASSERT_TRUE(check->value("works").toBool()) << check->value("verdict").toString().toStdString();
+    // The server accepts the key: the command now waits for the phone to get in.
+    ASSERT_TRUE(session.waitForJson("login", "waiting").has_value()) << session.errors();
 
     struct stat info {};
     ASSERT_EQ(::stat((m_home / ".ssh" / "authorized_keys").c_str(), &info), 0);
     EXPECT_EQ(info.st_uid, ::getpwnam(m_user.c_str())->pw_uid) << "written by the user, as sshd requires";
     const auto in = login("phone");
     EXPECT_EQ(in.exitCode, 0) << in.output;
+
+    // The server's own line of that login, as a syslog daemon writes it, is the proof.
+    std::string accepted;
+    ASSERT_TRUE(TestSupport::pollUntil([&] {
+        std::ifstream log(m_peer.value("log"));
+        std::string line;
+        while (std::getline(log, line)) {
+            if (line.find("Accepted publickey for " + m_user) != std::string::npos &&
+                line.find(fingerprint) != std::string::npos) {
+                accepted = line.substr(line.find("Accepted"));
+            }
+        }
+        return !accepted.empty();
+    }));
+    const std::time_t now = std::time(nullptr);
+    std::tm parts{};
+    gmtime_r(&now, &parts);
+    char date[64];
+    std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S.000000+00:00", &parts);
+    TestSupport::writeFile(records, std::string(date) + " box sshd[4242]: " + accepted + "\n");
+    const auto loggedIn = session.waitForJson("login", "loggedIn");
+    ASSERT_TRUE(loggedIn.has_value()) << session.errors();
+    EXPECT_EQ(loggedIn->value("address").toString(), QStringLiteral("127.0.0.1"));
+    EXPECT_EQ(session.waitForExit(), 0);
 }
 
 TEST_F(SshEndToEndTest, ARevokedPhoneCanNoLongerLogInAndAnotherKeyStillCan) {
