@@ -159,3 +159,50 @@ TEST(PairedPhonesSectionTest, APairingAddsThePhoneToTheList) {
     EXPECT_TRUE(world.panel().pairedPhonesSection().isVisible());
     EXPECT_EQ(world.panel().pairedPhonesSection().revokeButtons().size(), 1u);
 }
+
+TEST(PairedPhonesSectionTest, EachPhoneSaysWhetherItIsConnectedAndWhenAndWhereItLastLoggedIn) {
+    PanelWorld world;
+    writeKeys(world, phoneLine + "\n" + tabletLine + "\n" + "ssh-rsa " + Keys::rsa + " nuvexa:Pixel\n");
+    const auto now = std::chrono::system_clock::now();
+    const std::string user = PanelWorld::user;
+    // The iPhone logged in two hours ago and is in now over SSH; the iPad left a mosh session
+    // open; the Pixel never logged in.
+    world.loginRecords->add(
+        {now - std::chrono::minutes(130), user, "100.64.0.7", 50100, Keys::ed25519Fingerprint, true});
+    world.loginRecords->add(
+        {now - std::chrono::minutes(3), user, "192.168.1.23", 50101, Keys::ed25519Fingerprint, true});
+    world.loginRecords->add(
+        {now - std::chrono::days(3), user, "100.64.0.8", 50200, Keys::ecdsa256Fingerprint, true});
+    world.liveSessions->set({{4242, "192.168.1.23", 50101, false}, {4343, "100.64.0.8", 50200, true}});
+    world.buildAndShow();
+    auto& section = world.panel().pairedPhonesSection();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return world.model().phoneActivity().has_value(); }, 60000));
+    QApplication::processEvents();
+    EXPECT_THAT(visibleElements(section),
+                ElementsAre("Teléfonos emparejados {grey}", "iPhone de Ana",
+                            shortOf(Keys::ed25519Fingerprint) + " {grey}",
+                            "conectado ahora (SSH) · último acceso hace 3 min desde 192.168.1.23 {green}",
+                            "⟨Revocar…⟩", "iPad", shortOf(Keys::ecdsa256Fingerprint) + " {grey}",
+                            "sesión mosh abierta · último acceso hace 3 días desde 100.64.0.8 {grey}",
+                            "⟨Revocar…⟩", "Pixel", shortOf(Keys::rsaFingerprint) + " {grey}", never,
+                            "⟨Revocar…⟩"));
+    const auto lines = section.activityLines();
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_TRUE(lines[0]->toolTip().startsWith("Último acceso: ")) << lines[0]->toolTip().toStdString();
+    EXPECT_TRUE(lines[2]->toolTip().isEmpty());
+    saveArtifact(world.panel());
+}
+
+TEST(PairedPhonesSectionTest, WhereTheRecordsCannotBeReadItSaysHowToAllowItOnceAndClaimsNoLogin) {
+    PanelWorld world;
+    world.loginRecords->makeUnreadable(QStringLiteral("Añade tu usuario al grupo adm."));
+    writeKeys(world, phoneLine + "\n" + tabletLine + "\n");
+    world.buildAndShow();
+    auto& section = world.panel().pairedPhonesSection();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return world.model().phoneActivity().has_value(); }, 60000));
+    QApplication::processEvents();
+    EXPECT_THAT(visibleElements(section),
+                ElementsAre("Teléfonos emparejados {grey}", "Añade tu usuario al grupo adm. {grey}",
+                            "iPhone de Ana", shortOf(Keys::ed25519Fingerprint) + " {grey}", "⟨Revocar…⟩",
+                            "iPad", shortOf(Keys::ecdsa256Fingerprint) + " {grey}", "⟨Revocar…⟩"));
+}

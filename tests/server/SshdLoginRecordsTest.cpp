@@ -25,6 +25,7 @@
 #include <csignal>
 #include <ctime>
 #include <fstream>
+#include <iostream>
 #include <pwd.h>
 #include <sstream>
 #include <sys/stat.h>
@@ -36,6 +37,7 @@ constexpr const char* loginUser = "nla-records";
 constexpr int sshPort = 2222;
 constexpr const char* journalRemote = "/usr/lib/systemd/systemd-journal-remote";
 const QByteArray acceptedWords = "Accepted publickey for ";
+const QString cli = NUVEXA_CLI;
 
 class SshdLoginRecordsTest : public testing::Test {
 protected:
@@ -307,4 +309,45 @@ TEST_F(SshdLoginRecordsTest, AMoshServerStartedFromALoginIsAMoshSessionNotAConne
     EXPECT_EQ(reading.phones[0].moshSessions, 1);
     EXPECT_FALSE(reading.phones[0].connectedNow);
     EXPECT_EQ(reading.phones[1].moshSessions, 0);
+}
+
+TEST_F(SshdLoginRecordsTest, DevicesRunAsTheUserShowsTheConnectedPhoneAndTheOneThatNeverLoggedIn) {
+    QProcess held;
+    const auto command = sshCommand("phoneA", {"cat"});
+    held.start(command.first(), command.mid(1));
+    ASSERT_TRUE(held.waitForStarted());
+    ASSERT_TRUE(m_server->waitForLog(acceptedWords));
+    const auto records = writeAuthLog(true);
+    std::filesystem::permissions(records, std::filesystem::perms(0644));
+    const passwd* entry = ::getpwnam(loginUser);
+    ASSERT_NE(entry, nullptr);
+    const auto devices = [&](const QString& lang) {
+        return TestSupport::runProgram("/usr/sbin/runuser",
+                                       {"-u", loginUser, "--", "/usr/bin/env",
+                                        QStringLiteral("HOME=%1").arg(entry->pw_dir), cli, "devices",
+                                        "--login-records", QString::fromStdString(records.string())},
+                                       TestSupport::generousMilliseconds, TestSupport::speaking(lang));
+    };
+    std::string spanish;
+    ASSERT_TRUE(TestSupport::pollUntil([&] {
+        spanish = devices("es_ES.UTF-8").output;
+        return spanish.find("conectado ahora (SSH)") != std::string::npos;
+    })) << spanish;
+    std::cout << spanish;
+    const auto phoneB = spanish.find("phoneB");
+    ASSERT_NE(phoneB, std::string::npos);
+    EXPECT_LT(spanish.find("conectado ahora (SSH) · último acceso hace un momento desde " +
+                           std::string(TestSupport::homeAddress)),
+              phoneB);
+    EXPECT_GT(spanish.find("no ha iniciado sesión desde que se emparejó"), phoneB);
+
+    const auto english = devices("en_GB.UTF-8").output;
+    std::cout << english;
+    EXPECT_NE(english.find("connected now (SSH) · last login just now from " +
+                           std::string(TestSupport::homeAddress)),
+              std::string::npos)
+        << english;
+    EXPECT_NE(english.find("has not logged in since it was paired"), std::string::npos) << english;
+    held.closeWriteChannel();
+    ASSERT_TRUE(held.waitForFinished(TestSupport::generousMilliseconds));
 }
