@@ -22,8 +22,7 @@ void LoginRecordFilter::offer(const CompanionCore::SshdRecord& record) {
     if (record.accepted && ++asked->second == m_acceptedPerKey) {
         ++m_satisfiedKeys;
     }
-    m_attempts.push_back(LoginAttempt{record.time, record.user, record.address, record.port,
-                                      record.fingerprint, record.accepted});
+    m_attempts.push_back(record);
 }
 
 bool LoginRecordFilter::satisfied() const {

@@ -2,6 +2,7 @@
 
 #include "Companion/ProcessRunner.h"
 #include "CompanionCore/Expected.h"
+#include "CompanionCore/SshdRecord.h"
 
 #include <QString>
 
@@ -13,20 +14,9 @@
 
 namespace Companion {
 
-/// One attempt to log in with a key, as the SSH server recorded it.
-struct LoginAttempt {
-    std::chrono::system_clock::time_point time;
-    std::string user;
-    /// The client's address and source port, as the server saw them (and as `SSH_CONNECTION` names them).
-    std::string address;
-    int port = 0;
-    /// "SHA256:…" of the key offered.
-    std::string fingerprint;
-    /// The server let the key in ("Accepted publickey"); false for "Failed publickey".
-    bool accepted = false;
-
-    bool operator==(const LoginAttempt&) const = default;
-};
+/// One attempt to log in with a key, as the SSH server recorded it: who, from which address and
+/// source port (as `SSH_CONNECTION` names them), with which key, and whether it was let in.
+using LoginAttempt = CompanionCore::SshdRecord;
 
 /// Where the SSH server keeps its records of logins, read newest first. Only records the server
 /// itself wrote count: a line another program forges in its name is skipped.
