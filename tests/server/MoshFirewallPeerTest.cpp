@@ -5,6 +5,7 @@
 #include "Companion/QtProcessRunner.h"
 #include "Companion/ReadinessFacts.h"
 #include "server/support/PeerState.h"
+#include "server/support/SshdScenario.h"
 #include "support/Patience.h"
 #include "support/PrivateSessionBus.h"
 #include "support/Programs.h"
@@ -35,70 +36,22 @@ constexpr const char* homeAddress = "192.168.213.9";
 /// The unprivileged user the reader runs as when it must not read the rules.
 constexpr const char* nobody = "65534";
 
-/// A network namespace of the test's own, named after this process and a counter so that parallel
-/// tests and other people's namespaces never meet it, with loopback and the home address up; its
-/// firewall rules are its own.
-class Namespace {
+/// A network namespace of the test's own with the home address up, whose nftables rules a test sets.
+class Namespace : public TestSupport::NetworkNamespace {
 public:
     Namespace()
-        : m_name("nfc-mosh-" + std::to_string(::getpid()) + "-" + std::to_string(s_made++)) {
-        m_ready = ip({"netns", "add", name()}) && ip({"-n", name(), "link", "set", "lo", "up"}) &&
-                  ip({"-n", name(), "link", "add", "home0", "type", "veth", "peer", "name", "home1"}) &&
-                  ip({"-n", name(), "addr", "add", QString(homeAddress) + "/24", "dev", "home0"}) &&
-                  ip({"-n", name(), "link", "set", "home0", "up"}) &&
-                  ip({"-n", name(), "link", "set", "home1", "up"});
-    }
-    Namespace(const Namespace&) = delete;
-    Namespace& operator=(const Namespace&) = delete;
-    ~Namespace() { ip({"netns", "delete", name()}); }
-
-    bool ready() const { return m_ready; }
-    QString name() const { return QString::fromStdString(m_name); }
-    QStringList wrapper() const { return {"netns", "exec", name()}; }
+        : NetworkNamespace("nfc-mosh-", homeAddress) {}
 
     /// Loads nftables rules into the namespace; the output of nft when it refuses them.
     std::optional<std::string> load(const std::filesystem::path& folder, const std::string& rules) const {
-        const auto file = folder / (m_name + ".nft");
+        const auto file = folder / (name().toStdString() + ".nft");
         std::ofstream(file) << rules;
-        const auto loaded = TestSupport::runProgram(
-            "/usr/sbin/ip", wrapper() + QStringList{"/usr/sbin/nft", "-f", file.c_str()});
+        const auto loaded = run({"/usr/sbin/nft", "-f", file.c_str()});
         if (loaded.exitCode == 0) {
             return std::nullopt;
         }
         return loaded.output;
     }
-
-    /// Runs a program inside the namespace to its end.
-    TestSupport::ProgramResult run(const QStringList& command) const {
-        return TestSupport::runProgram("/usr/sbin/ip", wrapper() + command);
-    }
-
-    /// Runs `work` on a thread that has entered the namespace, so the sockets it makes are the namespace's.
-    template <typename Work>
-    bool runInside(Work work) const {
-        bool entered = false;
-        std::thread thread([&] {
-            const int descriptor = ::open(("/run/netns/" + m_name).c_str(), O_RDONLY | O_CLOEXEC);
-            entered = descriptor >= 0 && ::setns(descriptor, CLONE_NEWNET) == 0;
-            if (descriptor >= 0) {
-                ::close(descriptor);
-            }
-            if (entered) {
-                work();
-            }
-        });
-        thread.join();
-        return entered;
-    }
-
-private:
-    static bool ip(const QStringList& arguments) {
-        return TestSupport::runProgram("/usr/sbin/ip", arguments).exitCode == 0;
-    }
-
-    static inline int s_made = 0;
-    std::string m_name;
-    bool m_ready = false;
 };
 
 /// Drops UDP to `ports` on the way in, as a user's own nftables rules would.
@@ -290,10 +243,11 @@ std::string clientMeets(const Namespace& space, const MoshServer& server, int po
     client.setProcessChannelMode(QProcess::MergedChannels);
     const auto line =
         QString("stty rows 24 cols 80; exec /usr/bin/mosh-client %1 %2").arg(homeAddress).arg(port);
-    client.start("/usr/sbin/ip",
-                 space.wrapper() +
-                     QStringList{"/usr/bin/env", "MOSH_KEY=" + QString::fromStdString(server.key()),
-                                 "TERM=xterm", "LANG=C.UTF-8", "/usr/bin/script", "-qfc", line, "/dev/null"});
+    const QStringList inside = space.wrapper();
+    client.start(inside.first(),
+                 inside.mid(1) + QStringList{"/usr/bin/env",
+                                             "MOSH_KEY=" + QString::fromStdString(server.key()), "TERM=xterm",
+                                             "LANG=C.UTF-8", "/usr/bin/script", "-qfc", line, "/dev/null"});
     if (!client.waitForStarted(TestSupport::generousMilliseconds)) {
         return "client not started: " + client.errorString().toStdString();
     }
@@ -365,8 +319,9 @@ protected:
         m_environment.insert("DBUS_SYSTEM_BUS_ADDRESS", m_bus.address());
         m_daemon.setProcessEnvironment(m_environment);
         m_daemon.setProcessChannelMode(QProcess::MergedChannels);
-        m_daemon.start("/usr/sbin/ip",
-                       m_namespace.wrapper() +
+        const QStringList inside = m_namespace.wrapper();
+        m_daemon.start(inside.first(),
+                       inside.mid(1) +
                            QStringList{"/usr/bin/unshare", "--mount", "--propagation", "private", "/bin/sh",
                                        "-c",
                                        "mount --bind \"$1\" /etc/firewalld && "

@@ -48,13 +48,7 @@ protected:
             }
             GTEST_SKIP() << "real sshd unavailable: not running as root (a test user and sshd need root)";
         }
-        if (::getpwnam(loginUser) == nullptr) {
-            ASSERT_EQ(
-                TestSupport::runProgram("/usr/sbin/useradd", {"-m", "-s", "/bin/sh", loginUser}).exitCode, 0);
-        }
-        // "!" locks the account, and without PAM sshd then refuses even a key.
-        ASSERT_EQ(TestSupport::runProgram("/usr/sbin/usermod", {"-p", "*", loginUser}).exitCode, 0);
-        const passwd* entry = ::getpwnam(loginUser);
+        const passwd* entry = TestSupport::loginUser(loginUser);
         ASSERT_NE(entry, nullptr);
         m_uid = entry->pw_uid;
         const std::filesystem::path home = entry->pw_dir;

@@ -29,6 +29,19 @@ inline constexpr int startAttempts = 5;
 /// A home-network address that exists only inside the network namespace a test creates.
 inline constexpr const char* homeAddress = "192.168.213.7";
 
+/// The test user `name`, made when missing, whom sshd lets in with a key; nothing when it cannot be made.
+inline const passwd* loginUser(const char* name) {
+    if (::getpwnam(name) == nullptr &&
+        TestSupport::runProgram("/usr/sbin/useradd", {"-m", "-s", "/bin/sh", name}).exitCode != 0) {
+        return nullptr;
+    }
+    // "!" locks the account, and without PAM sshd then refuses even a key; "*" only forbids passwords.
+    if (TestSupport::runProgram("/usr/sbin/usermod", {"-p", "*", name}).exitCode != 0) {
+        return nullptr;
+    }
+    return ::getpwnam(name);
+}
+
 /// Real OpenSSH servers started by the test, each with the setting under test, judging the key of
 /// a phone paired for a test user of their own; a real login with the matching private key tells
 /// what the server decides. Skips (fails on CI) without root.
@@ -41,13 +54,7 @@ protected:
             }
             GTEST_SKIP() << "real sshd unavailable: not running as root (a test user and sshd need root)";
         }
-        if (::getpwnam(testUser) == nullptr) {
-            ASSERT_EQ(
-                TestSupport::runProgram("/usr/sbin/useradd", {"-m", "-s", "/bin/sh", testUser}).exitCode, 0);
-        }
-        // "!" locks the account, and without PAM sshd then refuses even a key.
-        ASSERT_EQ(TestSupport::runProgram("/usr/sbin/usermod", {"-p", "*", testUser}).exitCode, 0);
-        const passwd* entry = ::getpwnam(testUser);
+        const passwd* entry = loginUser(testUser);
         ASSERT_NE(entry, nullptr);
         m_uid = entry->pw_uid;
         m_gid = entry->pw_gid;
@@ -163,17 +170,21 @@ protected:
 };
 
 /// A network namespace of the test's own with loopback and one home address on a pair of virtual
-/// links whose both ends stay inside: the server in it is reached from no other network.
+/// links whose both ends stay inside: what runs in it is reached from no other network, and its
+/// firewall rules are its own.
 class NetworkNamespace {
 public:
-    /// Named `prefix` and this process's id, so parallel tests never meet.
-    explicit NetworkNamespace(const std::string& prefix = "nuvexa-doctor-")
-        : m_name(prefix + std::to_string(::getpid())) {
-        m_ready = ip({"netns", "add", name()}) && ip({"-n", name(), "link", "set", "lo", "up"}) &&
-                  ip({"-n", name(), "link", "add", "home0", "type", "veth", "peer", "name", "home1"}) &&
-                  ip({"-n", name(), "addr", "add", QString(homeAddress) + "/24", "dev", "home0"}) &&
-                  ip({"-n", name(), "link", "set", "home0", "up"}) &&
-                  ip({"-n", name(), "link", "set", "home1", "up"});
+    /// Named `prefix`, this process's id and a count, so parallel tests never meet; `address` is the
+    /// home address inside.
+    explicit NetworkNamespace(const std::string& prefix = "nuvexa-doctor-",
+                              const std::string& address = homeAddress)
+        : m_name(prefix + std::to_string(::getpid()) + "-" + std::to_string(s_made++)) {
+        m_ready =
+            ip({"netns", "add", name()}) && ip({"-n", name(), "link", "set", "lo", "up"}) &&
+            ip({"-n", name(), "link", "add", "home0", "type", "veth", "peer", "name", "home1"}) &&
+            ip({"-n", name(), "addr", "add", QString::fromStdString(address) + "/24", "dev", "home0"}) &&
+            ip({"-n", name(), "link", "set", "home0", "up"}) &&
+            ip({"-n", name(), "link", "set", "home1", "up"});
     }
     NetworkNamespace(const NetworkNamespace&) = delete;
     NetworkNamespace& operator=(const NetworkNamespace&) = delete;
@@ -181,7 +192,14 @@ public:
 
     bool ready() const { return m_ready; }
     QString name() const { return QString::fromStdString(m_name); }
+    /// What runs a program inside: the program and its arguments follow.
     QStringList wrapper() const { return {"/usr/sbin/ip", "netns", "exec", name()}; }
+
+    /// Runs a program inside the namespace to its end.
+    TestSupport::ProgramResult run(const QStringList& command) const {
+        const QStringList whole = wrapper() + command;
+        return TestSupport::runProgram(whole.first(), whole.mid(1));
+    }
 
     /// Runs `work` on a thread that has entered the namespace, so its sockets are the namespace's.
     template <typename Work>
@@ -206,6 +224,7 @@ private:
         return TestSupport::runProgram("/usr/sbin/ip", arguments).exitCode == 0;
     }
 
+    static inline int s_made = 0;
     std::string m_name;
     bool m_ready = false;
 };
