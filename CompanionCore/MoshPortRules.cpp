@@ -211,7 +211,10 @@ RuleEffect judgeRule(const json& expressions) {
             effect.reach = Reach::unknown;
             continue;
         }
-        const auto& [key, value] = *expression.items().begin();
+        // The object's own iterator: its key lives in the object, unlike that of a proxy from items().
+        const auto only = expression.begin();
+        const std::string& key = only.key();
+        const json& value = only.value();
         if (key == "match") {
             const auto reach = judgeMatch(value, effect);
             if (reach == Reach::never || effect.reach == Reach::never) {
