@@ -78,15 +78,10 @@ std::optional<int> portNumber(std::string_view text) {
     return value;
 }
 
-/// Days since 1970-01-01 of a date of the proleptic Gregorian calendar (Howard Hinnant's algorithm).
-long long daysFromCivil(long long year, unsigned month, unsigned day) {
-    year -= month <= 2 ? 1 : 0;
-    const long long era = (year >= 0 ? year : year - 399) / 400;
-    const auto yearOfEra = static_cast<unsigned>(year - era * 400);
-    const unsigned dayOfYear = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
-    const unsigned dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
-    return era * 146097 + static_cast<long long>(dayOfEra) - 719468;
-}
+/// The years a record's date may name: the clock counts nanoseconds, which hold about 292 years each
+/// side of 1970, and no SSH server wrote a record outside these.
+constexpr int firstYear = 1970;
+constexpr int lastYear = 2200;
 
 bool validClock(int hour, int minute, int second) {
     return hour < 24 && minute < 60 && second <= 60;
@@ -121,8 +116,14 @@ std::optional<system_clock::time_point> isoTime(std::string_view text, char sepa
     int hour = 0;
     int minute = 0;
     int second = 0;
-    if (!year || !month || !day || *month < 1 || *month > 12 || *day < 1 || *day > 31 ||
+    if (!year || !month || !day || *year < firstYear || *year > lastYear ||
         !readClock(text.substr(11, 8), hour, minute, second)) {
+        return std::nullopt;
+    }
+    const std::chrono::year_month_day date{std::chrono::year(*year),
+                                           std::chrono::month(static_cast<unsigned>(*month)),
+                                           std::chrono::day(static_cast<unsigned>(*day))};
+    if (!date.ok()) {
         return std::nullopt;
     }
     std::string_view rest = text.substr(19);
@@ -159,11 +160,9 @@ std::optional<system_clock::time_point> isoTime(std::string_view text, char sepa
     } else {
         return std::nullopt;
     }
-    const long long seconds =
-        daysFromCivil(*year, static_cast<unsigned>(*month), static_cast<unsigned>(*day)) * 86400 +
-        hour * 3600 + minute * 60 + second - offsetMinutes * 60;
-    return system_clock::time_point(std::chrono::duration_cast<system_clock::duration>(
-        std::chrono::seconds(seconds) + std::chrono::microseconds(micros)));
+    const auto local = std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
+                       std::chrono::seconds(second) + std::chrono::microseconds(micros);
+    return std::chrono::time_point_cast<system_clock::duration>(local - std::chrono::minutes(offsetMinutes));
 }
 
 /// The local time of a traditional syslog date in `year`.

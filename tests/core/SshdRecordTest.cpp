@@ -173,3 +173,13 @@ TEST(SshdRecordTest, SkipsUnifiedLogEntriesOfOtherProcesses) {
     EXPECT_FALSE(
         SshdRecord::fromUnifiedLogEntry(R"({"processImagePath":"/usr/sbin/sshd","eventMessage":1})"));
 }
+
+TEST(SshdRecordTest, ADateTheClockCannotHoldOrThatDoesNotExistIsNoRecord) {
+    for (const char* date : {"1013-11-24 13:15:32.500000+0100", "9999-11-24 13:15:32.000000+0000",
+                             "2026-02-30 13:15:32.000000+0000"}) {
+        const std::string entry = R"({"timestamp":")" + std::string(date) +
+                                  R"(","processImagePath":"/usr/sbin/sshd","eventMessage":")" +
+                                  accepted("ana") + R"("})";
+        EXPECT_FALSE(SshdRecord::fromUnifiedLogEntry(entry)) << date;
+    }
+}
