@@ -7,6 +7,7 @@
 #include "support/Files.h"
 #include "support/Patience.h"
 #include "support/Programs.h"
+#include "support/SshClient.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -50,12 +51,10 @@ protected:
     }
 
     TestSupport::ProgramResult login(const std::string& key) const {
-        return TestSupport::runProgram(
-            "/usr/bin/ssh",
-            {"-F", "/dev/null", "-o", "BatchMode=yes", "-o", "StrictHostKeyChecking=no", "-o",
-             "UserKnownHostsFile=/dev/null", "-o", "IdentitiesOnly=yes", "-o", "LogLevel=ERROR", "-i",
-             QString::fromStdString((m_keys / key).string()), "-p", QString::fromStdString(m_port),
-             QString::fromStdString(m_user + "@127.0.0.1"), "id", "-un"});
+        const QStringList command =
+            TestSupport::sshClient(QString::fromStdString((m_keys / key).string()), std::stoi(m_port),
+                                   QString::fromStdString(m_user + "@127.0.0.1"), {"id", "-un"});
+        return TestSupport::runProgram(command.first(), command.mid(1));
     }
 
     /// sshd reads the file as the user: what root wrote must become the user's.

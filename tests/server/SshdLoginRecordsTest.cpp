@@ -14,6 +14,7 @@
 #include "support/Files.h"
 #include "support/Patience.h"
 #include "support/Programs.h"
+#include "support/SshClient.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -106,25 +107,8 @@ protected:
 
     QStringList sshCommand(const char* phone, const QStringList& remote) const {
         return m_namespace.wrapper() +
-               QStringList{"/usr/bin/ssh",
-                           "-F",
-                           "/dev/null",
-                           "-o",
-                           "BatchMode=yes",
-                           "-o",
-                           "StrictHostKeyChecking=no",
-                           "-o",
-                           "UserKnownHostsFile=/dev/null",
-                           "-o",
-                           "IdentitiesOnly=yes",
-                           "-o",
-                           "LogLevel=ERROR",
-                           "-i",
-                           QString::fromStdString((m_scratch / phone).string()),
-                           "-p",
-                           QString::number(sshPort),
-                           QString(loginUser) + "@" + TestSupport::homeAddress} +
-               remote;
+               TestSupport::sshClient(QString::fromStdString((m_scratch / phone).string()), sshPort,
+                                      QString(loginUser) + "@" + TestSupport::homeAddress, remote);
     }
 
     /// Logs in with `phone`'s private key and runs `remote`; true when the login and the command went well.

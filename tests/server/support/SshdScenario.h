@@ -6,6 +6,7 @@
 #include "server/support/PeerState.h"
 #include "server/support/SshdInstance.h"
 #include "support/Programs.h"
+#include "support/SshClient.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -116,25 +117,9 @@ protected:
     /// Logs in for real with the phone's private key; true when the server let it in.
     bool logsIn(const std::string& host, int port, const QStringList& wrapper = {}) const {
         const QStringList command =
-            wrapper + QStringList{"/usr/bin/ssh",
-                                  "-F",
-                                  "/dev/null",
-                                  "-o",
-                                  "BatchMode=yes",
-                                  "-o",
-                                  "StrictHostKeyChecking=no",
-                                  "-o",
-                                  "UserKnownHostsFile=/dev/null",
-                                  "-o",
-                                  "IdentitiesOnly=yes",
-                                  "-o",
-                                  "LogLevel=ERROR",
-                                  "-i",
-                                  keyPath(),
-                                  "-p",
-                                  QString::number(port),
-                                  QString::fromStdString(std::string(testUser) + "@" + host),
-                                  "true"};
+            wrapper + TestSupport::sshClient(keyPath(), port,
+                                             QString::fromStdString(std::string(testUser) + "@" + host),
+                                             {"true"});
         return TestSupport::runProgram(command.first(), command.mid(1)).exitCode == 0;
     }
 
